@@ -1,0 +1,1 @@
+// The partial library's sources are added here as they land.

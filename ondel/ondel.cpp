@@ -1,0 +1,1 @@
+// The object layer's sources are added here as they land.

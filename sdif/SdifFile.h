@@ -13,18 +13,18 @@ extern "C" {
 #define MaxUserData 10
 
 struct SdifFileS {
-    char* Name;                   /* name without its selection; "" when none */
+    char* Name; /* name without its selection; "" when none */
     SdifFileModeET Mode;
-    int isSeekable;               /* 1 for an ordinary file, 0 for a standard stream */
-    SdifUInt4 FormatVersion;      /* 3 at creation, then as read */
-    SdifUInt4 TypesVersion;       /* 1 at creation, then as read */
-    SdifNameValuesLT* NameValues; /* hash size 31 */
-    SdifHashTableT* MatrixTypesTable; /* 127 buckets, integer keys */
-    SdifHashTableT* FrameTypesTable;  /* 127 buckets, integer keys */
+    int isSeekable;                     /* 1 for an ordinary file, 0 for a standard stream */
+    SdifUInt4 FormatVersion;            /* 3 at creation, then as read */
+    SdifUInt4 TypesVersion;             /* 1 at creation, then as read */
+    SdifNameValuesLT* NameValues;       /* hash size 31 */
+    SdifHashTableT* MatrixTypesTable;   /* 127 buckets, integer keys */
+    SdifHashTableT* FrameTypesTable;    /* 127 buckets, integer keys */
     SdifStreamIDTableT* StreamIDsTable; /* hash size 1 */
     SdifTimePositionLT* TimePositions;
-    SdifSelectionT* Selection;    /* parsed from the name */
-    FILE* Stream;                 /* binary stream, or none */
+    SdifSelectionT* Selection; /* parsed from the name */
+    FILE* Stream;              /* binary stream, or none */
 
     SdifSignature CurrSignature;  /* chunk signature last read */
     SdifFrameHeaderT* CurrFramH;  /* created on first use */
@@ -37,18 +37,18 @@ struct SdifFileS {
     SdifMatrixDataT* CurrMtrxData;
 
     /* bookkeeping of the chunk being read or written */
-    SdiffPosT FileSize;           /* bytes of a seekable file, -1 when unknown */
-    SdifUInt4 ChunkSize;          /* size field of the current chunk */
-    SdiffPosT CurrFramPos;        /* position of the current frame's header */
-    SdiffPosT StartChunkPos;      /* position of the current chunk's signature */
-    SdiffPosT Pos;                /* byte position refreshed by the diagnostics */
-    int TypeDefPass;              /* a 1TYP chunk was read */
-    int StreamIDPass;             /* a 1IDS chunk was read */
+    SdiffPosT FileSize;      /* bytes of a seekable file, -1 when unknown */
+    SdifUInt4 ChunkSize;     /* size field of the current chunk */
+    SdiffPosT CurrFramPos;   /* position of the current frame's header */
+    SdiffPosT StartChunkPos; /* position of the current chunk's signature */
+    SdiffPosT Pos;           /* byte position refreshed by the diagnostics */
+    int TypeDefPass;         /* a 1TYP chunk was read */
+    int StreamIDPass;        /* a 1IDS chunk was read */
 
-    char* TextStreamName;         /* private copy, when a text stream is open */
-    FILE* TextStream;             /* text stream, or none */
+    char* TextStreamName; /* private copy, when a text stream is open */
+    FILE* TextStream;     /* text stream, or none */
 
-    unsigned int ErrorCount[5];   /* one per level: fatal, error, warning, remark, message */
+    unsigned int ErrorCount[5]; /* one per level: fatal, error, warning, remark, message */
     SdifErrorLT* Errors;
 
     int NbUserData;
@@ -73,7 +73,17 @@ SdifFileT* SdifFOpen(const char* name, SdifFileModeET mode);
 SdifFileT* SdifFOpenText(SdifFileT* file, const char* name, SdifFileModeET mode);
 void SdifFClose(SdifFileT* file);
 
+/* Types of file from the text file typesFileName, or from the built-in
+** declarations when the name is empty or the file cannot be opened. */
 void SdifFLoadPredefinedTypes(SdifFileT* file, const char* typesFileName);
+/* The small set of types built in code (1FQ0, 1FOF, 1CHA, 1RES, 1DIS and the
+** frames 1FOB, 1REB, 1NOI); answers file. */
+SdifFileT* SdifTakeCodedPredefinedTypes(SdifFileT* file);
+void SdifCreatePredefinedTypes(SdifHashTableT* matrixTypesTable, SdifHashTableT* frameTypesTable);
+/* The full predefined set parsed from the built-in declarations; answers file. */
+SdifFileT* SdifTakeCodedPredefinedTypesfromString(SdifFileT* file);
+/* The built-in declarations (1MTD and 1FTD lines). */
+const char* SdifPredefinedTypesText(void);
 
 /* General header: bytes read (0 on failure) or written. */
 size_t SdifFReadGeneralHeader(SdifFileT* file);
@@ -101,7 +111,8 @@ SdifDataTypeET SdifFCurrDataType(SdifFileT* file);
 SdifOneRowT* SdifFCurrOneRow(SdifFileT* file);
 void* SdifFCurrOneRowData(SdifFileT* file);
 SdifFloat8 SdifFCurrOneRowCol(SdifFileT* file, SdifUInt4 column);
-SdifFloat8 SdifFCurrOneRowColName(SdifFileT* file, SdifMatrixTypeT* matrixType, const char* columnName);
+SdifFloat8 SdifFCurrOneRowColName(SdifFileT* file, SdifMatrixTypeT* matrixType,
+                                  const char* columnName);
 SdifOneRowT* SdifFSetCurrOneRow(SdifFileT* file, void* values);
 SdifOneRowT* SdifFSetCurrOneRowCol(SdifFileT* file, SdifUInt4 column, SdifFloat8 value);
 SdifMatrixDataT* SdifFCurrMatrixData(SdifFileT* file);

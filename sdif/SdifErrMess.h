@@ -1,0 +1,86 @@
+/* Error reporting of the SDIF file library: one entry point, SdifFError,
+** that records the error on its file, composes a diagnostic of the file's
+** state and hands it to the error, warning or exit callback. */
+#ifndef SDIF_ERR_MESS_H
+#define SDIF_ERR_MESS_H
+
+#include "SdifGlobals.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* One row of the tag table: tag, level, message format (the caller's text
+** is its one %s; tags 15 and 16 take the open mode %d first). */
+typedef struct SdifErrMessS {
+    unsigned char Tag;   /* SdifErrorTagET */
+    unsigned char Level; /* SdifErrorLevelET */
+    const char* UserMess;
+} SdifErrMessT;
+
+/* Indexed by tag (eUnknown to eTokenLength). */
+extern const SdifErrMessT gSdifErrMessFormat[];
+/* Printed level names, indexed by level. */
+extern const char* const gSdifErrorLevel[];
+
+/* Stream of every notice and diagnostic (also declared in SdifHard_OS.h). */
+extern FILE* SdifStdErr;
+
+/* Callbacks and output switch, process-wide. */
+extern SdifExceptionFuncT gSdifErrorFunc;   /* Fatal and Error levels */
+extern SdifExceptionFuncT gSdifWarningFunc; /* Warning level */
+extern SdifExitFuncT gSdifExitFunc;         /* after the error callback, Fatal only */
+extern int gSdifErrorOutputEnabled;         /* 1 at start */
+
+/* Report one error.  file may be none.  srcFile (base name) and srcLine go
+** unchanged to the callbacks.  Answers the file's updated counter for the
+** tag's level, 0 without a file. */
+unsigned int SdifFError(SdifFileT* file, SdifErrorTagET tag, const char* text, const char* srcFile,
+                        int srcLine);
+
+/* Compose the diagnostic into buffer (at most size bytes, truncated like
+** snprintf).  Refreshes file->Pos from the stream. */
+void SdifFsPrintError(char* buffer, unsigned int size, SdifFileT* file, SdifErrorTagET tag,
+                      const char* text, const char* srcFile, int srcLine);
+
+void SdifSetErrorFunc(SdifExceptionFuncT func);
+void SdifSetWarningFunc(SdifExceptionFuncT func);
+void SdifSetExitFunc(SdifExitFuncT func);
+void SdifEnableErrorOutput(void);
+void SdifDisableErrorOutput(void);
+
+/* Print text on SdifStdErr and flush, when output is enabled. */
+void SdifDefaultErrorFunc(SdifErrorTagET tag, SdifErrorLevelET level, char* text, SdifFileT* file,
+                          SdifErrorT* error, char* srcFile, int srcLine);
+void SdifDefaultWarningFunc(SdifErrorTagET tag, SdifErrorLevelET level, char* text, SdifFileT* file,
+                            SdifErrorT* error, char* srcFile, int srcLine);
+/* End the process with status 1. */
+void SdifExit(void);
+
+/* A file's error list; none, after an eAllocFail report, when memory is out. */
+SdifErrorLT* SdifCreateErrorL(SdifFileT* file);
+/* Free the list and its records; none reports eFreeNull. */
+void SdifKillErrorL(SdifErrorLT* list);
+/* One record holding a copy of text; none when memory is out. */
+SdifErrorT* SdifCreateError(SdifErrorTagET tag, SdifErrorLevelET level, const char* text);
+/* Free a record (a KillerFT); none reports eFreeNull. */
+void SdifKillError(void* error);
+
+/* Count the error in counters (one per level) and append its record to
+** list; answers the updated counter. */
+int SdifInsertTailError(SdifErrorLT* list, unsigned int* counters, SdifErrorTagET tag,
+                        const char* text);
+/* Last record, or none for an empty list. */
+SdifErrorT* SdifLastError(SdifErrorLT* list);
+/* Tag of the last record, or eNoError (1) for an empty list. */
+SdifErrorTagET SdifLastErrorTag(SdifErrorLT* list);
+SdifErrorT* SdifFLastError(SdifFileT* file);
+SdifErrorTagET SdifFLastErrorTag(SdifFileT* file);
+/* Errors recorded on file at levels eFatal up to and including upto. */
+unsigned int SdifFNumErrors(SdifFileT* file, SdifErrorLevelET upto);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

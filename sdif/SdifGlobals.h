@@ -227,8 +227,9 @@ typedef struct SdifSelectElementS {
 typedef struct SdifSelectIntMaskS {
     int num;     /* distinct values marked */
     int max;     /* largest value */
-    int* mask;   /* max + 1 flags, or none */
+    int* mask;   /* max + 1 flags (at most _SdifSelectMaskCap, SdifSelect.h), or none */
     int openend; /* answer for values above max, or for an empty list */
+    SdifListT* list; /* elements it was built from, for values beyond the flags */
 } SdifSelectIntMaskT;
 
 typedef struct SdifSelectionS {

@@ -14,7 +14,9 @@
 
 namespace testsupport {
 
-std::string DataPath(const std::string& name) { return std::string(SDIF2COLUMNS_TEST_DATA_DIR) + "/" + name; }
+std::string DataPath(const std::string& name) {
+    return std::string(SDIF2COLUMNS_TEST_DATA_DIR) + "/" + name;
+}
 
 std::string TempPath(const std::string& name) {
     static std::string dir;
@@ -56,7 +58,8 @@ RunResult RunProgram(const std::vector<std::string>& argv, const std::string& st
         dup2(inPipe[0], 0);
         dup2(outPipe[1], 1);
         dup2(errPipe[1], 2);
-        for (int fd : {inPipe[0], inPipe[1], outPipe[0], outPipe[1], errPipe[0], errPipe[1]}) close(fd);
+        for (int fd : {inPipe[0], inPipe[1], outPipe[0], outPipe[1], errPipe[0], errPipe[1]})
+            close(fd);
         std::vector<char*> args;
         for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
         args.push_back(nullptr);
@@ -89,7 +92,7 @@ RunResult RunProgram(const std::vector<std::string>& argv, const std::string& st
 
 std::string ConverterPath() {
     const char* p = std::getenv("SDIF2COLUMNS_BIN");
-    return p ? p : "sdif2columns";
+    return p ? p : SDIF2COLUMNS_BIN_PATH;
 }
 
 void PutU32(std::string& out, uint32_t v) {
@@ -108,5 +111,64 @@ void PutF64(std::string& out, double v) {
     PutU32(out, static_cast<uint32_t>(u));
 }
 void PutSig(std::string& out, const char* sig4) { out.append(sig4, 4); }
+
+}  // namespace testsupport
+
+namespace testsupport {
+
+std::string SdifHeader() {
+    std::string s;
+    PutSig(s, "SDIF");
+    PutI32(s, 8);
+    PutU32(s, 3);
+    PutU32(s, 1);
+    return s;
+}
+
+static std::string MatrixBytes(const TestMatrix& m) {
+    std::string s;
+    PutSig(s, m.sig.c_str());
+    PutU32(s, m.dataType);
+    PutU32(s, m.rows);
+    PutU32(s, m.cols);
+    std::string data;
+    for (double v : m.values) {
+        switch (m.dataType) {
+            case 0x0004:
+                PutF32(data, static_cast<float>(v));
+                break;
+            case 0x0008:
+                PutF64(data, v);
+                break;
+            case 0x0104:
+                PutI32(data, static_cast<int32_t>(v));
+                break;
+            default:
+                data.push_back(static_cast<char>(static_cast<int>(v)));
+                break;
+        }
+    }
+    while (data.size() % 8) data.push_back('\0');
+    return s + data;
+}
+
+std::string SdifFrame(const char* sig, uint32_t streamId, double time,
+                      const std::vector<TestMatrix>& matrices) {
+    std::string body;
+    for (const auto& m : matrices) body += MatrixBytes(m);
+    std::string s;
+    PutSig(s, sig);
+    PutU32(s, static_cast<uint32_t>(16 + body.size()));
+    PutF64(s, time);
+    PutU32(s, streamId);
+    PutU32(s, static_cast<uint32_t>(matrices.size()));
+    return s + body;
+}
+
+TestMatrix TrcMatrix(const char* sig, const std::vector<std::vector<double>>& rows) {
+    TestMatrix m{sig, 0x0004, static_cast<uint32_t>(rows.size()), 4, {}};
+    for (const auto& r : rows) m.values.insert(m.values.end(), r.begin(), r.end());
+    return m;
+}
 
 }  // namespace testsupport

@@ -29,7 +29,7 @@ struct RunResult {
 // standard input.
 RunResult RunProgram(const std::vector<std::string>& argv, const std::string& stdinBytes = "");
 
-// Path of the converter under test (from SDIF2COLUMNS_BIN).
+// Path of the converter under test (SDIF2COLUMNS_BIN overrides the build's).
 std::string ConverterPath();
 
 // Big-endian byte builders for hand-made SDIF files.
@@ -41,4 +41,23 @@ void PutSig(std::string& out, const char* sig4);
 
 }  // namespace testsupport
 
+namespace testsupport {
+
+// Hand-made SDIF files for tests, built byte by byte without the library.
+struct TestMatrix {
+    std::string sig;    // four characters
+    uint32_t dataType;  // 0x0004 Float4, 0x0008 Float8, 0x0104 Int4
+    uint32_t rows, cols;
+    std::vector<double> values;  // rows * cols, row-major
+};
+
+// General header: "SDIF", size 8, format version 3, types version 1.
+std::string SdifHeader();
+// One frame with its matrices, each padded to 8 bytes; Size is exact.
+std::string SdifFrame(const char* sig, uint32_t streamId, double time,
+                      const std::vector<TestMatrix>& matrices);
+// A 1TRC matrix of (index, frequency, amplitude, phase) rows in Float4.
+TestMatrix TrcMatrix(const char* sig, const std::vector<std::vector<double>>& rows);
+
+}  // namespace testsupport
 #endif

@@ -1,1 +1,202 @@
-// Filled in by the module's owner.
+#include "SdifFrameType.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "SdifErrMess.h"
+#include "SdifFile.h"
+#include "SdifHash.h"
+#include "SdifRWLowLevel.h"
+
+#define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, "SdifFrameType.cpp", __LINE__)
+
+/* Buckets of a frame type's own components. */
+#define _SdifFrameTypeHashSize 13
+
+SdifComponentT* SdifCreateComponent(SdifSignature matrixSignature, const char* name,
+                                    unsigned int num) {
+    SdifComponentT* component = (SdifComponentT*)std::malloc(sizeof(SdifComponentT));
+    size_t length = std::strlen(name) + 1;
+    char* copy = (char*)std::malloc(length);
+    if (!component || !copy) {
+        std::free(component);
+        std::free(copy);
+        SDIF_ERROR(NULL, eAllocFail, "Component allocation");
+        return NULL;
+    }
+    std::memcpy(copy, name, length);
+    component->MtrxS = matrixSignature;
+    component->Name = copy;
+    component->Num = num;
+    return component;
+}
+
+void SdifKillComponent(void* component) {
+    SdifComponentT* c = (SdifComponentT*)component;
+    if (!c) return;
+    std::free(c->Name);
+    std::free(c);
+}
+
+SdifFrameTypeT* SdifCreateFrameType(SdifSignature signature, SdifFrameTypeT* predefined) {
+    SdifFrameTypeT* type = (SdifFrameTypeT*)std::calloc(1, sizeof(SdifFrameTypeT));
+    if (type)
+        type->ComponentUseHT =
+            SdifCreateHashTable(_SdifFrameTypeHashSize, eHashInt4, SdifKillComponent);
+    if (!type || !type->ComponentUseHT) {
+        std::free(type);
+        SDIF_ERROR(NULL, eAllocFail, "FrameType allocation");
+        return NULL;
+    }
+    type->Signature = signature;
+    type->FrameTypePre = NULL;
+    type->NbComponentUse = 0;
+    type->NbComponent = 0;
+    type->ModifMode = eCanModif;
+    if (predefined) {
+        if (predefined->Signature == signature) {
+            type->FrameTypePre = predefined;
+            type->NbComponent = predefined->NbComponent;
+        } else {
+            char text[_SdifStringLen];
+            char pre[5];
+            std::memcpy(pre, SdifSignatureToString(predefined->Signature), 5);
+            std::snprintf(text, sizeof text, "'%s'(Pre) != '%s'", pre,
+                          SdifSignatureToString(signature));
+            SDIF_ERROR(NULL, eInvalidPredefinedType, text);
+        }
+    }
+    return type;
+}
+
+void SdifKillFrameType(void* frameType) {
+    SdifFrameTypeT* type = (SdifFrameTypeT*)frameType;
+    if (!type) return;
+    SdifKillHashTable(type->ComponentUseHT);
+    std::free(type);
+}
+
+SdifHashTableT* SdifPutFrameType(SdifHashTableT* table, SdifFrameTypeT* type) {
+    return SdifHashTablePutInt4(table, type->Signature, type);
+}
+
+SdifFrameTypeT* SdifGetFrameType(SdifHashTableT* table, SdifSignature signature) {
+    if (!table) return NULL;
+    return (SdifFrameTypeT*)SdifHashTableSearchInt4(table, signature);
+}
+
+SdifFrameTypeT* SdifFGetFrameType(SdifFileT* file, SdifSignature signature) {
+    return SdifGetFrameType(file->FrameTypesTable, signature);
+}
+
+int SdifExistUserFrameType(SdifHashTableT* table) {
+    if (!table) return 0;
+    for (unsigned int i = 0; i < table->HashSize; ++i)
+        for (SdifHashNT* entry = table->Table[i]; entry; entry = entry->Next) {
+            SdifFrameTypeT* type = (SdifFrameTypeT*)entry->Data;
+            if (type && type->NbComponentUse > 0) return 1;
+        }
+    return 0;
+}
+
+SdifComponentT* SdifFrameTypeGetComponent_MtrxS(SdifFrameTypeT* type,
+                                                SdifSignature matrixSignature) {
+    if (!type) return NULL;
+    if (type->FrameTypePre) {
+        SdifComponentT* c = SdifFrameTypeGetComponent_MtrxS(type->FrameTypePre, matrixSignature);
+        if (c) return c;
+    }
+    return (SdifComponentT*)SdifHashTableSearchInt4(type->ComponentUseHT, matrixSignature);
+}
+
+SdifComponentT* SdifFrameTypeGetComponent(SdifFrameTypeT* type, const char* name) {
+    if (!type || !name) return NULL;
+    if (type->FrameTypePre) {
+        SdifComponentT* c = SdifFrameTypeGetComponent(type->FrameTypePre, name);
+        if (c) return c;
+    }
+    SdifHashTableT* table = type->ComponentUseHT;
+    for (unsigned int i = 0; i < table->HashSize; ++i)
+        for (SdifHashNT* entry = table->Table[i]; entry; entry = entry->Next) {
+            SdifComponentT* c = (SdifComponentT*)entry->Data;
+            if (c && std::strcmp(c->Name, name) == 0) return c;
+        }
+    return NULL;
+}
+
+SdifComponentT* SdifFrameTypeGetNthComponent(SdifFrameTypeT* type, unsigned int n) {
+    if (!type || n == 0 || n > type->NbComponent) return NULL;
+    if (type->FrameTypePre && n <= type->FrameTypePre->NbComponent)
+        return SdifFrameTypeGetNthComponent(type->FrameTypePre, n);
+    SdifHashTableT* table = type->ComponentUseHT;
+    for (unsigned int i = 0; i < table->HashSize; ++i)
+        for (SdifHashNT* entry = table->Table[i]; entry; entry = entry->Next) {
+            SdifComponentT* c = (SdifComponentT*)entry->Data;
+            if (c && c->Num == n) return c;
+        }
+    return NULL;
+}
+
+unsigned int SdifFrameTypeGetNbComponents(SdifFrameTypeT* type) {
+    return type ? type->NbComponent : 0;
+}
+
+SdifFrameTypeT* SdifFFrameTypePutComponent(SdifFileT* file, SdifFrameTypeT* type,
+                                           SdifSignature matrixSignature, const char* name) {
+    if (!type || !name) return NULL;
+    if (SdifFrameTypeGetComponent_MtrxS(type, matrixSignature)) {
+        SDIF_ERROR(file, eExistsYet, SdifSignatureToString(matrixSignature));
+        return NULL;
+    }
+    if (SdifFrameTypeGetComponent(type, name)) {
+        SDIF_ERROR(file, eExistsYet, name);
+        return NULL;
+    }
+    if (type->ModifMode == eNoModif) {
+        SDIF_ERROR(file, eTypeDefinedYet, SdifSignatureToString(type->Signature));
+        return NULL;
+    }
+    SdifComponentT* component = SdifCreateComponent(matrixSignature, name, type->NbComponent + 1);
+    if (!component) return NULL;
+    unsigned int before = type->ComponentUseHT->NbOfData;
+    SdifHashTablePutInt4(type->ComponentUseHT, matrixSignature, component);
+    if (type->ComponentUseHT->NbOfData == before) {
+        SdifKillComponent(component);
+        return NULL;
+    }
+    type->NbComponentUse++;
+    type->NbComponent++;
+    return type;
+}
+
+SdifFrameTypeT* SdifFrameTypePutComponent(SdifFrameTypeT* type, SdifSignature matrixSignature,
+                                          const char* name) {
+    return SdifFFrameTypePutComponent(NULL, type, matrixSignature, name);
+}
+
+SdifFrameTypeT* SdifTestFrameType(SdifFileT* file, SdifSignature signature) {
+    SdifFrameTypeT* type = SdifGetFrameType(file->FrameTypesTable, signature);
+    if (type) return type;
+    SdifFrameTypeT* pre = NULL;
+    if (gSdifPredefinedTypes && gSdifPredefinedTypes != file)
+        pre = SdifGetFrameType(gSdifPredefinedTypes->FrameTypesTable, signature);
+    if (pre) {
+        type = SdifCreateFrameType(signature, pre);
+        if (type) SdifPutFrameType(file->FrameTypesTable, type);
+        return type;
+    }
+    char text[_SdifStringLen];
+    std::snprintf(text, sizeof text, "Frame Type : '%s' (0x%08x)", SdifSignatureToString(signature),
+                  signature);
+    SDIF_ERROR(file, eUnDefined, text);
+    return NULL;
+}
+
+int SdifTestFrameTypeModifMode(SdifFileT* file, SdifFrameTypeT* type) {
+    if (type->ModifMode != eNoModif) return 1;
+    char text[_SdifStringLen];
+    std::snprintf(text, sizeof text, "Frame Type '%s' ", SdifSignatureToString(type->Signature));
+    SDIF_ERROR(file, eCompletedYet, text);
+    return 0;
+}

@@ -1,1 +1,186 @@
-// Filled in by the module's owner.
+#include "SdifMatrixType.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "SdifErrMess.h"
+#include "SdifFile.h"
+#include "SdifHash.h"
+#include "SdifList.h"
+#include "SdifRWLowLevel.h"
+
+#define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, "SdifMatrixType.cpp", __LINE__)
+
+SdifColumnDefT* SdifCreateColumnDef(const char* name, unsigned int num) {
+    SdifColumnDefT* column = (SdifColumnDefT*)std::malloc(sizeof(SdifColumnDefT));
+    size_t length = std::strlen(name) + 1;
+    char* copy = (char*)std::malloc(length);
+    if (!column || !copy) {
+        std::free(column);
+        std::free(copy);
+        SDIF_ERROR(NULL, eAllocFail, "ColumnDef allocation");
+        return NULL;
+    }
+    std::memcpy(copy, name, length);
+    column->Name = copy;
+    column->Num = num;
+    return column;
+}
+
+void SdifKillColumnDef(void* columnDef) {
+    SdifColumnDefT* column = (SdifColumnDefT*)columnDef;
+    if (!column) return;
+    std::free(column->Name);
+    std::free(column);
+}
+
+SdifMatrixTypeT* SdifCreateMatrixType(SdifSignature signature, SdifMatrixTypeT* predefined) {
+    SdifMatrixTypeT* type = (SdifMatrixTypeT*)std::calloc(1, sizeof(SdifMatrixTypeT));
+    if (type) type->ColumnUserList = SdifCreateList(SdifKillColumnDef);
+    if (!type || !type->ColumnUserList) {
+        std::free(type);
+        SDIF_ERROR(NULL, eAllocFail, "MatrixType allocation");
+        return NULL;
+    }
+    type->Signature = signature;
+    type->MatrixTypePre = NULL;
+    type->NbColumnDef = 0;
+    type->ModifMode = eCanModif;
+    if (predefined) {
+        if (predefined->Signature == signature) {
+            type->MatrixTypePre = predefined;
+            type->NbColumnDef = predefined->NbColumnDef;
+        } else {
+            char text[_SdifStringLen];
+            char pre[5];
+            std::memcpy(pre, SdifSignatureToString(predefined->Signature), 5);
+            std::snprintf(text, sizeof text, "'%s'(Pre) != '%s'", pre,
+                          SdifSignatureToString(signature));
+            SDIF_ERROR(NULL, eInvalidPredefinedType, text);
+        }
+    }
+    return type;
+}
+
+void SdifKillMatrixType(void* matrixType) {
+    SdifMatrixTypeT* type = (SdifMatrixTypeT*)matrixType;
+    if (!type) return;
+    SdifKillList(type->ColumnUserList);
+    std::free(type);
+}
+
+SdifHashTableT* SdifPutMatrixType(SdifHashTableT* table, SdifMatrixTypeT* type) {
+    return SdifHashTablePutInt4(table, type->Signature, type);
+}
+
+SdifMatrixTypeT* SdifGetMatrixType(SdifHashTableT* table, SdifSignature signature) {
+    if (!table) return NULL;
+    return (SdifMatrixTypeT*)SdifHashTableSearchInt4(table, signature);
+}
+
+SdifMatrixTypeT* SdifFGetMatrixType(SdifFileT* file, SdifSignature signature) {
+    return SdifGetMatrixType(file->MatrixTypesTable, signature);
+}
+
+int SdifExistUserMatrixType(SdifHashTableT* table) {
+    if (!table) return 0;
+    for (unsigned int i = 0; i < table->HashSize; ++i)
+        for (SdifHashNT* entry = table->Table[i]; entry; entry = entry->Next) {
+            SdifMatrixTypeT* type = (SdifMatrixTypeT*)entry->Data;
+            if (type && type->ColumnUserList && type->ColumnUserList->NbData > 0) return 1;
+        }
+    return 0;
+}
+
+SdifColumnDefT* SdifMatrixTypeGetColumnDef(SdifMatrixTypeT* type, const char* name) {
+    if (!type || !name) return NULL;
+    if (type->MatrixTypePre) {
+        SdifColumnDefT* column = SdifMatrixTypeGetColumnDef(type->MatrixTypePre, name);
+        if (column) return column;
+    }
+    for (SdifListNT* node = type->ColumnUserList->Head; node; node = node->Next) {
+        SdifColumnDefT* column = (SdifColumnDefT*)node->Data;
+        if (std::strcmp(column->Name, name) == 0) return column;
+    }
+    return NULL;
+}
+
+unsigned int SdifMatrixTypeGetNumColumnDef(SdifMatrixTypeT* type, const char* name) {
+    SdifColumnDefT* column = SdifMatrixTypeGetColumnDef(type, name);
+    return column ? column->Num : 0;
+}
+
+SdifColumnDefT* SdifMatrixTypeGetNthColumnDef(SdifMatrixTypeT* type, unsigned int n) {
+    if (!type || n == 0 || n > type->NbColumnDef) return NULL;
+    if (type->MatrixTypePre && n <= type->MatrixTypePre->NbColumnDef)
+        return SdifMatrixTypeGetNthColumnDef(type->MatrixTypePre, n);
+    for (SdifListNT* node = type->ColumnUserList->Head; node; node = node->Next) {
+        SdifColumnDefT* column = (SdifColumnDefT*)node->Data;
+        if (column->Num == n) return column;
+    }
+    return NULL;
+}
+
+const char* SdifMatrixTypeGetColumnName(SdifMatrixTypeT* type, int n) {
+    if (n <= 0) return NULL;
+    SdifColumnDefT* column = SdifMatrixTypeGetNthColumnDef(type, (unsigned int)n);
+    return column ? column->Name : NULL;
+}
+
+unsigned int SdifMatrixTypeGetNbColumns(SdifMatrixTypeT* type) {
+    return type ? type->NbColumnDef : 0;
+}
+
+SdifMatrixTypeT* SdifFMatrixTypeInsertTailColumnDef(SdifFileT* file, SdifMatrixTypeT* type,
+                                                    const char* name) {
+    if (!type || !name) return NULL;
+    if (SdifMatrixTypeGetColumnDef(type, name)) {
+        SDIF_ERROR(file, eExistsYet, name);
+        return NULL;
+    }
+    if (type->ModifMode == eNoModif) {
+        SDIF_ERROR(file, eTypeDefinedYet, SdifSignatureToString(type->Signature));
+        return NULL;
+    }
+    SdifColumnDefT* column = SdifCreateColumnDef(name, type->NbColumnDef + 1);
+    if (!column) return NULL;
+    unsigned int before = type->ColumnUserList->NbData;
+    SdifListPutTail(type->ColumnUserList, column);
+    if (type->ColumnUserList->NbData == before) {
+        SdifKillColumnDef(column);
+        return NULL;
+    }
+    type->NbColumnDef++;
+    return type;
+}
+
+SdifMatrixTypeT* SdifMatrixTypeInsertTailColumnDef(SdifMatrixTypeT* type, const char* name) {
+    return SdifFMatrixTypeInsertTailColumnDef(NULL, type, name);
+}
+
+SdifMatrixTypeT* SdifTestMatrixType(SdifFileT* file, SdifSignature signature) {
+    SdifMatrixTypeT* type = SdifGetMatrixType(file->MatrixTypesTable, signature);
+    if (type) return type;
+    SdifMatrixTypeT* pre = NULL;
+    if (gSdifPredefinedTypes && gSdifPredefinedTypes != file)
+        pre = SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, signature);
+    if (pre) {
+        type = SdifCreateMatrixType(signature, pre);
+        if (type) SdifPutMatrixType(file->MatrixTypesTable, type);
+        return type;
+    }
+    char text[_SdifStringLen];
+    std::snprintf(text, sizeof text, "Matrix Type : '%s' (0x%08x)",
+                  SdifSignatureToString(signature), signature);
+    SDIF_ERROR(file, eUnDefined, text);
+    return NULL;
+}
+
+int SdifTestMatrixTypeModifMode(SdifFileT* file, SdifMatrixTypeT* type) {
+    if (type->ModifMode != eNoModif) return 1;
+    char text[_SdifStringLen];
+    std::snprintf(text, sizeof text, "Matrix Type '%s' ", SdifSignatureToString(type->Signature));
+    SDIF_ERROR(file, eCompletedYet, text);
+    return 0;
+}

@@ -1,1 +1,0 @@
-// The object layer's sources are added here as they land.

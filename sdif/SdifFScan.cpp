@@ -1,1 +1,208 @@
-// Filled in by the module's owner.
+#include "SdifFScan.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "SdifErrMess.h"
+#include "SdifFRead.h"
+#include "SdifFile.h"
+#include "SdifFrame.h"
+#include "SdifFrameType.h"
+#include "SdifMatrix.h"
+#include "SdifRWLowLevel.h"
+#include "SdifSignatureTab.h"
+
+namespace {
+
+const char kSrc[] = "SdifFScan.cpp";
+
+/* A text file's length says nothing about its cell count, so the row
+** grows at most one piece ahead of the cells actually scanned. */
+const size_t kPiece = 64 * 1024;
+
+/* Largest code a SdifDataTypeET can hold (its enumerators need 10 bits). */
+const SdifUInt4 kLargestTypeCode = 0x3FF;
+
+bool Handled(SdifDataTypeET type) {
+    switch (type) {
+        case eFloat4:
+        case eFloat8:
+        case eInt1:
+        case eInt2:
+        case eInt4:
+        case eUInt1:
+        case eUInt2:
+        case eUInt4:
+        case eText:
+            return true;
+        default:
+            return false;
+    }
+}
+
+size_t CellBytes(SdifDataTypeET type) {
+    return Handled(type) ? SdifSizeofDataType(type) : sizeof(SdifFloat4);
+}
+
+size_t ScanCells(FILE* f, SdifDataTypeET type, void* p, size_t n) {
+    switch (type) {
+        case eFloat8:
+            return SdiffScanFloat8(f, static_cast<SdifFloat8*>(p), n);
+        case eInt1:
+            return SdiffScanInt1(f, static_cast<SdifInt1*>(p), n);
+        case eInt2:
+            return SdiffScanInt2(f, static_cast<SdifInt2*>(p), n);
+        case eInt4:
+            return SdiffScanInt4(f, static_cast<SdifInt4*>(p), n);
+        case eUInt1:
+            return SdiffScanUInt1(f, static_cast<SdifUInt1*>(p), n);
+        case eUInt2:
+            return SdiffScanUInt2(f, static_cast<SdifUInt2*>(p), n);
+        case eUInt4:
+            return SdiffScanUInt4(f, static_cast<SdifUInt4*>(p), n);
+        case eText:
+            return SdiffScanChar(f, static_cast<SdifChar*>(p), n);
+        default:
+            return SdiffScanFloat4(f, static_cast<SdifFloat4*>(p), n);
+    }
+}
+
+/* Grow the row to hold need bytes, at least doubling (bounded by limit). */
+bool ReserveRow(SdifOneRowT* row, uint64_t need, uint64_t limit) {
+    if (need <= row->NbGranule) return true;
+    uint64_t want = 2 * static_cast<uint64_t>(row->NbGranule);
+    if (want > limit) want = limit;
+    if (want < need) want = need;
+    if (want > UINT32_MAX) return false;
+    void* grown = realloc(row->Data.Void, static_cast<size_t>(want));
+    if (!grown) return false;
+    row->Data.Void = grown;
+    row->NbGranule = static_cast<SdifUInt4>(want);
+    return true;
+}
+
+}  // namespace
+
+size_t SdifFScanFrameHeader(SdifFileT* file) {
+    FILE* f = file->TextStream;
+    SdifFrameHeaderT* h =
+        SdifFSetCurrFrameHeader(file, file->CurrSignature, _SdifUnknownSize, 0, 0, 0.0);
+    if (!f || !h) return 0;
+    /* Text frames carry no size: a reader walks them matrix by matrix. */
+    unsigned int nbMatrix = 0, numID = 0;
+    double time = 0.0;
+    int nbChars = 0;
+    int got = fscanf(f, " %u %u %lg%n", &nbMatrix, &numID, &time, &nbChars);
+    h->NbMatrix = got >= 1 ? nbMatrix : 0;
+    h->NumID = got >= 2 ? numID : 0;
+    h->Time = got >= 3 ? time : 0.0;
+    if (got < 3) {
+        char text[_SdifStringLen];
+        snprintf(text, sizeof text, "frame '%s': NbMatrix, NumID and Time expected",
+                 SdifSignatureToString(h->Signature));
+        SdifFError(file, eSyntax, text, kSrc, __LINE__);
+        return 0;
+    }
+
+    file->CurrFramT = SdifTestFrameType(file, h->Signature);
+    if (file->CurrFramT) {
+        /* Keep the table's capacity: it grows only as matrices are met. */
+        if (!file->MtrxUsed) {
+            file->MtrxUsed = SdifCreateSignatureTab(16);
+        } else {
+            unsigned int nb = h->NbMatrix;
+            if (nb > file->MtrxUsed->NbSignMax) nb = file->MtrxUsed->NbSignMax;
+            SdifReInitSignatureTab(file->MtrxUsed, nb);
+        }
+    }
+    return static_cast<size_t>(nbChars);
+}
+
+size_t SdifFScanMatrixHeader(SdifFileT* file) {
+    FILE* f = file->TextStream;
+    if (!file->CurrMtrxH) file->CurrMtrxH = SdifCreateMatrixHeaderEmpty();
+    SdifMatrixHeaderT* h = file->CurrMtrxH;
+    if (!f || !h) return 0;
+
+    size_t nbChars = 0;
+    SdifSignature sig = 0;
+    SdiffGetSignature(f, &sig, &nbChars);
+    h->Signature = sig;
+    if (sig == 0) return 0;
+
+    int code = 0;
+    unsigned int nbRow = 0, nbCol = 0;
+    int nbNumbers = 0;
+    int got = fscanf(f, " %i %u %u%n", &code, &nbRow, &nbCol, &nbNumbers);
+    if (got < 3) {
+        char text[_SdifStringLen];
+        snprintf(text, sizeof text, "matrix '%s': DataType, NbRow and NbCol expected",
+                 SdifSignatureToString(sig));
+        h->DataType = eFloat4;
+        h->NbRow = 0;
+        h->NbCol = 0;
+        SdifFError(file, eSyntax, text, kSrc, __LINE__);
+        return 0;
+    }
+    /* Codes of old text files. */
+    if (code == 1 || code == 32) code = eFloat4;
+    if (code == 2 || code == 64) code = eFloat8;
+    if (static_cast<SdifUInt4>(code) > kLargestTypeCode) {
+        char text[_SdifStringLen];
+        snprintf(text, sizeof text, " 0x%04x, then Float4 used", static_cast<unsigned>(code));
+        h->DataType = eFloat4;
+        SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+    } else {
+        h->DataType = static_cast<SdifDataTypeET>(code);
+    }
+    h->NbRow = nbRow;
+    h->NbCol = nbCol;
+
+    if (SdifFTestMatrixHeader(file)) {
+        if (!file->CurrOneRow) file->CurrOneRow = SdifCreateOneRow(h->DataType, 1);
+        SdifOneRowT* row = file->CurrOneRow;
+        if (row) {
+            uint64_t need = static_cast<uint64_t>(nbCol) * CellBytes(h->DataType);
+            if (need <= row->NbGranule || need <= kPiece) {
+                SdifReInitOneRow(row, h->DataType, nbCol);
+            } else {
+                row->DataType = h->DataType;
+                row->NbData = static_cast<SdifUInt4>(row->NbGranule / CellBytes(h->DataType));
+            }
+        }
+    }
+    return nbChars + static_cast<size_t>(nbNumbers);
+}
+
+size_t SdifFScanOneRow(SdifFileT* file) {
+    FILE* f = file->TextStream;
+    SdifOneRowT* row = file->CurrOneRow;
+    const SdifMatrixHeaderT* h = file->CurrMtrxH;
+    if (!f || !row || !h) return 0;
+    SdifDataTypeET type = row->DataType;
+    if (!Handled(type)) {
+        char text[_SdifStringLen];
+        snprintf(text, sizeof text, "in text file, OneRow 0x%04x, then Float4 used",
+                 static_cast<unsigned>(type));
+        SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+        type = eFloat4;
+    }
+    const size_t width = CellBytes(type);
+    const uint64_t total = static_cast<uint64_t>(h->NbCol) * width;
+    uint64_t done = 0;
+    while (done < h->NbCol) {
+        uint64_t step = h->NbCol - done;
+        if (step > kPiece / width) step = kPiece / width;
+        if (!ReserveRow(row, (done + step) * width, total)) {
+            SdifFError(file, eAllocFail, "OneRow->Data allocation", kSrc, __LINE__);
+            break;
+        }
+        size_t got = ScanCells(f, type, static_cast<char*>(row->Data.Void) + done * width, step);
+        done += got;
+        if (got < step) break;
+    }
+    SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / CellBytes(row->DataType));
+    row->NbData = done == h->NbCol ? h->NbCol : (fit < h->NbCol ? fit : h->NbCol);
+    return static_cast<size_t>(done);
+}

@@ -45,9 +45,9 @@ SdifMatrixHeaderT* SdifFSetCurrMatrixHeader(SdifFileT* file, SdifSignature signa
 /* Row of nbData cells, allocated for the widest cell (8 bytes) so that a
 ** change of type needs no new allocation; none after eAllocFail. */
 SdifOneRowT* SdifCreateOneRow(SdifDataTypeET dataType, SdifUInt4 nbData);
-/* Give the row dataType and nbData cells, growing its allocation when it is
-** too small (never shrinking); answers row, or none after eAllocFail (the row
-** is then left as it was). */
+/* Give the row dataType and nbData cells, growing its allocation to nbData
+** cells of dataType when it is too small (never shrinking); answers row, or
+** none after eAllocFail (the row is then left as it was). */
 SdifOneRowT* SdifReInitOneRow(SdifOneRowT* row, SdifDataTypeET dataType, SdifUInt4 nbData);
 /* Free a row (none does nothing). */
 void SdifKillOneRow(SdifOneRowT* row);

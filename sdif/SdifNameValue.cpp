@@ -1,1 +1,446 @@
-// Filled in by the module's owner.
+/* Name-value tables: pairs, tables, the file's list of tables, their text
+** form and the 1NVT chunk. */
+#include "SdifNameValue.h"
+
+#include <cctype>
+#include <cfloat>
+#include <cstdlib>
+#include <cstring>
+
+#include "SdifErrMess.h"
+#include "SdifFRead.h"
+#include "SdifFWrite.h"
+#include "SdifFile.h"
+#include "SdifHash.h"
+#include "SdifList.h"
+#include "SdifRWLowLevel.h"
+#include "SdifString.h"
+
+namespace {
+
+const char* const kSrc = "SdifNameValue.cpp";
+
+constexpr SdifSignature Sig(const char (&s)[5]) {
+    return ((SdifSignature)(unsigned char)s[0] << 24) | ((SdifSignature)(unsigned char)s[1] << 16) |
+           ((SdifSignature)(unsigned char)s[2] << 8) | (SdifSignature)(unsigned char)s[3];
+}
+
+char* copytext(const char* s) {
+    size_t len = strlen(s);
+    char* copy = (char*)malloc(len + 1);
+    if (copy) memcpy(copy, s, len + 1);
+    return copy;
+}
+
+unsigned int keylen(const char* name) { return (unsigned int)strlen(name) + 1; }
+
+FILE* notices(void) { return SdifStdErr ? SdifStdErr : stderr; }
+
+FILE* textstream(SdifFileT* file, int verbose) {
+    return verbose == 't' ? file->TextStream : verbose == 's' ? file->Stream : NULL;
+}
+
+void reporteof(SdifFileT* file, FILE* f, int line) {
+    char text[64];
+    snprintf(text, sizeof text, "Sdiffread %ld", f ? ftell(f) : -1L);
+    SdifFError(file, eEof, text, kSrc, line);
+}
+
+/* Skip white space and read one character, which must be expected. */
+int expectchar(SdifFileT* file, FILE* f, size_t* nbRead, int expected, const char* label) {
+    int c;
+    while ((c = getc(f)) != EOF && isspace(c)) (*nbRead)++;
+    if (c == EOF) {
+        reporteof(file, f, __LINE__);
+        return 0;
+    }
+    (*nbRead)++;
+    if (c == expected) return 1;
+    char text[_SdifStringLen];
+    snprintf(text, sizeof text, "Attempt to read '%c' failed, read '%c' (%d) : %s", expected,
+             isprint(c) ? c : '?', c, label);
+    SdifFError(file, eSyntax, text, kSrc, __LINE__);
+    return 0;
+}
+
+/* After a 1NVT frame: report a size that disagrees with the header and
+** move to the end the header announces, so the next chunk is found. */
+size_t finishchunk(SdifFileT* file, const char* name, size_t sizeR, int textform) {
+    SdifUInt4 size = file->CurrFramH->Size;
+    if (size == _SdifUnknownSize) return sizeR;
+    size_t expected = (size_t)size + 4;
+    /* the brace form ends on the chunk's 8-byte padding */
+    if (textform && sizeR < expected && expected - sizeR < 8)
+        return sizeR + SdifFReadPadding(file, expected - sizeR);
+    if (sizeR != expected) {
+        char text[_SdifStringLen];
+        snprintf(text, sizeof text, "erreur size %s: lu: %lu  Attendu: %lu\n", name,
+                 (unsigned long)(sizeR - 4), (unsigned long)size);
+        fprintf(notices(), "*Sdif* %s\n", text);
+        if (sizeR < expected) sizeR += SdifFSkip(file, expected - sizeR);
+    }
+    return sizeR;
+}
+
+}  // namespace
+
+/* ---- pairs ---- */
+
+SdifNameValueT* SdifCreateNameValue(const char* name, const char* value) {
+    SdifNameValueT* nv = (SdifNameValueT*)malloc(sizeof(SdifNameValueT));
+    if (nv) {
+        nv->Name = copytext(name);
+        nv->Value = copytext(value);
+        if (nv->Name && nv->Value) return nv;
+        free(nv->Name);
+        free(nv->Value);
+        free(nv);
+    }
+    SdifFError(NULL, eAllocFail, "NameValue allocation", kSrc, __LINE__);
+    return NULL;
+}
+
+void SdifKillNameValue(void* nameValue) {
+    SdifNameValueT* nv = (SdifNameValueT*)nameValue;
+    if (!nv) {
+        SdifFError(NULL, eFreeNull, "NameValue free", kSrc, __LINE__);
+        return;
+    }
+    free(nv->Name);
+    free(nv->Value);
+    free(nv);
+}
+
+/* ---- one table ---- */
+
+SdifNameValueTableT* SdifCreateNameValueTable(SdifUInt4 streamID, unsigned int hashSize,
+                                              unsigned int numTable) {
+    SdifNameValueTableT* table = (SdifNameValueTableT*)malloc(sizeof(SdifNameValueTableT));
+    if (!table) {
+        SdifFError(NULL, eAllocFail, "NameValueTable allocation", kSrc, __LINE__);
+        return NULL;
+    }
+    table->NVHT = SdifCreateHashTable(hashSize ? hashSize : 1, eHashChar, SdifKillNameValue);
+    if (!table->NVHT) {
+        free(table);
+        SdifFError(NULL, eAllocFail, "NameValueTable allocation", kSrc, __LINE__);
+        return NULL;
+    }
+    table->NumTable = numTable;
+    table->StreamID = streamID;
+    return table;
+}
+
+void SdifKillNameValueTable(void* nvt) {
+    SdifNameValueTableT* table = (SdifNameValueTableT*)nvt;
+    if (!table) {
+        SdifFError(NULL, eFreeNull, "NameValueTable free", kSrc, __LINE__);
+        return;
+    }
+    SdifKillHashTable(table->NVHT);
+    free(table);
+}
+
+SdifNameValueT* SdifNameValueTableGetNV(SdifNameValueTableT* table, const char* name) {
+    if (!table || !name) return NULL;
+    return (SdifNameValueT*)SdifHashTableSearchChar(table->NVHT, name, keylen(name));
+}
+
+SdifNameValueT* SdifNameValueTablePutNV(SdifNameValueTableT* table, const char* name,
+                                        const char* value) {
+    if (!table || !name || !value) return NULL;
+    /* the table keeps the first value; a second pair would only leak */
+    SdifNameValueT* nv = SdifNameValueTableGetNV(table, name);
+    if (nv) return nv;
+    nv = SdifCreateNameValue(name, value);
+    if (nv) SdifHashTablePutChar(table->NVHT, name, keylen(name), nv);
+    return nv;
+}
+
+unsigned int SdifNameValueTableGetNumTable(SdifNameValueTableT* table) { return table->NumTable; }
+
+SdifUInt4 SdifNameValueTableGetStreamID(SdifNameValueTableT* table) { return table->StreamID; }
+
+/* ---- list of tables ---- */
+
+SdifNameValuesLT* SdifCreateNameValuesL(unsigned int hashSize) {
+    SdifNameValuesLT* list = (SdifNameValuesLT*)malloc(sizeof(SdifNameValuesLT));
+    if (list) list->NVTList = SdifCreateList(SdifKillNameValueTable);
+    if (!list || !list->NVTList) {
+        free(list);
+        SdifFError(NULL, eAllocFail, "NameValues List allocation", kSrc, __LINE__);
+        return NULL;
+    }
+    list->CurrNVT = NULL;
+    list->HashSize = hashSize;
+    return list;
+}
+
+void SdifKillNameValuesL(SdifNameValuesLT* list) {
+    if (!list) {
+        SdifFError(NULL, eFreeNull, "NameValues List free", kSrc, __LINE__);
+        return;
+    }
+    SdifKillList(list->NVTList);
+    free(list);
+}
+
+SdifNameValuesLT* SdifNameValuesLNewTable(SdifNameValuesLT* list, SdifUInt4 streamID) {
+    SdifNameValueTableT* table =
+        SdifCreateNameValueTable(streamID, list->HashSize, SdifListGetNbData(list->NVTList) + 1);
+    if (table) {
+        SdifListPutTail(list->NVTList, table);
+        list->CurrNVT = table;
+    }
+    return list;
+}
+
+SdifNameValueTableT* SdifNameValuesLSetCurrNVT(SdifNameValuesLT* list, unsigned int numTable) {
+    if (numTable >= 1 && numTable <= SdifListGetNbData(list->NVTList)) {
+        for (SdifListNT* node = list->NVTList->Head; node; node = node->Next) {
+            SdifNameValueTableT* table = (SdifNameValueTableT*)node->Data;
+            if (table->NumTable == numTable) return list->CurrNVT = table;
+        }
+    }
+    SdifFError(NULL, eArrayPosition, "SdifNameValuesLSetCurrNVT: name table size exeeded", kSrc,
+               __LINE__);
+    list->CurrNVT = NULL;
+    return NULL;
+}
+
+SdifNameValuesLT* SdifNameValuesLKillCurrNVT(SdifNameValuesLT* list) {
+    if (!list->CurrNVT) return list;
+    SdifListInitLoop(list->NVTList);
+    while (SdifListIsNext(list->NVTList)) {
+        if (SdifListGetNext(list->NVTList) == list->CurrNVT) {
+            SdifKillListCurr(list->NVTList);
+            break;
+        }
+    }
+    list->CurrNVT = NULL;
+    return list;
+}
+
+int SdifNameValuesLIsNotEmpty(SdifNameValuesLT* list) {
+    for (SdifListNT* node = list->NVTList->Head; node; node = node->Next)
+        if (((SdifNameValueTableT*)node->Data)->NVHT->NbOfData > 0) return 1;
+    return 0;
+}
+
+SdifNameValueT* SdifNameValuesLGet(SdifNameValuesLT* list, const char* name) {
+    for (SdifListNT* node = list->NVTList->Head; node; node = node->Next) {
+        SdifNameValueT* nv = SdifNameValueTableGetNV((SdifNameValueTableT*)node->Data, name);
+        if (nv) return nv;
+    }
+    return NULL;
+}
+
+SdifNameValueT* SdifNameValuesLGetCurrNVT(SdifNameValuesLT* list, const char* name) {
+    return SdifNameValueTableGetNV(list->CurrNVT, name);
+}
+
+SdifNameValueT* SdifNameValuesLPutCurrNVT(SdifNameValuesLT* list, const char* name,
+                                          const char* value) {
+    return SdifNameValueTablePutNV(list->CurrNVT, name, value);
+}
+
+SdifNameValueT* SdifNameValuesLPutCurrNVTTranslate(SdifNameValuesLT* list, const char* name,
+                                                   const char* value) {
+    char* n = copytext(name);
+    char* v = copytext(value);
+    SdifNameValueT* nv = NULL;
+    if (n && v)
+        nv = SdifNameValuesLPutCurrNVT(list, SdifStringToNV(n), SdifStringToNV(v));
+    else
+        SdifFError(NULL, eAllocFail, "NameValue allocation", kSrc, __LINE__);
+    free(n);
+    free(v);
+    return nv;
+}
+
+/* ---- text form ---- */
+
+size_t SdifFNameValueLCurrNVTfromString(SdifFileT* file, const char* text) {
+    SdifNameValuesLT* list = file->NameValues;
+    size_t added = 0;
+    if (!list || !list->CurrNVT || !text) return 0;
+    const char* line = text;
+    while (*line) {
+        const char* tab = strpbrk(line, "\t\n");
+        if (!tab || *tab != '\t') break;
+        const char* lf = strchr(tab + 1, '\n');
+        if (!lf) break;
+        size_t nameLen = (size_t)(tab - line);
+        size_t valueLen = (size_t)(lf - tab - 1);
+        char* name = (char*)malloc(nameLen + 1);
+        char* value = (char*)malloc(valueLen + 1);
+        if (!name || !value) {
+            free(name);
+            free(value);
+            SdifFError(file, eAllocFail, "NameValue allocation", kSrc, __LINE__);
+            break;
+        }
+        memcpy(name, line, nameLen);
+        name[nameLen] = '\0';
+        memcpy(value, tab + 1, valueLen);
+        value[valueLen] = '\0';
+        if (SdifNameValuesLGetCurrNVT(list, name)) {
+            char msg[_SdifStringLen];
+            snprintf(msg, sizeof msg, "NameValue : %s ", name);
+            SdifFError(file, eReDefined, msg, kSrc, __LINE__);
+        } else if (SdifNameValuesLPutCurrNVT(list, name, value)) {
+            added++;
+        }
+        free(name);
+        free(value);
+        line = lf + 1;
+    }
+    return added;
+}
+
+size_t SdifFNameValueLCurrNVTtoSdifString(SdifFileT* file, SdifStringT* string) {
+    SdifNameValueTableT* table = file->NameValues ? file->NameValues->CurrNVT : NULL;
+    if (!table) return 0;
+    size_t before = string->SizeW;
+    SdifHashTableT* ht = table->NVHT;
+    for (unsigned int i = 0; i < ht->HashSize; i++) {
+        for (SdifHashNT* entry = ht->Table[i]; entry; entry = entry->Next) {
+            SdifNameValueT* nv = (SdifNameValueT*)entry->Data;
+            SdifStringAppend(string, nv->Name);
+            SdifStringAppend(string, "\t");
+            SdifStringAppend(string, nv->Value);
+            SdifStringAppend(string, "\n");
+        }
+    }
+    return string->SizeW - before;
+}
+
+int SdifFGetOneNameValue(SdifFileT* file, int verbose, size_t* nbCharRead) {
+    FILE* f = textstream(file, verbose);
+    if (!f) return 4;
+    char line[_SdifStringLen];
+    size_t len = 0;
+    int blanksOnly = 1;
+    int c;
+    /* Room is kept for the line feed and the NUL: a longer line is cut but
+    ** still ends as a line. */
+    while ((c = getc(f)) != EOF) {
+        (*nbCharRead)++;
+        if (c == '\r') c = '\n';
+        /* stop right at the brace: what follows it is the next chunk */
+        if (blanksOnly && c == '}') return '}';
+        if (c != ' ') blanksOnly = 0;
+        if (c == '\n') {
+            line[len++] = '\n';
+            break;
+        }
+        if (len < sizeof line - 2) line[len++] = (char)c;
+    }
+    if (c == EOF && len == 0) return 4;
+    line[len] = '\0';
+    if (c == '\n') {
+        while ((c = getc(f)) == '\r' || c == '\n') (*nbCharRead)++;
+        if (c != EOF) ungetc(c, f);
+    }
+    if (verbose == 't') {
+        while (len > 0 && isspace((unsigned char)line[len - 1])) len--;
+        if (len > 0 && line[len - 1] == ';') len--;
+        line[len++] = '\n';
+        line[len] = '\0';
+    }
+    SdifFNameValueLCurrNVTfromString(file, line);
+    return '\n';
+}
+
+namespace {
+
+size_t getnvt(SdifFileT* file, int verbose) {
+    FILE* f = textstream(file, verbose);
+    size_t nbRead = 0;
+    if (!f) return 0;
+    if (!expectchar(file, f, &nbRead, '{', "Begin of NameValue Table declarations")) return nbRead;
+    int c;
+    while ((c = SdifFGetOneNameValue(file, verbose, &nbRead)) != '}')
+        if (c == 4) {
+            reporteof(file, f, __LINE__);
+            break;
+        }
+    return nbRead;
+}
+
+}  // namespace
+
+size_t SdifFGetNameValueLCurrNVT(SdifFileT* file) { return getnvt(file, 's'); }
+
+size_t SdifFScanNameValueLCurrNVT(SdifFileT* file) { return getnvt(file, 't'); }
+
+/* ---- binary chunks ---- */
+
+size_t SdifFReadNameValueLCurrNVT(SdifFileT* file) {
+    if (!file->Stream) return 0;
+    long pos = ftell(file->Stream);
+    file->StartChunkPos = pos >= 4 ? pos - 4 : 0;
+    size_t sizeR = SdifFReadFrameHeader(file);
+    if (sizeR == 0) return 0;
+    SdifFrameHeaderT* header = file->CurrFramH;
+    /* the table takes the stream it was written for */
+    if (file->NameValues->CurrNVT) file->NameValues->CurrNVT->StreamID = header->NumID;
+
+    if (header->NbMatrix == 0) {
+        fprintf(notices(), "*Sdif* %s\n",
+                "Warning, this file uses an intermediate format for the Name-Value Table.  "
+                "Portablity with programs not using the QUENDA SDIF library is not guaranteed.  "
+                "Tip: Use 'sdifextract file newfile' to convert to compliant format.");
+        sizeR += SdifFGetNameValueLCurrNVT(file);
+        return finishchunk(file, "1NVT", sizeR, 1);
+    }
+
+    for (SdifUInt4 i = 0; i < header->NbMatrix; i++) {
+        size_t n = SdifFReadMatrixHeader(file);
+        if (n == 0) break; /* end of file or a lying header, reported */
+        sizeR += n;
+        if (file->CurrMtrxH->NbCol != 1)
+            SdifFError(file, eSyntax, "Name-Value Table text matrix must have exactly one column!",
+                       kSrc, __LINE__);
+        if (file->CurrMtrxH->DataType != eText) {
+            char text[64];
+            snprintf(text, sizeof text, "1NVT matrix 0x%04x, skipped",
+                     (unsigned)file->CurrMtrxH->DataType);
+            SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+            sizeR += SdifFSkipMatrixData(file);
+            continue;
+        }
+        SdifStringT* text = SdifStringNew();
+        if (!text) break;
+        sizeR += SdifFReadTextMatrixData(file, text);
+        SdifFNameValueLCurrNVTfromString(file, text->str);
+        SdifStringFree(text);
+    }
+    return finishchunk(file, "1NVT", sizeR, 0);
+}
+
+size_t SdifFWriteNameValueLCurrNVT(SdifFileT* file) {
+    SdifNameValueTableT* table = file->NameValues ? file->NameValues->CurrNVT : NULL;
+    if (!table) return 0;
+    SdifStringT* text = SdifStringNew();
+    if (!text) return 0;
+    SdifFNameValueLCurrNVTtoSdifString(file, text);
+    /* the most negative time sorts the table before every data frame */
+    size_t written = SdifFWriteTextFrameSdifString(file, Sig("1NVT"), table->StreamID, -DBL_MAX,
+                                                   Sig("1NVT"), text);
+    SdifStringFree(text);
+    return written;
+}
+
+size_t SdifFWriteAllNameValueNVT(SdifFileT* file) {
+    SdifNameValuesLT* list = file->NameValues;
+    if (!list) return 0;
+    SdifNameValueTableT* curr = list->CurrNVT;
+    size_t written = 0;
+    for (SdifListNT* node = list->NVTList->Head; node; node = node->Next) {
+        list->CurrNVT = (SdifNameValueTableT*)node->Data;
+        written += SdifFWriteNameValueLCurrNVT(file);
+    }
+    list->CurrNVT = curr;
+    return written;
+}

@@ -1,1 +1,860 @@
-// Filled in by the module's owner.
+/* Selections appended to SDIF file names: tokeniser, list parser, integer
+** masks and the selection tests. */
+#include "SdifSelect.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "SdifErrMess.h"
+#include "SdifFile.h"
+#include "SdifList.h"
+#include "SdifRWLowLevel.h"
+
+const char* const SdifSelectSeparators[_SdifSelectNbSymbols] = {"::", "#", ":", "/", ".",
+                                                                "_",  "@", ",", "-", "+"};
+/* Filled statically so that a selection parsed before start-up still works;
+** SdifInitSelect recomputes the same values. */
+int SdifSelectSeparatorLen[_SdifSelectNbSymbols] = {2, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+char SdifSelectAllSeparators[_SdifSelectNbSymbols + 1] = ":#:/._@,-+";
+const char* const SdifSelectWhitespace = " \t\r\n";
+
+int gSdifSelectDebug = 0;
+
+void SdifInitSelect(void) {
+    for (int i = 0; i < _SdifSelectNbSymbols; i++) {
+        SdifSelectSeparatorLen[i] = (int)strlen(SdifSelectSeparators[i]);
+        SdifSelectAllSeparators[i] = SdifSelectSeparators[i][0];
+    }
+    SdifSelectAllSeparators[_SdifSelectNbSymbols] = '\0';
+}
+
+const char* SdifSelectSymbol(SdifSelectTokens token) {
+    return (unsigned)token < _SdifSelectNbSymbols ? SdifSelectSeparators[token] : "??";
+}
+
+/* ---- parser ---- */
+
+namespace {
+
+struct SdifSelectContext {
+    SdifSelectTokens mToken; /* last token read */
+    const char* mSymbol;     /* where the last token or value began */
+    const char* mInput;      /* next character to read */
+    const char* mValue;      /* text of the last value read, for messages */
+    int mValueLen;
+};
+
+typedef int (*SdifSelectReaderT)(SdifSelectContext* context, SdifSelectValueT* value);
+
+const char* tokensymbol(const SdifSelectContext* context) {
+    SdifAssert(context->mToken <= sst_num);
+    return SdifSelectSymbol(context->mToken);
+}
+
+const char* skipspace(const char* s) { return s + strspn(s, SdifSelectWhitespace); }
+
+/* Symbols are tried in table order, so "::" wins over ":". */
+SdifSelectTokens parsenexttoken(SdifSelectContext* context) {
+    context->mInput = skipspace(context->mInput);
+    context->mSymbol = context->mInput;
+    int tok = 0;
+    while (tok < _SdifSelectNbSymbols &&
+           strncmp(context->mInput, SdifSelectSeparators[tok], SdifSelectSeparatorLen[tok]) != 0)
+        tok++;
+    context->mToken = (SdifSelectTokens)tok;
+    if (tok < _SdifSelectNbSymbols) context->mInput += SdifSelectSeparatorLen[tok];
+    if (gSdifSelectDebug)
+        fprintf(stderr, "parsenexttoken\tTOKEN %2d %-2s  SYMBOL '%10s'  INPUT '%10s'\n",
+                context->mToken, tokensymbol(context), context->mSymbol, context->mInput);
+    return context->mToken;
+}
+
+void takevalue(SdifSelectContext* context, const char* start, const char* end) {
+    context->mSymbol = start;
+    context->mValue = start;
+    context->mValueLen = (int)(end - start);
+    context->mInput = end;
+}
+
+int parseint(SdifSelectContext* context, SdifSelectValueT* value) {
+    const char* start = skipspace(context->mInput);
+    char* end;
+    long v = strtol(start, &end, 10);
+    int ret = end > start;
+    if (ret) {
+        /* Out-of-range numbers keep their low 32 bits, as the unsigned mask
+        ** arithmetic expects. */
+        value->integer = (SdifInt4)(SdifUInt4)(unsigned long)v;
+        takevalue(context, start, end);
+    }
+    if (gSdifSelectDebug)
+        fprintf(stderr, "parseint\t\tTOKEN %2d %-2s  SYMBOL '%10s'  INPUT '%10s'  ret %d  val %d\n",
+                context->mToken, tokensymbol(context), context->mSymbol, context->mInput, ret,
+                ret ? value->integer : 0);
+    return ret;
+}
+
+int parsereal(SdifSelectContext* context, SdifSelectValueT* value) {
+    const char* start = skipspace(context->mInput);
+    char* end;
+    double v = strtod(start, &end);
+    int ret = end > start;
+    if (ret) {
+        value->real = v;
+        takevalue(context, start, end);
+    }
+    if (gSdifSelectDebug)
+        fprintf(stderr,
+                "parsereal\t\tTOKEN %2d %-2s  SYMBOL '%10s'  INPUT '%10s'  ret %d  val %g\n",
+                context->mToken, tokensymbol(context), context->mSymbol, context->mInput, ret,
+                ret ? value->real : 0.);
+    return ret;
+}
+
+/* A signature runs up to the first character of any symbol; only its first
+** four characters count. */
+int parsesig(SdifSelectContext* context, SdifSelectValueT* value) {
+    const char* start = skipspace(context->mInput);
+    size_t siglen = strcspn(start, SdifSelectAllSeparators);
+    char sig[5] = {0, 0, 0, 0, 0};
+    memcpy(sig, start, std::min<size_t>(siglen, 4));
+    int ret = siglen > 0;
+    if (ret) {
+        value->signature = SdifStringToSignature(sig);
+        takevalue(context, start, start + siglen);
+    }
+    if (gSdifSelectDebug)
+        fprintf(stderr,
+                "parsesig\t\tTOKEN %2d %-2s  SYMBOL '%10s'  INPUT '%10s'  ret %d  val '%s'  "
+                "siglen %d\n",
+                context->mToken, tokensymbol(context), context->mSymbol, context->mInput, ret, sig,
+                (int)siglen);
+    return ret;
+}
+
+/* A column is a number; a name in its place is recognised but not supported. */
+int parsecol(SdifSelectContext* context, SdifSelectValueT* value) {
+    const char* start = skipspace(context->mInput);
+    char* end;
+    long v = strtol(start, &end, 10);
+    int ret = end > start;
+    size_t namelen = 0;
+    if (ret) {
+        value->integer = (SdifInt4)(SdifUInt4)(unsigned long)v;
+        takevalue(context, start, end);
+    } else {
+        namelen = strcspn(start, SdifSelectAllSeparators);
+    }
+    if (gSdifSelectDebug)
+        fprintf(stderr,
+                "parsecol\t\tTOKEN %2d %-2s  SYMBOL '%10s'  INPUT '%10s'  ret %d  colname '%.*s'\n",
+                context->mToken, tokensymbol(context), context->mSymbol, context->mInput, ret,
+                (int)namelen, start);
+    if (namelen > 0) SdifAssert(!"can't handle column names, yet");
+    return ret;
+}
+
+int parseerror(SdifSelectContext* context, const char* name, const char* ending, const char* fmt,
+               ...) {
+    fprintf(stderr, "ERROR: SDIF selection: can't parse %s from '%s'\n(recently read: '%.*s'):\n",
+            name, context->mInput, (int)(context->mInput - context->mSymbol), context->mSymbol);
+    va_list ap;
+    va_start(ap, fmt);
+    vfprintf(stderr, fmt, ap);
+    va_end(ap);
+    fputs(ending, stderr);
+    return 0;
+}
+
+SdifSelectElementT* newelement(void) {
+    SdifSelectElementT* elem = (SdifSelectElementT*)calloc(1, sizeof(SdifSelectElementT));
+    if (!elem) SdifFError(NULL, eAllocFail, "SelectElement allocation", "SdifSelect.cpp", __LINE__);
+    return elem;
+}
+
+/* One list: values separated by ",", with ranges "a-b" and deltas "a+b"
+** where allowed.  Ends successfully at a list symbol or at the end of the
+** input; the symbol that ended it is left in the context. */
+int parse(SdifSelectContext* context, SdifSelectReaderT readval, SdifListT* list, int rangeallowed,
+          const char* name) {
+    int ret = 1;
+    for (;;) {
+        SdifSelectElementT* elem = newelement();
+        if (!elem) {
+            ret = 0;
+            break;
+        }
+        if (!readval(context, &elem->value)) {
+            free(elem);
+            ret =
+                parseerror(context, name, "\n\n\n", "Can't read value from '%s'", context->mInput);
+            break;
+        }
+        parsenexttoken(context);
+        if (context->mToken == sst_list) {
+            SdifListPutTail(list, elem);
+            continue;
+        }
+        if (context->mToken == sst_range || context->mToken == sst_delta) {
+            if (!rangeallowed) {
+                free(elem);
+                ret = parseerror(context, name, "\n\n\n",
+                                 "Range only permitted with numerical values");
+                break;
+            }
+            SdifSelectTokens rangetype = context->mToken;
+            if (!readval(context, &elem->range)) {
+                free(elem);
+                ret = parseerror(context, name, "\n\n\n", "Malformed range expression");
+                break;
+            }
+            elem->rangetype = rangetype;
+            SdifListPutTail(list, elem);
+            parsenexttoken(context);
+            if (context->mToken == sst_list) continue;
+            if (context->mToken == sst_range || context->mToken == sst_delta)
+                ret = parseerror(context, name, "\n\n",
+                                 "Another range symbol '%s' after complete range",
+                                 tokensymbol(context));
+            break;
+        }
+        SdifListPutTail(list, elem);
+        if (context->mToken == sst_num && *context->mInput)
+            ret = parseerror(context, name, "\n\n\n", "No separator after value '%.*s'",
+                             context->mValueLen, context->mValue);
+        break;
+    }
+    if (gSdifSelectDebug)
+        fprintf(stderr, "parse %s\tTOKEN %2d %-2s  SYMBOL '%10s'  INPUT '%10s'  ret %d\n", name,
+                context->mToken, tokensymbol(context), context->mSymbol, context->mInput, ret);
+    return ret;
+}
+
+void rebuildmasks(SdifSelectionT* sel) {
+    SdifSelectGetIntMask(sel->stream, &sel->streammask);
+    SdifSelectGetIntMask(sel->row, &sel->rowmask);
+    SdifSelectGetIntMask(sel->column, &sel->colmask);
+}
+
+char* copyname(const char* s, size_t len) {
+    char* copy = (char*)malloc(len + 1);
+    if (!copy) {
+        SdifFError(NULL, eAllocFail, "Selection name allocation", "SdifSelect.cpp", __LINE__);
+        return NULL;
+    }
+    memcpy(copy, s, len);
+    copy[len] = '\0';
+    return copy;
+}
+
+void setnames(SdifSelectionT* sel, const char* filename, size_t len) {
+    free(sel->filename);
+    free(sel->basename);
+    sel->filename = NULL;
+    sel->basename = NULL;
+    if (!filename) return;
+    sel->filename = copyname(filename, len);
+    if (!sel->filename) return;
+    const char* slash = strrchr(sel->filename, '/');
+    const char* base = slash ? slash + 1 : sel->filename;
+    sel->basename = copyname(base, strlen(base));
+}
+
+}  // namespace
+
+int SdifParseSelection(SdifSelectionT* sel, const char* text) {
+    if (!text || !*text) return 2;
+    SdifSelectContext ctx = {sst_num, text, text, text, 0};
+    SdifSelectContext* context = &ctx;
+    int ret = 1;
+    int first = 1;
+    const char* name = "frame";
+
+    parsenexttoken(context);
+    while (ret && *context->mInput) {
+        switch (context->mToken) {
+            case sst_stream:
+                ret = parse(context, parseint, sel->stream, 1, name = "stream");
+                break;
+            case sst_frame:
+                ret = parse(context, parsesig, sel->frame, 0, name = "frame");
+                break;
+            case sst_matrix:
+                ret = parse(context, parsesig, sel->matrix, 0, name = "matrix");
+                break;
+            case sst_column:
+                ret = parse(context, parsecol, sel->column, 1, name = "column");
+                break;
+            case sst_row:
+                ret = parse(context, parseint, sel->row, 1, name = "row");
+                break;
+            case sst_time:
+                ret = parse(context, parsereal, sel->time, 1, name = "time");
+                break;
+            default:
+                /* A selection without a leading symbol is a frame list. */
+                if (first)
+                    ret = parse(context, parsesig, sel->frame, 0, name = "frame");
+                else if (context->mToken == sst_num)
+                    /* only a complete range can be followed by a bare word */
+                    ret = parseerror(context, name, "\n\n\n", "No separator after value '%.*s'",
+                                     context->mValueLen, context->mValue);
+                else
+                    ret = parseerror(context, name, "\n\n\n", "Unexpected symbol '%s'",
+                                     tokensymbol(context));
+                break;
+        }
+        first = 0;
+    }
+    rebuildmasks(sel);
+    return ret;
+}
+
+void SdifReplaceSelection(const char* text, SdifSelectionT* sel) {
+    SdifFreeSelectionLists(sel);
+    SdifInitSelectionLists(sel);
+    if (text) SdifParseSelection(sel, text);
+    rebuildmasks(sel);
+}
+
+/* ---- selections ---- */
+
+SdifSelectionT* SdifCreateSelection(void) {
+    SdifSelectionT* sel = (SdifSelectionT*)calloc(1, sizeof(SdifSelectionT));
+    if (!sel) {
+        SdifFError(NULL, eAllocFail, "Selection allocation", "SdifSelect.cpp", __LINE__);
+        return NULL;
+    }
+    if (!SdifInitSelection(sel, NULL, 0)) {
+        SdifFreeSelection(sel);
+        return NULL;
+    }
+    return sel;
+}
+
+int SdifInitSelection(SdifSelectionT* sel, const char* filename, int namelength) {
+    sel->filename = NULL;
+    sel->basename = NULL;
+    setnames(sel, filename, namelength > 0 ? (size_t)namelength : 0);
+    SdifInitIntMask(&sel->streammask);
+    SdifInitIntMask(&sel->rowmask);
+    SdifInitIntMask(&sel->colmask);
+    sel->stream = sel->frame = sel->matrix = sel->column = sel->row = sel->time = NULL;
+    SdifInitSelectionLists(sel);
+    return sel->stream && sel->frame && sel->matrix && sel->column && sel->row && sel->time &&
+           (!filename || sel->basename);
+}
+
+void SdifInitSelectionLists(SdifSelectionT* sel) {
+    sel->stream = SdifCreateList(SdifKillSelectElement);
+    sel->frame = SdifCreateList(SdifKillSelectElement);
+    sel->matrix = SdifCreateList(SdifKillSelectElement);
+    sel->column = SdifCreateList(SdifKillSelectElement);
+    sel->row = SdifCreateList(SdifKillSelectElement);
+    sel->time = SdifCreateList(SdifKillSelectElement);
+    rebuildmasks(sel);
+}
+
+void SdifFreeSelectionLists(SdifSelectionT* sel) {
+    SdifListT** lists[] = {&sel->stream, &sel->frame, &sel->matrix,
+                           &sel->column, &sel->row,   &sel->time};
+    for (SdifListT** l : lists) {
+        if (*l) SdifKillList(*l);
+        *l = NULL;
+    }
+    SdifSelectIntMaskT* masks[] = {&sel->streammask, &sel->rowmask, &sel->colmask};
+    for (SdifSelectIntMaskT* m : masks) {
+        free(m->mask);
+        SdifInitIntMask(m);
+    }
+}
+
+int SdifFreeSelection(SdifSelectionT* sel) {
+    if (!sel) return 0;
+    SdifFreeSelectionLists(sel);
+    free(sel->filename);
+    free(sel->basename);
+    free(sel);
+    return 1;
+}
+
+const char* SdifSelectFindSelection(const char* filename) {
+    if (!filename) return NULL;
+    const char* last = NULL;
+    for (const char* p = strstr(filename, "::"); p; p = strstr(p + 1, "::")) last = p;
+    return last;
+}
+
+char* SdifGetFilenameAndSelection(const char* filename, SdifSelectionT* sel) {
+    SdifAssert(gSdifInitialised && "SDIF library not initialised!");
+    if (!filename) filename = "";
+    const char* spec = SdifSelectFindSelection(filename);
+    setnames(sel, filename, spec ? (size_t)(spec - filename) : strlen(filename));
+    if (spec) SdifParseSelection(sel, spec + SdifSelectSeparatorLen[sst_specsep]);
+    return sel->filename;
+}
+
+SdifListT* SdifSelectAppendList(SdifListT* dest, SdifListT* source) {
+    if (!dest || !source) return dest;
+    for (SdifListNT* node = source->Head; node; node = node->Next) {
+        SdifSelectElementT* copy = newelement();
+        if (!copy) break;
+        *copy = *(SdifSelectElementT*)node->Data;
+        SdifListPutTail(dest, copy);
+    }
+    return dest;
+}
+
+/* ---- elements ---- */
+
+void SdifKillSelectElement(void* element) { free(element); }
+
+namespace {
+
+void addelement(SdifListT* list, SdifSelectValueT value, SdifSelectValueT range,
+                SdifSelectTokens rangetype) {
+    SdifSelectElementT* elem = newelement();
+    if (!elem) return;
+    elem->value = value;
+    elem->range = range;
+    elem->rangetype = rangetype;
+    SdifListPutTail(list, elem);
+}
+
+SdifSelectElementT* firstelement(SdifListT* list) {
+    return list && list->Head ? (SdifSelectElementT*)list->Head->Data : NULL;
+}
+
+SdifSelectValueT intvalue(int v) {
+    SdifSelectValueT value;
+    value.integer = v;
+    return value;
+}
+SdifSelectValueT realvalue(SdifFloat8 v) {
+    SdifSelectValueT value;
+    value.real = v;
+    return value;
+}
+SdifSelectValueT sigvalue(SdifSignature v) {
+    SdifSelectValueT value;
+    memset(&value, 0, sizeof value);
+    value.signature = v;
+    return value;
+}
+SdifSelectValueT stringvalue(char* v) {
+    SdifSelectValueT value;
+    memset(&value, 0, sizeof value);
+    value.string = v;
+    return value;
+}
+
+}  // namespace
+
+void SdifSelectAddInt(SdifListT* list, int value) {
+    addelement(list, intvalue(value), intvalue(0), sst_norange);
+}
+void SdifSelectAddReal(SdifListT* list, SdifFloat8 value) {
+    addelement(list, realvalue(value), realvalue(0), sst_norange);
+}
+void SdifSelectAddSignature(SdifListT* list, SdifSignature value) {
+    addelement(list, sigvalue(value), sigvalue(0), sst_norange);
+}
+void SdifSelectAddString(SdifListT* list, char* value) {
+    addelement(list, stringvalue(value), stringvalue(NULL), sst_norange);
+}
+void SdifSelectAddIntRange(SdifListT* list, int value, int range, SdifSelectTokens rangetype) {
+    addelement(list, intvalue(value), intvalue(range), rangetype);
+}
+void SdifSelectAddRealRange(SdifListT* list, SdifFloat8 value, SdifFloat8 range,
+                            SdifSelectTokens rangetype) {
+    addelement(list, realvalue(value), realvalue(range), rangetype);
+}
+void SdifSelectAddSignatureRange(SdifListT* list, SdifSignature value, SdifSignature range,
+                                 SdifSelectTokens rangetype) {
+    addelement(list, sigvalue(value), sigvalue(range), rangetype);
+}
+void SdifSelectAddStringRange(SdifListT* list, char* value, char* range,
+                              SdifSelectTokens rangetype) {
+    addelement(list, stringvalue(value), stringvalue(range), rangetype);
+}
+
+int SdifSelectGetFirstInt(SdifListT* list, int defval) {
+    SdifSelectElementT* elem = firstelement(list);
+    return elem ? elem->value.integer : defval;
+}
+SdifFloat8 SdifSelectGetFirstReal(SdifListT* list, SdifFloat8 defval) {
+    SdifSelectElementT* elem = firstelement(list);
+    return elem ? elem->value.real : defval;
+}
+SdifSignature SdifSelectGetFirstSignature(SdifListT* list, SdifSignature defval) {
+    SdifSelectElementT* elem = firstelement(list);
+    return elem ? elem->value.signature : defval;
+}
+char* SdifSelectGetFirstString(SdifListT* list, char* defval) {
+    SdifSelectElementT* elem = firstelement(list);
+    return elem ? elem->value.string : defval;
+}
+
+SdifSignature SdifSelectGetNextSignature(SdifListT* list) {
+    SdifSelectElementT* elem = (SdifSelectElementT*)SdifListGetNext(list);
+    return elem ? elem->value.signature : 0;
+}
+
+char* SdifSelectGetNextString(SdifListT* list) {
+    SdifSelectElementT* elem = (SdifSelectElementT*)SdifListGetNext(list);
+    return elem ? elem->value.string : NULL;
+}
+
+int SdifSelectGetNextIntRange(SdifListT* list, SdifSelectElementIntT* range, int forcerange) {
+    SdifSelectElementT* elem = (SdifSelectElementT*)SdifListGetNext(list);
+    if (!elem) return 0;
+    range->value = elem->value.integer;
+    range->range = elem->range.integer;
+    range->rangetype = elem->rangetype;
+    if (forcerange) {
+        long long v = range->value, r = range->range;
+        if (range->rangetype == sst_delta) {
+            long long d = r < 0 ? -r : r;
+            range->value = (int)(v - d);
+            range->range = (int)(v + d);
+            range->rangetype = sst_range;
+        } else if (range->rangetype == sst_range && r < v) {
+            std::swap(range->value, range->range);
+        }
+    }
+    return 1;
+}
+
+int SdifSelectGetNextRealRange(SdifListT* list, SdifSelectElementRealT* range, int forcerange) {
+    SdifSelectElementT* elem = (SdifSelectElementT*)SdifListGetNext(list);
+    if (!elem) return 0;
+    range->value = elem->value.real;
+    range->range = elem->range.real;
+    range->rangetype = elem->rangetype;
+    if (forcerange) {
+        if (range->rangetype == sst_delta) {
+            double d = fabs(range->range), v = range->value;
+            range->value = v - d;
+            range->range = v + d;
+            range->rangetype = sst_range;
+        } else if (range->rangetype == sst_range && range->range < range->value) {
+            std::swap(range->value, range->range);
+        }
+    }
+    return 1;
+}
+
+/* ---- tests ---- */
+
+int SdifSelectTestIntRange(SdifSelectElementT* elem, int v) {
+    long long a = elem->value.integer, b = elem->range.integer, x = v;
+    switch (elem->rangetype) {
+        case sst_range:
+            return std::min(a, b) <= x && x <= std::max(a, b);
+        case sst_delta:
+            return std::llabs(a - x) <= b;
+        default:
+            return a == x;
+    }
+}
+
+/* A delta is tested against its bounds: value - |delta| and value + |delta|
+** round the way the user wrote them, so "@1.5+0.1" keeps 1.4 and 1.6. */
+int SdifSelectTestRealRange(SdifSelectElementT* elem, SdifFloat8 v) {
+    double a = elem->value.real, b = elem->range.real;
+    switch (elem->rangetype) {
+        case sst_range:
+            return std::min(a, b) <= v && v <= std::max(a, b);
+        case sst_delta:
+            return a - fabs(b) <= v && v <= a + fabs(b);
+        default:
+            return a == v;
+    }
+}
+
+int SdifSelectTestInt(SdifListT* list, int v) {
+    if (!list || !list->Head) return 1;
+    for (SdifListNT* node = list->Head; node; node = node->Next)
+        if (SdifSelectTestIntRange((SdifSelectElementT*)node->Data, v)) return 1;
+    return 0;
+}
+
+int SdifSelectTestReal(SdifListT* list, SdifFloat8 v) {
+    if (!list || !list->Head) return 1;
+    for (SdifListNT* node = list->Head; node; node = node->Next)
+        if (SdifSelectTestRealRange((SdifSelectElementT*)node->Data, v)) return 1;
+    return 0;
+}
+
+int SdifSelectTestSignature(SdifListT* list, SdifSignature s) {
+    if (!list || !list->Head) return 1;
+    for (SdifListNT* node = list->Head; node; node = node->Next)
+        if (((SdifSelectElementT*)node->Data)->value.signature == s) return 1;
+    return 0;
+}
+
+int SdifSelectTestString(SdifListT* list, const char* s) {
+    if (!list || !list->Head) return 1;
+    for (SdifListNT* node = list->Head; node; node = node->Next) {
+        const char* e = ((SdifSelectElementT*)node->Data)->value.string;
+        if (e && s && strcmp(e, s) == 0) return 1;
+    }
+    return 0;
+}
+
+/* ---- integer masks ----
+** A mask keeps a flag per value only up to _SdifSelectMaskCap; values above
+** the flags but not above max are answered from the element list, with the
+** same unsigned interval arithmetic, so a selection such as "#4000000000" or
+** "#0-4000000000" costs a bounded array and answers exactly as a full one
+** would. */
+
+namespace {
+
+typedef std::pair<SdifUInt4, SdifUInt4> Interval; /* inclusive bounds */
+
+/* The values an element marks; answers 0 when it marks none. */
+int elementinterval(const SdifSelectElementT* elem, Interval* iv, SdifUInt4* upper) {
+    SdifUInt4 a = (SdifUInt4)elem->value.integer;
+    SdifUInt4 lo = a, hi = a;
+    if (elem->rangetype == sst_range) {
+        SdifUInt4 b = (SdifUInt4)elem->range.integer;
+        lo = std::min(a, b);
+        hi = std::max(a, b);
+    } else if (elem->rangetype == sst_delta) {
+        SdifInt4 r = elem->range.integer;
+        SdifUInt4 d = r < 0 ? 0u - (SdifUInt4)r : (SdifUInt4)r;
+        lo = a - d; /* wraps below 0 on purpose: such a delta marks nothing */
+        hi = a + d;
+    }
+    *upper = hi;
+    iv->first = lo;
+    iv->second = hi;
+    return lo <= hi;
+}
+
+/* Distinct values of the list's intervals that lie within [from, to]. */
+uint64_t countinlist(SdifListT* list, SdifUInt4 from, SdifUInt4 to) {
+    if (!list || from > to) return 0;
+    std::vector<Interval> ivs;
+    for (SdifListNT* node = list->Head; node; node = node->Next) {
+        Interval iv;
+        SdifUInt4 upper;
+        if (!elementinterval((SdifSelectElementT*)node->Data, &iv, &upper)) continue;
+        iv.first = std::max(iv.first, from);
+        iv.second = std::min(iv.second, to);
+        if (iv.first <= iv.second) ivs.push_back(iv);
+    }
+    std::sort(ivs.begin(), ivs.end());
+    uint64_t total = 0;
+    uint64_t next = 0; /* first value not yet counted */
+    for (const Interval& iv : ivs) {
+        uint64_t lo = std::max<uint64_t>(iv.first, next), hi = iv.second;
+        if (lo <= hi) {
+            total += hi - lo + 1;
+            next = hi + 1;
+        }
+    }
+    return total;
+}
+
+int listmarks(SdifListT* list, SdifUInt4 v) {
+    if (!list) return 0;
+    for (SdifListNT* node = list->Head; node; node = node->Next) {
+        Interval iv;
+        SdifUInt4 upper;
+        if (elementinterval((SdifSelectElementT*)node->Data, &iv, &upper) && iv.first <= v &&
+            v <= iv.second)
+            return 1;
+    }
+    return 0;
+}
+
+/* Values v in [1, n] that the mask accepts. */
+int countselected(SdifSelectIntMaskT* mask, SdifUInt4 n) {
+    if (n == 0) return 0;
+    if (mask->num == 0) return mask->openend ? (int)std::min<SdifUInt4>(n, INT32_MAX) : 0;
+    SdifUInt4 max = (SdifUInt4)mask->max;
+    SdifUInt4 upto = std::min(n, max);
+    SdifUInt4 nflags = SdifSelectIntMaskNbFlags(mask);
+    uint64_t total = 0;
+    SdifUInt4 v = 1;
+    for (; v <= upto && v < nflags; v++) total += mask->mask[v] != 0;
+    if (v <= upto) total += countinlist(mask->list, v, upto);
+    if (n > max && mask->openend) total += n - max;
+    return (int)std::min<uint64_t>(total, INT32_MAX);
+}
+
+}  // namespace
+
+void SdifInitIntMask(SdifSelectIntMaskT* mask) {
+    mask->num = 0;
+    mask->max = 0;
+    mask->mask = NULL;
+    mask->openend = 1;
+    mask->list = NULL;
+}
+
+SdifUInt4 SdifSelectIntMaskNbFlags(const SdifSelectIntMaskT* mask) {
+    if (!mask->mask) return 0;
+    return std::min<SdifUInt4>((SdifUInt4)mask->max, _SdifSelectMaskCap - 1) + 1;
+}
+
+void SdifSelectGetIntMask(SdifListT* list, SdifSelectIntMaskT* mask) {
+    free(mask->mask);
+    SdifInitIntMask(mask);
+    mask->list = list;
+    if (!list || !list->Head) return;
+
+    SdifUInt4 max = 0;
+    for (SdifListNT* node = list->Head; node; node = node->Next) {
+        Interval iv;
+        SdifUInt4 upper;
+        elementinterval((SdifSelectElementT*)node->Data, &iv, &upper);
+        max = std::max(max, upper);
+    }
+    mask->max = (int)max;
+    mask->openend = 0;
+    uint64_t count = countinlist(list, 0, max);
+    mask->num = (int)std::min<uint64_t>(count, INT32_MAX);
+
+    /* Without the array (no memory) every test walks the list instead. */
+    SdifUInt4 nflags = std::min<SdifUInt4>(max, _SdifSelectMaskCap - 1) + 1;
+    mask->mask = (int*)calloc(nflags, sizeof(int));
+    if (!mask->mask) return;
+    for (SdifListNT* node = list->Head; node; node = node->Next) {
+        Interval iv;
+        SdifUInt4 upper;
+        if (!elementinterval((SdifSelectElementT*)node->Data, &iv, &upper)) continue;
+        for (uint64_t v = iv.first; v <= iv.second && v < nflags; v++) mask->mask[v] = 1;
+    }
+}
+
+int SdifSelectTestIntMask(SdifSelectIntMaskT* mask, SdifUInt4 v) {
+    if (mask->num == 0 || v > (SdifUInt4)mask->max) return mask->openend;
+    if (v < SdifSelectIntMaskNbFlags(mask)) return mask->mask[v] != 0;
+    return listmarks(mask->list, v);
+}
+
+/* ---- frames, matrices, rows, columns ---- */
+
+int SdifFrameIsSelected(SdifFrameHeaderT* header, SdifSelectionT* sel) {
+    if (!header) return 0;
+    if (!sel) return 1;
+    return (header->NumID == 0xFFFFFFFFu ||
+            SdifSelectTestIntMask(&sel->streammask, header->NumID)) &&
+           SdifSelectTestReal(sel->time, header->Time) &&
+           SdifSelectTestSignature(sel->frame, header->Signature);
+}
+
+int SdifMatrixIsSelected(SdifMatrixHeaderT* header, SdifSelectionT* sel) {
+    if (!header) return 0;
+    if (!sel) return 1;
+    return SdifSelectTestSignature(sel->matrix, header->Signature);
+}
+
+int SdifFCurrFrameIsSelected(SdifFileT* file) {
+    return SdifFrameIsSelected(file->CurrFramH, file->Selection);
+}
+
+int SdifFCurrMatrixIsSelected(SdifFileT* file) {
+    return SdifMatrixIsSelected(file->CurrMtrxH, file->Selection);
+}
+
+int SdifFRowIsSelected(SdifFileT* file, int row) {
+    if (!file->Selection) return 1;
+    return SdifSelectTestIntMask(&file->Selection->rowmask, (SdifUInt4)row);
+}
+
+int SdifFColumnIsSelected(SdifFileT* file, int col) {
+    if (!file->Selection) return 1;
+    return SdifSelectTestIntMask(&file->Selection->colmask, (SdifUInt4)col);
+}
+
+int SdifFNumStreamsSelected(SdifFileT* file) {
+    return file->Selection ? file->Selection->streammask.num : 0;
+}
+
+int SdifFNumRowsSelected(SdifFileT* file) {
+    if (!file->CurrMtrxH) return 0;
+    if (!file->Selection) return (int)std::min<SdifUInt4>(file->CurrMtrxH->NbRow, INT32_MAX);
+    return countselected(&file->Selection->rowmask, file->CurrMtrxH->NbRow);
+}
+
+int SdifFNumColumnsSelected(SdifFileT* file) {
+    if (!file->CurrMtrxH) return 0;
+    if (!file->Selection) return (int)std::min<SdifUInt4>(file->CurrMtrxH->NbCol, INT32_MAX);
+    return countselected(&file->Selection->colmask, file->CurrMtrxH->NbCol);
+}
+
+/* ---- diagnosis ---- */
+
+namespace {
+
+const char* printhead(FILE* out, const char* name, SdifListT* list) {
+    int empty = !list || !list->Head;
+    fprintf(out, "   %-6s:%s", name, empty ? " any\n" : " ");
+    return empty ? NULL : "";
+}
+
+void printintlist(FILE* out, SdifListT* list, const char* name, int options) {
+    if (!printhead(out, name, list)) return;
+    SdifSelectElementIntT range;
+    SdifListInitLoop(list);
+    while (SdifSelectGetNextIntRange(list, &range, options & 1)) {
+        SdifAssert(range.rangetype <= sst_num);
+        const char* trailing = SdifListIsNext(list) ? ", " : "\n";
+        if (range.rangetype == sst_norange)
+            fprintf(out, "%d%s", range.value, trailing);
+        else
+            fprintf(out, "%d %s %d%s", range.value, SdifSelectSymbol(range.rangetype), range.range,
+                    trailing);
+    }
+}
+
+void printreallist(FILE* out, SdifListT* list, const char* name, int options) {
+    if (!printhead(out, name, list)) return;
+    SdifSelectElementRealT range;
+    SdifListInitLoop(list);
+    while (SdifSelectGetNextRealRange(list, &range, options & 1)) {
+        SdifAssert(range.rangetype <= sst_num);
+        const char* trailing = SdifListIsNext(list) ? ", " : "\n";
+        if (range.rangetype == sst_norange)
+            fprintf(out, "%g%s", range.value, trailing);
+        else
+            fprintf(out, "%g %s %g%s", range.value, SdifSelectSymbol(range.rangetype), range.range,
+                    trailing);
+    }
+}
+
+/* A 0 signature (the "select nothing" entry) ends the line early. */
+void printsiglist(FILE* out, SdifListT* list, const char* name) {
+    if (!printhead(out, name, list)) return;
+    int lineopen = 1;
+    SdifSignature sig;
+    SdifListInitLoop(list);
+    while ((sig = SdifSelectGetNextSignature(list)) != 0) {
+        lineopen = SdifListIsNext(list);
+        fprintf(out, "%s%s", SdifSignatureToString(sig), lineopen ? ", " : "\n");
+    }
+    if (lineopen) fputs("\n", out);
+}
+
+}  // namespace
+
+void SdifPrintSelection(FILE* out, SdifSelectionT* sel, int options) {
+    fprintf(out, "selection: file %s  basename %s\n", sel->filename ? sel->filename : "",
+            sel->basename ? sel->basename : "");
+    printintlist(out, sel->stream, "stream", options);
+    printsiglist(out, sel->frame, "frame");
+    printsiglist(out, sel->matrix, "matrix");
+    printintlist(out, sel->column, "column", options);
+    printintlist(out, sel->row, "row", options);
+    printreallist(out, sel->time, "time", options);
+}

@@ -1,1 +1,370 @@
-// Filled in by the module's owner.
+/* Stream-ID tables: entries, the table, the text syntax and the 1IDS chunk. */
+#include "SdifStreamID.h"
+
+#include <cctype>
+#include <cfloat>
+#include <cstdlib>
+#include <cstring>
+
+#include "SdifErrMess.h"
+#include "SdifFRead.h"
+#include "SdifFWrite.h"
+#include "SdifFile.h"
+#include "SdifHash.h"
+#include "SdifRWLowLevel.h"
+#include "SdifString.h"
+
+namespace {
+
+const char* const kSrc = "SdifStreamID.cpp";
+const char* const kStopChars = "{},;:";
+
+constexpr SdifSignature Sig(const char (&s)[5]) {
+    return ((SdifSignature)(unsigned char)s[0] << 24) | ((SdifSignature)(unsigned char)s[1] << 16) |
+           ((SdifSignature)(unsigned char)s[2] << 8) | (SdifSignature)(unsigned char)s[3];
+}
+
+char* copytext(const char* s) {
+    size_t len = strlen(s);
+    char* copy = (char*)malloc(len + 1);
+    if (copy) memcpy(copy, s, len + 1);
+    return copy;
+}
+
+FILE* notices(void) { return SdifStdErr ? SdifStdErr : stderr; }
+
+/* Characters from a stream or from an SdifStringT, counted. */
+struct TextSource {
+    FILE* f;
+    SdifStringT* s;
+    size_t n;
+};
+
+int tget(TextSource* src) {
+    int c;
+    if (src->f) {
+        c = getc(src->f);
+    } else {
+        if (SdifStringIsEOS(src->s)) return EOF;
+        c = (unsigned char)SdifStringGetC(src->s);
+    }
+    if (c != EOF) src->n++;
+    return c;
+}
+
+int skipspace(TextSource* src) {
+    int c;
+    while ((c = tget(src)) != EOF && isspace(c)) {
+    }
+    return c;
+}
+
+/* A word after leading white space, ended by white space, a stop character
+** or the end (answered, consumed).  Characters beyond the buffer are read and
+** dropped. */
+int readword(TextSource* src, char* buf, size_t size, const char* stops) {
+    size_t len = 0;
+    int c = skipspace(src);
+    while (c != EOF && !isspace(c) && !strchr(stops, c)) {
+        if (len < size - 1) buf[len++] = (char)c;
+        c = tget(src);
+    }
+    buf[len] = '\0';
+    return c;
+}
+
+/* Everything, blanks included, up to a stop character or the end. */
+int readweak(TextSource* src, char* buf, size_t size, const char* stops) {
+    size_t len = 0;
+    int c;
+    while ((c = tget(src)) != EOF && !strchr(stops, c))
+        if (len < size - 1) buf[len++] = (char)c;
+    buf[len] = '\0';
+    return c;
+}
+
+/* Skip to the end of a faulty entry; a closing brace is left to end the
+** table. */
+int skipentry(TextSource* src) {
+    int c;
+    while ((c = tget(src)) != EOF && c != ';' && c != '}') {
+    }
+    return c;
+}
+
+void expectfailed(SdifFileT* file, int expected, int c, const char* label, int line) {
+    char text[_SdifStringLen];
+    if (c == EOF)
+        snprintf(text, sizeof text, "Attempt to read '%c' failed, end of input : %s", expected,
+                 label);
+    else
+        snprintf(text, sizeof text, "Attempt to read '%c' failed, read '%c' (%d) : %s", expected,
+                 isprint(c) ? c : '?', c, label);
+    SdifFError(file, eSyntax, text, kSrc, line);
+}
+
+/* What the entry reader answers for the character that ended an entry. */
+int entryend(int c) { return c == EOF ? 4 : c == '}' ? '}' : ';'; }
+
+/* "numID source:treeWay;" */
+int getonestreamid(SdifFileT* file, TextSource* src) {
+    char word[_SdifStringLen];
+    char source[_SdifStringLen];
+    char treeWay[_SdifStringLen];
+    char text[_SdifStringLen + 64];
+
+    int c = readword(src, word, sizeof word, kStopChars);
+    if (word[0] == '\0' && (c == '}' || c == EOF)) return entryend(c);
+    if (c == EOF || !isspace(c)) {
+        snprintf(text, sizeof text, "Wait a space_char after NumId '%s', read char: (%d) '%c'",
+                 word, c, c == EOF ? ' ' : c);
+        SdifFError(file, eSyntax, text, kSrc, __LINE__);
+        if (c == EOF || c == '}' || c == ';') return entryend(c);
+        return entryend(skipentry(src));
+    }
+
+    SdifUInt4 numID = (SdifUInt4)atoi(word);
+    if (SdifStreamIDTableGetSID(file->StreamIDsTable, numID)) {
+        snprintf(text, sizeof text, "StreamID : %u ", numID);
+        SdifFError(file, eReDefined, text, kSrc, __LINE__);
+        c = skipentry(src);
+        if (c != ';') expectfailed(file, ';', c, "end of Stream ID skiped missing", __LINE__);
+        return entryend(c);
+    }
+
+    c = readword(src, source, sizeof source, kStopChars);
+    if (c != EOF && isspace(c)) c = skipspace(src);
+    if (c != ':') {
+        expectfailed(file, ':', c, "Stream ID Source", __LINE__);
+        if (c == EOF || c == '}' || c == ';') return entryend(c);
+        return entryend(skipentry(src));
+    }
+
+    c = readweak(src, treeWay, sizeof treeWay, ";}");
+    if (c != ';') {
+        expectfailed(file, ';', c, "end of Stream ID TreeWay", __LINE__);
+        return entryend(c);
+    }
+    SdifStreamIDTablePutSID(file->StreamIDsTable, numID, source, treeWay);
+    return ';';
+}
+
+/* After a 1IDS frame: report a size that disagrees with the header and
+** move to the end the header announces. */
+size_t finishchunk(SdifFileT* file, size_t sizeR, int textform) {
+    SdifUInt4 size = file->CurrFramH->Size;
+    if (size == _SdifUnknownSize) return sizeR;
+    size_t expected = (size_t)size + 4;
+    /* the brace form ends on the chunk's 8-byte padding */
+    if (textform && sizeR < expected && expected - sizeR < 8)
+        return sizeR + SdifFReadPadding(file, expected - sizeR);
+    if (sizeR != expected) {
+        char text[_SdifStringLen];
+        snprintf(text, sizeof text, "erreur size 1IDS: lu: %lu  Attendu: %lu\n",
+                 (unsigned long)(sizeR - 4), (unsigned long)size);
+        fprintf(notices(), "*Sdif* %s\n", text);
+        if (sizeR < expected) sizeR += SdifFSkip(file, expected - sizeR);
+    }
+    return sizeR;
+}
+
+}  // namespace
+
+/* ---- entries ---- */
+
+SdifStreamIDT* SdifCreateStreamID(SdifUInt4 numID, const char* source, const char* treeWay) {
+    SdifStreamIDT* sid = (SdifStreamIDT*)malloc(sizeof(SdifStreamIDT));
+    if (sid) {
+        sid->NumID = numID;
+        sid->Source = copytext(source);
+        sid->TreeWay = copytext(treeWay);
+        if (sid->Source && sid->TreeWay) return sid;
+        free(sid->Source);
+        free(sid->TreeWay);
+        free(sid);
+    }
+    SdifFError(NULL, eAllocFail, "StreamID allocation", kSrc, __LINE__);
+    return NULL;
+}
+
+void SdifKillStreamID(void* streamID) {
+    SdifStreamIDT* sid = (SdifStreamIDT*)streamID;
+    if (!sid) {
+        SdifFError(NULL, eFreeNull, "StreamID free", kSrc, __LINE__);
+        return;
+    }
+    free(sid->Source);
+    free(sid->TreeWay);
+    free(sid);
+}
+
+SdifUInt4 SdifStreamIDEntryGetSID(SdifStreamIDT* entry) { return entry->NumID; }
+char* SdifStreamIDEntryGetSource(SdifStreamIDT* entry) { return entry->Source; }
+char* SdifStreamIDEntryGetTreeWay(SdifStreamIDT* entry) { return entry->TreeWay; }
+
+/* ---- table ---- */
+
+SdifStreamIDTableT* SdifCreateStreamIDTable(unsigned int hashSize) {
+    SdifStreamIDTableT* table = (SdifStreamIDTableT*)malloc(sizeof(SdifStreamIDTableT));
+    if (table)
+        table->SIDHT = SdifCreateHashTable(hashSize ? hashSize : 1, eHashInt4, SdifKillStreamID);
+    if (!table || !table->SIDHT) {
+        free(table);
+        SdifFError(NULL, eAllocFail, "StreamIDTable allocation", kSrc, __LINE__);
+        return NULL;
+    }
+    table->StreamID = _SdifStreamIDTableID;
+    return table;
+}
+
+void SdifKillStreamIDTable(SdifStreamIDTableT* table) {
+    if (!table) {
+        SdifFError(NULL, eFreeNull, "StreamIDTable free", kSrc, __LINE__);
+        return;
+    }
+    SdifKillHashTable(table->SIDHT);
+    free(table);
+}
+
+SdifStreamIDT* SdifStreamIDTablePutSID(SdifStreamIDTableT* table, SdifUInt4 numID,
+                                       const char* source, const char* treeWay) {
+    if (!table || !source || !treeWay) return NULL;
+    /* the table keeps the first entry; a second one would only leak */
+    SdifStreamIDT* sid = SdifStreamIDTableGetSID(table, numID);
+    if (sid) return sid;
+    sid = SdifCreateStreamID(numID, source, treeWay);
+    if (sid) SdifHashTablePutInt4(table->SIDHT, numID, sid);
+    return sid;
+}
+
+SdifStreamIDT* SdifStreamIDTableGetSID(SdifStreamIDTableT* table, SdifUInt4 numID) {
+    if (!table) return NULL;
+    return (SdifStreamIDT*)SdifHashTableSearchInt4(table->SIDHT, numID);
+}
+
+unsigned int SdifStreamIDTableGetNbData(SdifStreamIDTableT* table) {
+    return table ? table->SIDHT->NbOfData : 0;
+}
+
+/* ---- text form ---- */
+
+int SdifFGetOneStreamID(SdifFileT* file, int verbose, size_t* nbCharRead) {
+    TextSource src = {verbose == 't'   ? file->TextStream
+                      : verbose == 's' ? file->Stream
+                                       : NULL,
+                      NULL, 0};
+    if (!src.f) return 4;
+    int c = getonestreamid(file, &src);
+    *nbCharRead += src.n;
+    return c;
+}
+
+size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
+    TextSource src = {verbose == 't'   ? file->TextStream
+                      : verbose == 's' ? file->Stream
+                                       : NULL,
+                      NULL, 0};
+    if (!src.f) return 0;
+    if (verbose == 's')
+        fprintf(notices(), "*Sdif* %s\n",
+                "Warning, this file uses an intermediate format for the stream ID table.  "
+                "Portablity with programs not using the QUENDA SDIF library is not guaranteed.");
+    if (file->StreamIDPass) SdifFError(file, eOnlyOneChunk, "1IDS", kSrc, __LINE__);
+
+    int c = skipspace(&src);
+    if (c != '{') {
+        expectfailed(file, '{', c, "Begin of StreamID declarations", __LINE__);
+    } else {
+        while ((c = getonestreamid(file, &src)) != '}') {
+            if (c == 4) {
+                char text[64];
+                snprintf(text, sizeof text, "Sdiffread %ld", ftell(src.f));
+                SdifFError(file, eEof, text, kSrc, __LINE__);
+                break;
+            }
+        }
+    }
+    file->StreamIDPass = 1;
+    return src.n;
+}
+
+size_t SdifFGetAllStreamIDfromSdifString(SdifFileT* file, SdifStringT* string) {
+    TextSource src = {NULL, string, 0};
+    while (getonestreamid(file, &src) == ';') {
+    }
+    return src.n;
+}
+
+size_t SdifFStreamIDTableToSdifString(SdifFileT* file, SdifStringT* string) {
+    SdifStreamIDTableT* table = file->StreamIDsTable;
+    if (!table) return 0;
+    size_t before = string->SizeW;
+    SdifHashTableT* ht = table->SIDHT;
+    char number[16];
+    for (unsigned int i = 0; i < ht->HashSize; i++) {
+        for (SdifHashNT* entry = ht->Table[i]; entry; entry = entry->Next) {
+            SdifStreamIDT* sid = (SdifStreamIDT*)entry->Data;
+            snprintf(number, sizeof number, "%u ", sid->NumID);
+            SdifStringAppend(string, number);
+            SdifStringAppend(string, sid->Source);
+            SdifStringAppend(string, ":");
+            SdifStringAppend(string, sid->TreeWay);
+            SdifStringAppend(string, ";\n");
+        }
+    }
+    return string->SizeW - before;
+}
+
+/* ---- binary chunks ---- */
+
+size_t SdifFReadAllStreamID(SdifFileT* file) {
+    if (!file->Stream || !file->StreamIDsTable) return 0;
+    long pos = ftell(file->Stream);
+    file->StartChunkPos = pos >= 4 ? pos - 4 : 0;
+    size_t sizeR = SdifFReadFrameHeader(file);
+    if (sizeR == 0) return 0;
+    SdifFrameHeaderT* header = file->CurrFramH;
+    file->StreamIDsTable->StreamID = header->NumID;
+
+    if (header->NbMatrix == 0) {
+        sizeR += SdifFGetAllStreamID(file, 's');
+        return finishchunk(file, sizeR, 1);
+    }
+
+    if (file->StreamIDPass) SdifFError(file, eOnlyOneChunk, "1IDS", kSrc, __LINE__);
+    for (SdifUInt4 i = 0; i < header->NbMatrix; i++) {
+        size_t n = SdifFReadMatrixHeader(file);
+        if (n == 0) break; /* end of file or a lying header, reported */
+        sizeR += n;
+        if (file->CurrMtrxH->NbCol != 1)
+            SdifFError(file, eSyntax, "Stream ID table text matrix must have exactly one column!",
+                       kSrc, __LINE__);
+        if (file->CurrMtrxH->DataType != eText) {
+            char text[64];
+            snprintf(text, sizeof text, "1IDS matrix 0x%04x, skipped",
+                     (unsigned)file->CurrMtrxH->DataType);
+            SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+            sizeR += SdifFSkipMatrixData(file);
+            continue;
+        }
+        SdifStringT* text = SdifStringNew();
+        if (!text) break;
+        sizeR += SdifFReadTextMatrixData(file, text);
+        SdifFGetAllStreamIDfromSdifString(file, text);
+        SdifStringFree(text);
+    }
+    file->StreamIDPass = 1;
+    return finishchunk(file, sizeR, 0);
+}
+
+size_t SdifFWriteAllStreamID(SdifFileT* file) {
+    SdifStreamIDTableT* table = file->StreamIDsTable;
+    if (!table || SdifStreamIDTableGetNbData(table) == 0) return 0;
+    SdifStringT* text = SdifStringNew();
+    if (!text) return 0;
+    SdifFStreamIDTableToSdifString(file, text);
+    size_t written = SdifFWriteTextFrameSdifString(file, Sig("1IDS"), table->StreamID, -DBL_MAX,
+                                                   Sig("1IDS"), text);
+    SdifStringFree(text);
+    return written;
+}

@@ -1,1 +1,0 @@
-// The partial library's sources are added here as they land.

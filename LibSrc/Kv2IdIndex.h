@@ -1,0 +1,84 @@
+// Private to LibSrc/: a small open-addressing map from a partial ident to an
+// integer payload, sized once per frame so that the lookups done for every
+// record of a frame cost O(1) without one heap allocation per record.
+#ifndef KV2_ID_INDEX_H
+#define KV2_ID_INDEX_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Kv2 {
+
+template <class V>
+class IdHash {
+   public:
+    IdHash() { Reset(0); }
+
+    // Forget every entry and make room for at least maxIds distinct idents.
+    // The storage is kept from call to call, so a reused map stops allocating.
+    void Reset(std::size_t maxIds) {
+        std::size_t cap = 16;
+        while (cap < 2 * maxIds + 2) cap <<= 1;
+        mSlots.assign(cap, Slot());
+        mMask = cap - 1;
+        mUsed = 0;
+    }
+
+    // The payload of id, or null when id was never inserted.
+    V* Find(int id) {
+        for (std::size_t h = Hash(id);; h = (h + 1) & mMask) {
+            Slot& s = mSlots[h];
+            if (!s.used) return nullptr;
+            if (s.id == id) return &s.value;
+        }
+    }
+    V const* Find(int id) const { return const_cast<IdHash*>(this)->Find(id); }
+
+    // The payload of id, inserted as init when absent.  Inserting more idents
+    // than given to Reset doubles the table (never expected in practice).
+    V& Get(int id, V const& init) {
+        if (2 * (mUsed + 1) > mSlots.size()) Grow();
+        std::size_t h = Hash(id);
+        for (;; h = (h + 1) & mMask) {
+            Slot& s = mSlots[h];
+            if (!s.used) break;
+            if (s.id == id) return s.value;
+        }
+        Slot& s = mSlots[h];
+        s.used = true;
+        s.id = id;
+        s.value = init;
+        ++mUsed;
+        return s.value;
+    }
+
+   private:
+    struct Slot {
+        bool used = false;
+        int id = 0;
+        V value{};
+    };
+
+    std::size_t Hash(int id) const {
+        // Fibonacci hashing spreads the consecutive idents the readers hand out.
+        uint32_t h = static_cast<uint32_t>(id) * 2654435761u;
+        return (h ^ (h >> 15)) & mMask;
+    }
+
+    void Grow() {
+        std::vector<Slot> old;
+        old.swap(mSlots);
+        Reset(old.size());
+        for (Slot const& s : old)
+            if (s.used) Get(s.id, s.value);
+    }
+
+    std::vector<Slot> mSlots;  // open addressing, linear probing, no removal
+    std::size_t mMask = 0;     // table size - 1 (a power of two)
+    std::size_t mUsed = 0;     // slots taken
+};
+
+}  // namespace Kv2
+
+#endif

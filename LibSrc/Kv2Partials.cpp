@@ -1,0 +1,820 @@
+#include "Kv2Partials.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "Kv2IdIndex.h"
+#include "Kv2Synt.h"
+
+namespace Kv2 {
+
+int StaticIdent::maxIdent = 0;
+const PartialID PartialID::sNoID = {-1, -1};
+
+void RaiseMaxIdent(int id) {
+    const long long a = id < 0 ? -static_cast<long long>(id) : id;
+    if (a > StaticIdent::maxIdent)
+        StaticIdent::maxIdent = a > INT_MAX ? INT_MAX : static_cast<int>(a);
+}
+
+namespace {
+
+constexpr double kTwoPi = 6.283185307179586;
+constexpr double kInvTwoPi = 0.15915494309189535;
+constexpr float kTwoPiF = 6.2831855f;
+constexpr float kInvTwoPiF = 0.15915494f;
+constexpr float kPiF = 3.1415927f;
+
+inline double RoundHalfAway(double x) {
+    return x >= 0.0 ? std::trunc(x + 0.5) : std::trunc(x - 0.5);
+}
+inline float RoundHalfAwayF(float x) {
+    return x >= 0.0f ? std::trunc(x + 0.5f) : std::trunc(x - 0.5f);
+}
+
+// Phase brought into [-pi, pi], computed in double.
+inline float WrapPhase(double phi) {
+    return static_cast<float>(phi - RoundHalfAway(phi / kTwoPi) * kTwoPi);
+}
+// The same in single precision, as the transformations use it.
+inline float WrapPhaseF(float theta) {
+    return theta - kTwoPiF * RoundHalfAwayF(theta * kInvTwoPiF);
+}
+
+template <class Param>
+int AddToSet(std::vector<Param>& v, Param const& p, int index) {
+    try {
+        if (index >= 0) {
+            if (static_cast<std::size_t>(index) >= v.size()) {
+                Param const copy = p;  // p may live in v, which growing moves
+                v.resize(static_cast<std::size_t>(index) + 1);
+                v[index] = copy;
+            } else {
+                v[index] = p;
+            }
+            return index;
+        }
+        for (std::size_t i = 0; i < v.size(); ++i) {
+            if (v[i].id == 0) {
+                v[i] = p;
+                return static_cast<int>(i);
+            }
+        }
+        if (v.size() >= static_cast<std::size_t>(INT_MAX)) return -1;
+        v.push_back(p);
+        return static_cast<int>(v.size()) - 1;
+    } catch (std::bad_alloc const&) {
+        return -1;
+    } catch (std::length_error const&) {
+        return -1;
+    }
+}
+
+template <class Param>
+int GetAll(std::vector<Param> const& v, float* out, int max, float Param::*field) {
+    int n = 0;
+    for (Param const& p : v) {
+        if (n >= max) break;
+        if (p.id > 0) out[n++] = p.*field;
+    }
+    return n;
+}
+
+template <class Param>
+int IndexOf(std::vector<Param> const& v, int id) {
+    for (std::size_t i = 0; i < v.size(); ++i)
+        if (v[i].id == id) return static_cast<int>(i);
+    return -1;
+}
+
+// First slot and number of slots per ident, kept right while syncToLeft
+// swaps, moves and overwrites records, so that each lookup answers what a
+// scan from slot 0 would without costing one.
+struct SlotEntry {
+    int first = -1;
+    int count = 0;
+};
+
+template <class Param>
+class SlotIndex {
+   public:
+    SlotIndex(std::vector<Param>& recs, std::size_t extraIds) : mRecs(recs), mHash(Scratch()) {
+        mHash.Reset(recs.size() + extraIds);
+        for (std::size_t i = 0; i < recs.size(); ++i) Add(recs[i].id, static_cast<int>(i));
+    }
+
+    int First(int id) const {
+        SlotEntry const* e = mHash.Find(id);
+        return e && e->count > 0 ? e->first : -1;
+    }
+
+    // slot now holds id.
+    void Add(int id, int slot) {
+        SlotEntry& e = mHash.Get(id, SlotEntry());
+        if (e.count == 0 || slot < e.first) e.first = slot;
+        ++e.count;
+    }
+
+    // slot no longer holds id; the records must already show it.
+    void Remove(int id, int slot) {
+        SlotEntry* e = mHash.Find(id);
+        if (!e || e->count == 0) return;
+        if (--e->count == 0) {
+            e->first = -1;
+        } else if (e->first == slot) {
+            // Only idents held by several slots (the zero id of free slots)
+            // come here; the next holder lies after slot.
+            e->first = -1;
+            for (std::size_t k = static_cast<std::size_t>(slot) + 1; k < mRecs.size(); ++k) {
+                if (mRecs[k].id == id) {
+                    e->first = static_cast<int>(k);
+                    break;
+                }
+            }
+        }
+    }
+
+    void Swap(int i, int j) {
+        const int a = mRecs[i].id;
+        const int b = mRecs[j].id;
+        std::swap(mRecs[i], mRecs[j]);
+        if (a == b) return;
+        Remove(a, i);
+        Add(a, j);
+        Remove(b, j);
+        Add(b, i);
+    }
+
+    // Store p at k, k at most one past the end.
+    void Put(Param const& p, int k) {
+        if (static_cast<std::size_t>(k) >= mRecs.size()) {
+            while (mRecs.size() < static_cast<std::size_t>(k)) {
+                mRecs.push_back(Param());
+                Add(0, static_cast<int>(mRecs.size()) - 1);
+            }
+            mRecs.push_back(p);
+        } else {
+            const int old = mRecs[k].id;
+            mRecs[k] = p;
+            Remove(old, k);
+        }
+        Add(p.id, k);
+    }
+
+    // Slot i's ident changed from old (the record is already rewritten).
+    void Rename(int old, int i) {
+        if (old == mRecs[i].id) return;
+        Remove(old, i);
+        Add(mRecs[i].id, i);
+    }
+
+   private:
+    static IdHash<SlotEntry>& Scratch() {
+        // One table reused by every alignment of the thread: no allocation per frame
+        // once it has grown to the largest frame.
+        static thread_local IdHash<SlotEntry> hash;
+        return hash;
+    }
+
+    std::vector<Param>& mRecs;
+    IdHash<SlotEntry>& mHash;
+};
+
+}  // namespace
+
+// ---------------------------------------------------------------- Kv2Frame
+
+Kv2Frame::~Kv2Frame() = default;
+
+int Kv2Frame::size() const { return 0; }
+
+bool Kv2Frame::empty() const { return size() == 0; }
+
+void Kv2Frame::clear() {}
+
+bool Kv2Frame::syncToLeft(Kv2Frame const& left) {
+    if (auto* self = dynamic_cast<PartialSet*>(this)) {
+        auto const* l = dynamic_cast<PartialSet const*>(&left);
+        return l ? self->syncToLeft(*l) : false;
+    }
+    if (auto* self = dynamic_cast<ChordSet*>(this)) {
+        auto const* l = dynamic_cast<ChordSet const*>(&left);
+        return l ? self->syncToLeft(*l) : false;
+    }
+    return false;
+}
+
+// --------------------------------------------------------------- PartialSet
+
+PartialSet::PartialParam::PartialParam(int ident, float frequency, float amplitude,
+                                       float phaseValue, float /*x*/, PartialState st)
+    : id(ident), freq(frequency), amp(amplitude), phase(phaseValue), time(0.0), state(st) {
+    RaiseMaxIdent(ident);
+}
+
+PartialSet::PartialSet(double t, int capacity) : Kv2Frame(t) {
+    try {
+        reserve(capacity);
+    } catch (std::exception const&) {
+        // The capacity is only a hint.
+    }
+}
+
+PartialSet::~PartialSet() = default;
+
+PartialSet& PartialSet::operator=(ChordSet const& chord) {
+    clear();
+    time = chord.time;
+    const int n = chord.size();
+    mSpan = 0.0;
+    if (n > 0 && addToSet(PartialParam(), n - 1) < 0) return *this;
+    for (int i = 0; i < n; ++i) {
+        if (!chord.IsPartial(i)) continue;
+        ChordSet::PartialParam const& c = chord[i];
+        mParams[i] = PartialParam(c.id, c.freq, c.amp, c.phase, 0.0f, ePartial);
+    }
+    return *this;
+}
+
+std::unique_ptr<Kv2Frame> PartialSet::clone() const { return std::make_unique<PartialSet>(*this); }
+
+int PartialSet::addToSet(PartialParam const& p, int index) { return AddToSet(mParams, p, index); }
+
+bool PartialSet::IsPeak(int i) const { return i >= 0 && i < size() && mParams[i].state == ePeak; }
+
+bool PartialSet::IsPartial(int i, bool strict) const {
+    if (i < 0 || i >= size()) return false;
+    const PartialState s = mParams[i].state;
+    return s == ePartial || (!strict && s == eLast);
+}
+
+int PartialSet::numPartials(bool strict) const {
+    int n = 0;
+    for (PartialParam const& p : mParams)
+        if (p.state == ePartial || (!strict && p.state == eLast)) ++n;
+    return n;
+}
+
+int PartialSet::numPeaks() const {
+    int n = 0;
+    for (PartialParam const& p : mParams)
+        if (p.state == ePeak) ++n;
+    return n;
+}
+
+bool PartialSet::PartialIsPresent(int i, int id, bool strict) const {
+    return IsPartial(i, strict) && mParams[i].id == id;
+}
+
+int PartialSet::PartialIndex(int id) const { return IndexOf(mParams, id); }
+
+int PartialSet::getFundamental() const {
+    int best = 0;  // deliberately not the first partial's index
+    float lowest = 0.0f;
+    bool found = false;
+    for (int i = 0; i < size(); ++i) {
+        PartialParam const& p = mParams[i];
+        if (p.state != ePartial && p.state != eLast) continue;
+        if (!found) {
+            found = true;
+            lowest = p.freq;
+        } else if (p.freq < lowest) {
+            lowest = p.freq;
+            best = i;
+        }
+    }
+    return found ? best : -1;
+}
+
+int PartialSet::getAllFreq(float* out, int max) const {
+    return GetAll(mParams, out, max, &PartialParam::freq);
+}
+int PartialSet::getAllAmpl(float* out, int max) const {
+    return GetAll(mParams, out, max, &PartialParam::amp);
+}
+int PartialSet::getAllPhase(float* out, int max) const {
+    return GetAll(mParams, out, max, &PartialParam::phase);
+}
+
+bool PartialSet::interpolate(PartialParam const& left, PartialParam const& right, double dt,
+                             double T, float w, int id, PartialParam& out) {
+    float a, b, c, d;
+    kv_get3Ord_phase_coef(left.freq, right.freq, left.phase, right.phase, static_cast<float>(T), &a,
+                          &b, &c, &d);
+    const float amp = (1.0f - w) * left.amp + w * right.amp;
+    const bool last = left.state == eLast || right.state == eLast;
+    out.id = id;
+    out.amp = amp;
+    out.freq = static_cast<float>(((3.0 * a * dt + 2.0 * b) * dt + c) / kTwoPi);
+    out.phase = WrapPhase(((a * dt + b) * dt + c) * dt + d);
+    out.state = last ? eLast : ePartial;
+    return true;
+}
+
+bool PartialSet::interpolate(Kv2Frame const& leftFrame, Kv2Frame const& rightFrame) {
+    auto const* l = dynamic_cast<PartialSet const*>(&leftFrame);
+    auto const* r = dynamic_cast<PartialSet const*>(&rightFrame);
+    if (!l || !r) return false;
+    const double t = time;
+    // Partial frames are never extrapolated: outside the gap the nearer
+    // frame is copied whole, time included.
+    if (!(t > l->time)) {
+        *this = *l;
+        return true;
+    }
+    const double T = r->time - l->time;
+    if (!(t < r->time) || T == 0.0) {
+        *this = *r;
+        return true;
+    }
+    // Strictly inside the gap, so this frame is neither side.
+    PartialSet const& left = *l;
+    PartialSet const& right = *r;
+    clear();
+    const int n = std::min(left.size(), right.size());
+    mParams.resize(n);
+    const double dt = t - left.time;
+    const float w = static_cast<float>(dt / T);
+    for (int i = 0; i < n; ++i) {
+        const int id = left[i].id;
+        if (left.IsPartial(i, false) && right.PartialIsPresent(i, id, false))
+            interpolate(left[i], right[i], dt, T, w, id, mParams[i]);
+    }
+    return true;
+}
+
+bool PartialSet::syncToLeft(PartialSet const& left) {
+    if (&left == this) return true;
+    try {
+        const double tR = time;
+        const int nL = left.size();
+        // nT is the count before the padding below; only moves raise it.
+        int nT = size();
+        if (nL > nT && addToSet(PartialParam(), nL - 1) < 0) return false;
+
+        SlotIndex<PartialParam> index(mParams, static_cast<std::size_t>(nL));
+        // Lowest slot that may still be free on both sides, for each value of
+        // the left-side test's time condition (it reads the time of the record
+        // being placed).  Only swaps can free a slot again.
+        int freeFrom[2] = {0, 0};
+
+        for (int i = 0; i < nL; ++i) {
+            PartialParam const& lr = left[i];
+            if (!(lr.IsValid() || (lr.state == eCarried && lr.time >= tR))) continue;
+            if (mParams[i].id == lr.id) continue;
+
+            const int j = index.First(lr.id);
+            if (j >= 0) {
+                index.Swap(i, j);
+                const int lo = std::min(i, j);
+                freeFrom[0] = std::min(freeFrom[0], lo);
+                freeFrom[1] = std::min(freeFrom[1], lo);
+                continue;
+            }
+
+            PartialParam const& cur = mParams[i];
+            if (cur.IsValid() || cur.state == eCarried) {
+                // The left-side test of a state-4 record reads the time of
+                // left[i], not of left[k]; kept as the alignment always did.
+                const bool carriedCounts = lr.time >= tR;
+                int k = freeFrom[carriedCounts];
+                for (;; ++k) {
+                    const bool leftFree =
+                        k >= nL ||
+                        (!left[k].IsValid() && !(left[k].state == eCarried && carriedCounts));
+                    const bool thisFree =
+                        k >= nT || !(mParams[k].IsValid() || mParams[k].state == eCarried);
+                    if (leftFree && thisFree) break;
+                }
+                freeFrom[carriedCounts] = k + 1;
+                const PartialParam moved = cur;
+                index.Put(moved, k);
+                nT = std::max(nT, k + 1);
+            }
+
+            // The carried record keeps the amplitude and phase found in slot i.
+            PartialParam& slot = mParams[i];
+            const int old = slot.id;
+            slot.time = lr.IsValid() ? tR + left.mSpan : lr.time;
+            slot.freq = lr.freq * 0.0f;
+            slot.id = lr.id;
+            RaiseMaxIdent(lr.id);
+            slot.state = eCarried;
+            index.Rename(old, i);
+        }
+        return true;
+    } catch (std::bad_alloc const&) {
+        return false;
+    }
+}
+
+// ----------------------------------------------------------------- ChordSet
+
+ChordSet::PartialParam::PartialParam(int ident, float frequency, float amplitude, float phaseValue,
+                                     ChordState st)
+    : id(ident), freq(frequency), amp(amplitude), phase(phaseValue), state(st) {
+    RaiseMaxIdent(ident);
+}
+
+ChordSet::ChordSet(double t, int capacity) : Kv2Frame(t) {
+    try {
+        reserve(capacity);
+    } catch (std::exception const&) {
+        // The capacity is only a hint.
+    }
+}
+
+ChordSet::~ChordSet() = default;
+
+std::unique_ptr<Kv2Frame> ChordSet::clone() const { return std::make_unique<ChordSet>(*this); }
+
+int ChordSet::addToSet(PartialParam const& p, int index) { return AddToSet(mParams, p, index); }
+
+bool ChordSet::IsValid(int i) const { return i >= 0 && i < size() && mParams[i].state != eEmpty; }
+
+int ChordSet::numPartials() const {
+    int n = 0;
+    for (PartialParam const& p : mParams)
+        if (p.state != eEmpty) ++n;
+    return n;
+}
+
+int ChordSet::numStart() const {
+    int n = 0;
+    for (PartialParam const& p : mParams)
+        if (p.state == eStart) ++n;
+    return n;
+}
+
+int ChordSet::numEnd() const {
+    int n = 0;
+    for (PartialParam const& p : mParams)
+        if (p.state == eEnd) ++n;
+    return n;
+}
+
+bool ChordSet::PartialIsPresent(int i, int id) const { return IsValid(i) && mParams[i].id == id; }
+
+int ChordSet::PartialIndex(int id) const { return IndexOf(mParams, id); }
+
+int ChordSet::getAllFreq(float* out, int max) const {
+    return GetAll(mParams, out, max, &PartialParam::freq);
+}
+int ChordSet::getAllAmpl(float* out, int max) const {
+    return GetAll(mParams, out, max, &PartialParam::amp);
+}
+int ChordSet::getAllPhase(float* out, int max) const {
+    return GetAll(mParams, out, max, &PartialParam::phase);
+}
+
+bool ChordSet::interpolate(PartialParam const& left, PartialParam const& /*right*/, double dt,
+                           double /*T*/, float /*w*/, int id, PartialParam& out) {
+    // A note holds its values; only its phase runs on.
+    const bool ended = left.state == eEnd;
+    const float freq = left.freq;
+    const float amp = left.amp;
+    const float phase = WrapPhase(left.freq * dt * kTwoPi + left.phase);
+    out.id = id;
+    out.freq = freq;
+    out.amp = amp;
+    out.phase = phase;
+    out.state = eCont;
+    if (ended) {
+        std::fputs("ChordSet::interpolate sets a cont after end \n", stderr);
+        return false;
+    }
+    return true;
+}
+
+bool ChordSet::interpolate(Kv2Frame const& leftFrame, Kv2Frame const& rightFrame) {
+    auto const* l = dynamic_cast<ChordSet const*>(&leftFrame);
+    auto const* r = dynamic_cast<ChordSet const*>(&rightFrame);
+    if (!l || !r) return false;
+    ChordSet const& left = *l;
+    ChordSet const& right = *r;
+    const double t = time;
+    const double tl = left.time;
+    const double tr = right.time;
+    const double T = tr - tl;
+    // Either side may be this frame itself only when t equals its time, and
+    // then it is copied onto itself before anything is cleared.
+    if (t == tl) {
+        *this = left;
+        return true;
+    }
+    if (t == tr || tr == tl) {
+        *this = right;
+        return true;
+    }
+    clear();
+    if (t < tl) {
+        // Notes sounding at the left frame are carried back before it.
+        mParams.resize(left.mParams.size());
+        for (int i = 0; i < left.size(); ++i) {
+            PartialParam const& p = left[i];
+            if (p.state != eEmpty && p.state != eStart)
+                interpolate(p, p, t - tl, T, 0.0f, p.id, mParams[i]);
+        }
+    } else if (t < tr) {
+        const int n = std::min(left.size(), right.size());
+        mParams.resize(n);
+        const float w = static_cast<float>((t - tl) / T);
+        for (int i = 0; i < n; ++i) {
+            if (left.IsValid(i) && right.PartialIsPresent(i, left[i].id))
+                interpolate(left[i], left[i], t - tl, T, w, left[i].id, mParams[i]);
+        }
+    } else {
+        // Notes still sounding at the right frame are carried on past it.
+        mParams.resize(right.mParams.size());
+        for (int i = 0; i < right.size(); ++i) {
+            PartialParam const& p = right[i];
+            if (p.state != eEmpty && p.state != eEnd)
+                interpolate(p, p, t - tr, T, 0.0f, p.id, mParams[i]);
+        }
+    }
+    return true;
+}
+
+bool ChordSet::syncToLeft(ChordSet const& left) {
+    if (&left == this) return true;
+    try {
+        const double tR = time;
+        const double delta = left.time - tR;
+        const int nL = left.size();
+        // nT is the count before the padding below; only moves raise it.
+        int nT = size();
+        if (nT < nL && addToSet(PartialParam(), nL - 1) < 0) return false;
+
+        SlotIndex<PartialParam> index(mParams, 0);
+        int freeFrom = 0;  // lowest slot that may be free on both sides
+
+        for (int i = 0; i < nL; ++i) {
+            PartialParam const& lr = left[i];
+            if (lr.state == eEmpty || lr.state == eEnd) continue;
+            if (mParams[i].id != lr.id) {
+                const int j = index.First(lr.id);
+                if (j >= 0) {
+                    index.Swap(i, j);
+                    freeFrom = std::min(freeFrom, std::min(i, j));
+                } else if (mParams[i].state != eEmpty) {
+                    int k = freeFrom;
+                    while (!((k >= nL || left[k].state == eEmpty) &&
+                             (k >= nT || mParams[k].state == eEmpty)))
+                        ++k;
+                    freeFrom = k + 1;
+                    // Slot i keeps its content: a start stays in both places.
+                    const PartialParam copy = mParams[i];
+                    index.Put(copy, k);
+                    nT = std::max(nT, k + 1);
+                }
+            }
+            PartialParam& slot = mParams[i];
+            if (slot.state == eEnd || slot.state == eCont) {
+                const ChordState st = slot.state;
+                const int old = slot.id;
+                slot = lr;
+                // Deliberately without 2 pi and not wrapped.
+                slot.phase = static_cast<float>(lr.freq * delta + lr.phase);
+                slot.state = st;
+                index.Rename(old, i);
+            }
+        }
+
+        // An ending note keeps the left frame's values as they were.
+        const int m = std::min(nL, nT);
+        for (int i = 0; i < m; ++i) {
+            if (mParams[i].state == eEnd) {
+                addToSet(left[i], i);
+                mParams[i].state = eEnd;
+            }
+        }
+        return true;
+    } catch (std::bad_alloc const&) {
+        return false;
+    }
+}
+
+// ------------------------------------------------------------ Transformations
+
+float kv_transposition_phase_factor(PartialSet::PartialParam const& cur,
+                                    PartialSet::PartialParam const& prev, double T, float toFactor,
+                                    float fromFactor, float* phaseAdvance) {
+    if (!(std::fabs(T) > DBL_EPSILON)) {
+        if (phaseAdvance) *phaseAdvance = 0.0f;
+        return 1.0f;
+    }
+    const double dphi = static_cast<double>(cur.phase) - prev.phase;
+    const double m = RoundHalfAway((prev.freq + cur.freq) * T * 0.5 - dphi * kInvTwoPi);
+    if (phaseAdvance) *phaseAdvance = static_cast<float>(m * kTwoPi + dphi);
+
+    const double s0 = fromFactor;
+    const double k = (static_cast<double>(toFactor) - fromFactor) / T;
+    double a3, a2, a1, a0;
+    kv_get3Ord_phase_coef_d(prev.freq, cur.freq, prev.phase, cur.phase, T, &a3, &a2, &a1, &a0);
+    const double num =
+        s0 * a1 +
+        (k * a1 * 0.5 + s0 * a2 + (a2 * (2.0 / 3.0) * k + s0 * a3 + T * a3 * 0.75 * k) * T) * T;
+    const double den = a1 + (a2 + a3 * T) * T;
+    // A phase that never turns (no frequency at either end, no advance) gives
+    // 0/0; the plain mean of the factor leaves such a partial's phase alone.
+    if (den == 0.0) return static_cast<float>((s0 + toFactor) * 0.5);
+    return static_cast<float>(num / den);
+}
+
+float kv_transposition_phase_factor(PartialSet const& cur, PartialSet const& prev, int index,
+                                    float toFactor, float fromFactor, float* phaseAdvance) {
+    return kv_transposition_phase_factor(cur[index], prev[index], cur.time - prev.time, toFactor,
+                                         fromFactor, phaseAdvance);
+}
+
+bool Kv2FreqTransp(PartialSet::PartialParam const& in, PartialSet::PartialParam& out,
+                   PartialSet::PartialParam const& prevIn, PartialSet::PartialParam const& prevOut,
+                   double T, float fromFactor, float toFactor) {
+    return Kv2StretchAndTranspose(in, out, prevIn, prevOut, T, 1.0f, fromFactor, toFactor);
+}
+
+bool Kv2StretchAndTranspose(PartialSet::PartialParam const& in, PartialSet::PartialParam& out,
+                            PartialSet::PartialParam const& prevIn,
+                            PartialSet::PartialParam const& prevOut, double T, float stretch,
+                            float fromFactor, float toFactor) {
+    const PartialSet::PartialParam src = in;  // out may be in
+    float phase;
+    if (T == 0.0) {
+        phase = prevOut.phase;
+    } else {
+        float adv = 0.0f;
+        const float f = kv_transposition_phase_factor(src, prevIn, T, toFactor, fromFactor, &adv);
+        phase = WrapPhaseF(f * stretch * adv + prevOut.phase);
+    }
+    out = src;
+    out.phase = phase;
+    out.freq = toFactor * src.freq;
+    return true;
+}
+
+namespace {
+
+// Frame transposition; stretch applies to the phase advance and the time,
+// and without stretching every frequency is transposed, found in prev or not.
+bool TransposeFrame(PartialSet const& cur, PartialSet& out, PartialSet const& prev,
+                    PartialSet const& prevOut, float const* stretch, float fromFactor,
+                    float toFactor) {
+    const int n = cur.size();
+    const double curTime = cur.time;
+    const double T = cur.time - prev.time;
+    const double prevOutTime = prevOut.time;
+    if (&out != &cur) out = cur;
+    if (out.size() != n) return false;
+    for (int i = 0; i < n; ++i) {
+        const bool present = prev.PartialIsPresent(i, cur[i].id, false) && i < prevOut.size();
+        if (present) {
+            if (T == 0.0) {
+                out[i].phase = prevOut[i].phase;
+            } else {
+                float adv = 0.0f;
+                const float f =
+                    kv_transposition_phase_factor(cur[i], prev[i], T, toFactor, fromFactor, &adv);
+                const float advance = stretch ? *stretch * adv * f : adv * f;
+                out[i].phase = WrapPhaseF(advance + prevOut[i].phase);
+            }
+        }
+        if (present || !stretch) out[i].freq = toFactor * cur[i].freq;
+    }
+    out.time = stretch ? *stretch * T + prevOutTime : curTime;
+    return true;
+}
+
+}  // namespace
+
+bool Kv2StretchAndTranspose(PartialSet const& cur, PartialSet& out, PartialSet const& prev,
+                            PartialSet const& prevOut, float stretch, float fromFactor,
+                            float toFactor) {
+    return TransposeFrame(cur, out, prev, prevOut, &stretch, fromFactor, toFactor);
+}
+
+bool Kv2FreqTransp(PartialSet const& cur, PartialSet& out, PartialSet const& prev,
+                   PartialSet const& prevOut, float fromFactor, float toFactor) {
+    return TransposeFrame(cur, out, prev, prevOut, nullptr, fromFactor, toFactor);
+}
+
+bool Kv2TimeScaling(PartialSet const& cur, PartialSet& out, PartialSet const& prev,
+                    PartialSet const& prevOut, float stretch) {
+    const int n = cur.size();
+    const double T = cur.time - prev.time;
+    const double prevOutTime = prevOut.time;
+    if (&out != &cur) out = cur;
+    if (out.size() != n) return false;
+    const float absStretch = std::fabs(stretch);
+    for (int i = 0; i < n; ++i) {
+        if (!prev.PartialIsPresent(i, cur[i].id, false) || i >= prevOut.size()) continue;
+        const float dphi = cur[i].phase - prev[i].phase;
+        const float m = RoundHalfAwayF(
+            static_cast<float>(T * (cur[i].freq + prev[i].freq) * 0.5 - dphi * kInvTwoPi));
+        const float theta = static_cast<float>(m * kTwoPi + dphi) * absStretch + prevOut[i].phase;
+        out[i].phase = WrapPhaseF(theta);
+    }
+    // The signed factor moves the time, so -1 plays the segment backwards.
+    out.time = stretch * T + prevOutTime;
+    return true;
+}
+
+void Kv2ReversePartialSet(PartialSet& set) {
+    for (PartialSet::PartialParam& p : set.params()) {
+        if (p.state != PartialSet::ePartial && p.state != PartialSet::eLast) continue;
+        p.phase = p.phase > 0.0f ? kPiF - p.phase : -kPiF - p.phase;
+    }
+}
+
+// NaN amplitudes and frequencies sort after every number of their group:
+// std::sort needs a strict weak ordering, and a bare comparison with NaN is
+// not one.
+bool a_cmp(PartialSet::PartialParam const& x, PartialSet::PartialParam const& y) {
+    const bool xv = x.IsValid();
+    const bool yv = y.IsValid();
+    if (xv != yv) return xv;
+    return x.amp > y.amp || (std::isnan(y.amp) && !std::isnan(x.amp));
+}
+
+bool f_cmp(PartialSet::PartialParam const& x, PartialSet::PartialParam const& y) {
+    const bool xv = x.IsValid();
+    const bool yv = y.IsValid();
+    if (xv != yv) return xv;
+    return y.freq > x.freq || (std::isnan(y.freq) && !std::isnan(x.freq));
+}
+
+namespace {
+
+template <class Cmp>
+int SortPartials(PartialSet& set, int n, Cmp cmp) {
+    std::vector<PartialSet::PartialParam>& v = set.params();
+    if (v.empty()) return 0;
+    std::size_t m = v.size();
+    if (n < 0) {
+        std::sort(v.begin(), v.end(), cmp);
+    } else {
+        m = std::min(m, static_cast<std::size_t>(n));
+        std::partial_sort(v.begin(), v.begin() + m, v.end(), cmp);
+    }
+    int valid = 0;
+    while (static_cast<std::size_t>(valid) < m && v[valid].IsValid()) ++valid;
+    return valid;
+}
+
+// Envelope value at frequency freq.  A negative (or NaN) frequency would index
+// before the envelope; it reads the first point instead, as 0 Hz would.
+inline float EnvelopeAt(float const* env, int envSize, float scale, float freq) {
+    float pos = scale * freq;
+    if (!(pos > 0.0f)) pos = 0.0f;
+    if (pos < static_cast<float>(envSize - 1)) {
+        const int j = static_cast<int>(pos);
+        const float frac = pos - static_cast<float>(j);
+        return (1.0f - frac) * env[j] + frac * env[j + 1];
+    }
+    return env[envSize - 1];
+}
+
+bool SpectralEnv(PartialSet const& in, PartialSet& out, float const* env, float rate,
+                 float rangeFactor, int envSize, int keepEnergy, bool multiply) {
+    if (!env || envSize < 1) return false;
+    if (&in != &out) out = in;
+    float eIn = 0.0f;
+    float eOut = 0.0f;
+    const float scale = static_cast<float>(envSize) / (rate * 0.5f * rangeFactor);
+    const int n = in.size();
+    for (int i = 0; i < n; ++i) {
+        if (in.IsPartial(i, false)) eIn += in[i].amp * in[i].amp;
+        const float e = EnvelopeAt(env, envSize, scale, in[i].freq);
+        out[i].amp = multiply ? e * out[i].amp : e;
+        eOut += out[i].amp * out[i].amp;
+    }
+    if (keepEnergy && eOut > 0.0f) {
+        const float g = std::sqrt(eIn / eOut);
+        for (int i = 0; i < out.size(); ++i)
+            if (out.IsPartial(i, false)) out[i].amp *= g;
+    }
+    return true;
+}
+
+}  // namespace
+
+int Kv2AmplSortPartials(PartialSet& set, int n) { return SortPartials(set, n, a_cmp); }
+
+int Kv2FreqSortPartials(PartialSet& set, int n) { return SortPartials(set, n, f_cmp); }
+
+bool Kv2MultSpectralEnv(PartialSet const& in, PartialSet& out, float* env, float rate,
+                        float rangeFactor, int envSize, int keepEnergy) {
+    return SpectralEnv(in, out, env, rate, rangeFactor, envSize, keepEnergy, true);
+}
+
+bool Kv2SetSpectralEnv(PartialSet const& in, PartialSet& out, float* env, float rate,
+                       float rangeFactor, int envSize, int keepEnergy) {
+    return SpectralEnv(in, out, env, rate, rangeFactor, envSize, keepEnergy, false);
+}
+
+}  // namespace Kv2

@@ -1,0 +1,342 @@
+// Containers of the SDIF file library: text buffers, lists and their node
+// stock, hash tables, signature tables and string helpers.
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "SdifTestEnv.h"
+
+using sdiftest::AllowFatal;
+using sdiftest::RecordReports;
+
+namespace {
+
+class Containers : public ::testing::Test {
+   protected:
+    void SetUp() override { sdiftest::StartByteLayerOnly(); }
+};
+
+std::vector<int> gKilled;
+void KillInt(void* p) {
+    gKilled.push_back(*static_cast<int*>(p));
+    delete static_cast<int*>(p);
+}
+
+std::vector<int> Contents(SdifListT* list) {
+    std::vector<int> v;
+    for (SdifListInitLoop(list); SdifListIsNext(list);)
+        v.push_back(*static_cast<int*>(SdifListGetNext(list)));
+    return v;
+}
+
+}  // namespace
+
+// ---- text buffer ----
+
+TEST_F(Containers, StringGrowsInStepsOf128) {
+    SdifStringT* s = SdifStringNew();
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(s->TotalSize, 128u);
+    EXPECT_EQ(s->SizeW, 0u);
+    EXPECT_EQ(std::string(s->str, 128), std::string(128, '\0'));
+
+    std::string a(127, 'a');
+    EXPECT_EQ(SdifStringAppend(s, a.c_str()), 1);
+    EXPECT_EQ(s->TotalSize, 128u);  // 127 characters and the NUL just fit
+    EXPECT_EQ(SdifStringAppend(s, "b"), 1);
+    EXPECT_EQ(s->TotalSize, 256u);
+    EXPECT_EQ(s->SizeW, 128u);
+    EXPECT_EQ(std::string(s->str), a + "b");
+    SdifStringFree(s);
+
+    s = SdifStringNew();
+    std::string big(300, 'c');  // 128 + 128 + (300 - 128 rounded down to 128)
+    EXPECT_EQ(SdifStringAppend(s, big.c_str()), 1);
+    EXPECT_EQ(s->TotalSize, 384u);
+    EXPECT_EQ(std::string(s->str), big);
+    std::string more(200, 'd');  // room 83 < 201: 384 + 128 + ((200 + 300 - 384) / 128) * 128
+    EXPECT_EQ(SdifStringAppend(s, more.c_str()), 1);
+    EXPECT_EQ(s->TotalSize, 512u);
+    EXPECT_EQ(std::string(s->str), big + more);
+    SdifStringFree(s);
+}
+
+TEST_F(Containers, StringReadsBackCharacterByCharacter) {
+    SdifStringT* s = SdifStringNew();
+    EXPECT_EQ(SdifStringUngetC(s), 0);
+    EXPECT_TRUE(SdifStringIsEOS(s));
+    SdifStringAppend(s, "a\xE9");
+    EXPECT_FALSE(SdifStringIsEOS(s));
+    EXPECT_EQ(SdifStringGetC(s), 'a');
+    EXPECT_EQ(SdifStringGetC(s), -23);  // as a signed char
+    EXPECT_TRUE(SdifStringIsEOS(s));
+    EXPECT_EQ(SdifStringGetC(s), 0);  // at the end: nothing more, no step past it
+    EXPECT_EQ(s->NbCharRead, 2);
+    EXPECT_EQ(SdifStringUngetC(s), 1);
+    EXPECT_EQ(SdifStringGetC(s), -23);
+    SdifStringFree(s);
+}
+
+// ---- lists ----
+
+TEST_F(Containers, ListKeepsOrderAndFreesThroughItsKiller) {
+    gKilled.clear();
+    SdifListT* list = SdifCreateList(KillInt);
+    EXPECT_TRUE(SdifListIsEmpty(list));
+    EXPECT_EQ(SdifListGetHead(list), nullptr);
+    EXPECT_EQ(SdifListInitLoop(list), 0);
+    SdifListPutTail(list, new int(2));
+    SdifListPutTail(list, new int(3));
+    SdifListPutHead(list, new int(1));
+    EXPECT_EQ(SdifListGetNbData(list), 3u);
+    EXPECT_EQ(*static_cast<int*>(SdifListGetHead(list)), 1);
+    EXPECT_EQ(*static_cast<int*>(SdifListGetTail(list)), 3);
+    EXPECT_EQ(Contents(list), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(SdifListGetNext(list), nullptr);  // past the end
+    EXPECT_EQ(*static_cast<int*>(SdifListGetCurr(list)), 3);
+
+    SdifKillListHead(list);
+    EXPECT_EQ(gKilled, (std::vector<int>{1}));
+    EXPECT_EQ(Contents(list), (std::vector<int>{2, 3}));
+    SdifMakeEmptyList(list);
+    EXPECT_EQ(gKilled, (std::vector<int>{1, 2, 3}));
+    EXPECT_TRUE(SdifListIsEmpty(list));
+    EXPECT_EQ(SdifListGetNbData(list), 0u);
+    SdifListPutTail(list, new int(4));  // usable again after emptying
+    EXPECT_EQ(SdifKillList(list), nullptr);
+    EXPECT_EQ(gKilled, (std::vector<int>{1, 2, 3, 4}));
+}
+
+TEST_F(Containers, KillListCurrRemovesUnderTheCursorAndIterationGoesOn) {
+    gKilled.clear();
+    SdifListT* list = SdifCreateList(KillInt);
+    for (int i = 1; i <= 5; i++) SdifListPutTail(list, new int(i));
+    std::vector<int> seen;
+    for (SdifListInitLoop(list); SdifListIsNext(list);) {
+        int v = *static_cast<int*>(SdifListGetNext(list));
+        seen.push_back(v);
+        if (v % 2 == 1) SdifKillListCurr(list);  // the first, a middle one and the tail
+    }
+    EXPECT_EQ(seen, (std::vector<int>{1, 2, 3, 4, 5}));
+    EXPECT_EQ(gKilled, (std::vector<int>{1, 3, 5}));
+    EXPECT_EQ(Contents(list), (std::vector<int>{2, 4}));
+    EXPECT_EQ(*static_cast<int*>(SdifListGetTail(list)), 4);
+    EXPECT_EQ(SdifListGetNbData(list), 2u);
+    SdifListPutTail(list, new int(6));  // the tail link is right after removing the tail
+    EXPECT_EQ(Contents(list), (std::vector<int>{2, 4, 6}));
+    SdifKillList(list);
+}
+
+TEST_F(Containers, ConcatMovesTheElementsOfTheSecondList) {
+    gKilled.clear();
+    SdifListT* a = SdifCreateList(KillInt);
+    SdifListT* b = SdifCreateList(KillInt);
+    SdifListT* empty = SdifCreateList(KillInt);
+    SdifListPutTail(b, new int(3));
+    SdifListPutTail(b, new int(4));
+    SdifListConcat(a, b);  // onto an empty list
+    SdifListPutTail(b, new int(5));
+    SdifListConcat(a, b);
+    SdifListConcat(a, empty);
+    EXPECT_EQ(Contents(a), (std::vector<int>{3, 4, 5}));
+    EXPECT_EQ(SdifListGetNbData(a), 3u);
+    EXPECT_TRUE(SdifListIsEmpty(b));
+    SdifKillList(b);
+    SdifKillList(empty);
+    EXPECT_TRUE(gKilled.empty());  // nothing is owned twice
+    SdifKillList(a);
+    EXPECT_EQ(gKilled, (std::vector<int>{3, 4, 5}));
+}
+
+TEST_F(Containers, NodeStockHandsOutSlotsFromOneAndRecyclesThroughTheTrash) {
+    SdifListNStockT stock{};
+    SdifInitListNStock(&stock, 4);  // slots 1 to 3 of each block are nodes
+    SdifListNT* n1 = SdifGetNewNode(&stock);
+    EXPECT_EQ(stock.NbStock, 1u);
+    EXPECT_EQ(n1, &stock.StockList[1]);
+    EXPECT_EQ(stock.NbNodesUsedInCurrStock, 2u);
+    SdifListNT* n2 = SdifGetNewNode(&stock);
+    SdifListNT* n3 = SdifGetNewNode(&stock);
+    EXPECT_EQ(n3, &stock.StockList[3]);
+    SdifListNT* firstBlock = stock.StockList;
+    SdifListNT* n4 = SdifGetNewNode(&stock);  // the block is used up
+    EXPECT_EQ(stock.NbStock, 2u);
+    EXPECT_EQ(n4, &stock.StockList[1]);
+    EXPECT_EQ(stock.StockList[0].Next, firstBlock);  // slot 0 links the blocks
+
+    SdifPutNodeInTrash(&stock, n2);
+    SdifPutNodeInTrash(&stock, n1);
+    EXPECT_EQ(SdifGetNewNode(&stock), n1);  // the trash first, newest first
+    EXPECT_EQ(SdifGetNewNode(&stock), n2);
+    EXPECT_EQ(SdifGetNewNode(&stock), &stock.StockList[2]);
+    SdifDrainListNStock(&stock);
+    EXPECT_EQ(stock.StockList, nullptr);
+    EXPECT_EQ(stock.NbStock, 0u);
+    EXPECT_EQ(stock.Trash, nullptr);
+    EXPECT_EQ(stock.SizeOfOneStock, 4u);
+    (void)n4;
+}
+
+TEST_F(Containers, ThreadStockIsMadeOfBlocksOf1024AndListsReuseTheirNodes) {
+    SdifGlobalsT* globals = GetSdifGlobals();
+    ASSERT_NE(globals, nullptr);
+    EXPECT_EQ(globals, GetSdifGlobals());
+    EXPECT_EQ(globals->nodestock.SizeOfOneStock, 1024u);
+
+    SdifListNT* node = SdifCreateNode(nullptr, nullptr);
+    ASSERT_NE(node, nullptr);
+    unsigned int blocks = globals->nodestock.NbStock;
+    EXPECT_EQ(SdifKillNode(node, nullptr), nullptr);
+    EXPECT_EQ(globals->nodestock.Trash, node);
+
+    SdifListT* list = SdifCreateList(nullptr);
+    EXPECT_EQ(list->Stock, &globals->nodestock);
+    static int cells[3000];
+    for (int& c : cells) SdifListPutTail(list, &c);
+    EXPECT_GE(globals->nodestock.NbStock, blocks + 2);
+    SdifMakeEmptyList(list);
+    unsigned int after = globals->nodestock.NbStock;
+    for (int& c : cells) SdifListPutTail(list, &c);
+    EXPECT_EQ(globals->nodestock.NbStock, after);  // all 3000 nodes came back from the trash
+    SdifKillList(list);
+}
+
+// ---- hash tables ----
+
+TEST_F(Containers, HashCharBucketFollowsTheSignedCharRecurrence) {
+    EXPECT_EQ(SdifHashChar("ab", 2, 1000), 930u);  // (97 * 256 + 98) mod 1000
+    EXPECT_EQ(SdifHashChar("ab", 1, 1000), 97u);
+    EXPECT_EQ(SdifHashChar("\xFF", 1, 7), 3u);  // -1 taken as 2^32 - 1
+    EXPECT_EQ(SdifHashChar("", 0, 7), 0u);
+}
+
+TEST_F(Containers, CharTableKeepsTheFirstValueAndItsOwnCopyOfTheKey) {
+    gKilled.clear();
+    SdifHashTableT* t = SdifCreateHashTable(3, eHashChar, KillInt);
+    char key[] = "name";
+    int* first = new int(1);
+    int* second = new int(2);
+    SdifHashTablePutChar(t, key, 5, first);
+    SdifHashTablePutChar(t, "name", 5, second);
+    EXPECT_EQ(SdifHashTableSearchChar(t, "name", 5), first);
+    EXPECT_EQ(t->NbOfData, 1u);
+    std::strcpy(key, "xxxx");  // the table holds a copy
+    EXPECT_EQ(SdifHashTableSearchChar(t, "name", 5), first);
+    EXPECT_EQ(SdifHashTableSearchChar(t, "nam", 4), nullptr);
+    EXPECT_EQ(SdifHashTableSearch(t, const_cast<char*>("name"), 5), first);
+    delete second;
+
+    SdifHashTablePutChar(t, "empty", 6, nullptr);  // a key without data can be filled later
+    int* filled = new int(3);
+    SdifHashTablePutChar(t, "empty", 6, filled);
+    EXPECT_EQ(SdifHashTableSearchChar(t, "empty", 6), filled);
+
+    // A key given without its NUL is still compared over its length only.
+    int* partial = new int(4);
+    SdifHashTablePut(t, "abc", 3, partial);
+    EXPECT_EQ(SdifHashTableSearchChar(t, "abcdef", 3), partial);
+    SdifKillHashTable(t);
+    std::sort(gKilled.begin(), gKilled.end());
+    EXPECT_EQ(gKilled, (std::vector<int>{1, 3, 4}));
+}
+
+TEST_F(Containers, IntTableChainsAreInAscendingKeyOrder) {
+    SdifHashTableT* t = SdifCreateHashTable(7, eHashInt4, nullptr);
+    static int v[5] = {15, 1, 8, 3, 99};
+    SdifHashTablePutInt4(t, 15, &v[0]);
+    SdifHashTablePutInt4(t, 1, &v[1]);
+    SdifHashTablePutInt4(t, 8, &v[2]);
+    SdifHashTablePutInt4(t, 3, &v[3]);
+    SdifHashTablePutInt4(t, 8, &v[4]);  // the first value stays
+    EXPECT_EQ(SdifHashTableGetNbData(t), 4u);
+    EXPECT_EQ(SdifHashTableSearchInt4(t, 8), &v[2]);
+    EXPECT_EQ(SdifHashTableSearchInt4(t, 22), nullptr);  // same bucket, larger than all
+    EXPECT_EQ(SdifHashTableSearchInt4(t, 2), nullptr);
+    unsigned int key = 15;
+    EXPECT_EQ(SdifHashTableSearch(t, &key, 1), &v[0]);
+
+    // Bucket 1 holds 1, 8, 15 in that order; bucket 3 holds 3.
+    std::vector<int> order;
+    SdifHashTableIteratorT* it = SdifCreateHashTableIterator(t);
+    for (SdifHashTableIteratorInitLoop(it, t); SdifHashTableIteratorIsNext(it);)
+        order.push_back(*static_cast<int*>(SdifHashTableIteratorGetNext(it)));
+    EXPECT_EQ(order, (std::vector<int>{1, 8, 15, 3}));
+    EXPECT_EQ(SdifHashTableIteratorGetNext(it), nullptr);
+
+    SdifMakeEmptyHashTable(t);
+    EXPECT_EQ(SdifHashTableGetNbData(t), 0u);
+    EXPECT_EQ(SdifHashTableIteratorInitLoop(it, t), 0);
+    EXPECT_EQ(SdifHashTableSearchInt4(t, 8), nullptr);
+    SdifKillHashTableIterator(it);
+    SdifKillHashTable(t);
+}
+
+// ---- signature tables ----
+
+TEST_F(Containers, SignatureTableFindsAddsAndGrowsBySixteen) {
+    SdifSignatureTabT* t = SdifCreateSignatureTab(2);
+    EXPECT_EQ(t->NbSignMax, 2u);
+    EXPECT_EQ(t->NbSign, 0u);
+    EXPECT_EQ(t->Tab[0], 0u);
+    EXPECT_EQ(t->Tab[1], 0u);
+    SdifAddToSignatureTab(t, 0x31545243);
+    SdifPutInSignatureTab(t, 0x31485247);
+    SdifAddToSignatureTab(t, 0x31545243);  // full: grows
+    EXPECT_EQ(t->NbSignMax, 18u);
+    EXPECT_EQ(t->NbSign, 3u);
+    EXPECT_EQ(SdifFindInSignatureTab(t, 0x31545243), 0);
+    EXPECT_EQ(SdifFindInSignatureTab(t, 0x31485247), 1);
+    EXPECT_EQ(SdifFindInSignatureTab(t, 0x31504943), -1);
+    EXPECT_EQ(SdifIsInSignatureTab(t, 0x31485247), 0x31485247u);
+    EXPECT_EQ(SdifIsInSignatureTab(t, 0x31504943), 0u);
+    EXPECT_EQ(SdifGetFromSignatureTab(t, 2), 0x31545243u);
+    EXPECT_EQ(SdifGetFromSignatureTab(t, 3), 0u);
+    EXPECT_EQ(SdifGetFromSignatureTab(t, -1), 0u);
+
+    SdifReInitSignatureTab(t, 4);
+    EXPECT_EQ(t->NbSign, 0u);
+    EXPECT_EQ(t->NbSignMax, 18u);
+    EXPECT_EQ(t->Tab[0], 0u);
+    EXPECT_EQ(SdifFindInSignatureTab(t, 0x31545243), -1);
+    SdifReInitSignatureTab(t, 40);
+    EXPECT_EQ(t->NbSignMax, 40u);
+    EXPECT_EQ(t->Tab[39], 0u);
+    SdifReAllocSignatureTab(t, 10);  // never shrinks
+    EXPECT_EQ(t->NbSignMax, 40u);
+
+    for (int i = 0; i < 41; i++) SdifPutInSignatureTab(t, static_cast<SdifSignature>(i + 1));
+    EXPECT_EQ(t->NbSign, 41u);  // past the capacity it grows rather than writing past
+    EXPECT_EQ(SdifGetFromSignatureTab(t, 40), 41u);
+    SdifKillSignatureTab(t);
+}
+
+// ---- string helpers ----
+
+TEST_F(Containers, StringHelpers) {
+    EXPECT_EQ(SdifStrLen("abc"), 3u);
+    EXPECT_EQ(SdifStrEq("abc", "abc"), 1);
+    EXPECT_EQ(SdifStrEq("abc", "abd"), 0);
+    EXPECT_LT(SdifStrCmp("abc", "abd"), 0);
+    EXPECT_EQ(SdifStrNCmp("abc", "abd", 2), 0);
+    char buf[4] = "xyz";
+    EXPECT_EQ(SdifStrNCpy(buf, "ab", 2), buf);
+    EXPECT_STREQ(buf, "abz");
+
+    char* copy = SdifCreateStrNCpy("name", 5);
+    EXPECT_STREQ(copy, "name");
+    SdifKillStr(copy);
+    copy = SdifCreateStrNCpy("name", 2);  // exactly n bytes, no NUL added
+    EXPECT_EQ(std::memcmp(copy, "na", 2), 0);
+    SdifKillStr(copy);
+    copy = SdifCreateStrNCpy("a", 4);  // zero-filled beyond the source
+    EXPECT_EQ(std::memcmp(copy, "a\0\0\0", 4), 0);
+    SdifKillStr(copy);
+
+    RecordReports rec;
+    AllowFatal fatal;
+    SdifKillStr(nullptr);
+    EXPECT_EQ(rec.Tags(), (std::vector<int>{eFreeNull}));
+    EXPECT_EQ(rec.LastMessage(), "Attempt to free a NULL pointer : 'String free'");
+    EXPECT_EQ(fatal.Count(), 1);
+}

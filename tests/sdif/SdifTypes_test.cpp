@@ -1,0 +1,658 @@
+// Matrix and frame types: the predefined set, declarations in text, the rules
+// by which a file extends a predefined type, and the 1TYP chunk.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "SdifTestEnv.h"
+#include "TestSupport.h"
+#include "sdif.h"
+
+using sdiftest::CaptureSdifStdErr;
+using sdiftest::RecordReports;
+using testsupport::PutF64;
+using testsupport::PutSig;
+using testsupport::PutU32;
+
+namespace {
+
+SdifSignature Sig(const char* s) { return SdifStringToSignature(s); }
+
+std::vector<std::string> Split(const std::string& list, char sep) {
+    std::vector<std::string> out;
+    std::stringstream in(list);
+    std::string item;
+    while (std::getline(in, item, sep)) {
+        size_t a = item.find_first_not_of(' ');
+        size_t b = item.find_last_not_of(' ');
+        if (a != std::string::npos) out.push_back(item.substr(a, b - a + 1));
+    }
+    return out;
+}
+
+// The predefined types as the format defines them: signature, then the
+// columns (matrix types) or "matrix name" components (frame types).
+const char* const kMatrixTypes[][2] = {
+    {"1NVT", "NVTText"},
+    {"1TYP", "TYPText"},
+    {"1IDS", "IDSText"},
+    {"1GAI", "Gain"},
+    {"IWIN", "WindowIdentifier, WindowSize"},
+    {"1WIN", "Samples"},
+    {"1CHA", "Channel1, Channel2"},
+    {"1FQ0", "Frequency, Confidence, Score, RealAmplitude"},
+    {"1PIC", "Frequency, Amplitude, Phase, Confidence"},
+    {"1TRC", "Index, Frequency, Amplitude, Phase"},
+    {"1HRM", "Index, Frequency, Amplitude, Phase"},
+    {"1HRE", "MeanDeltaFrequency, Harmonicity, WeightedHarmonicity"},
+    {"IENV", "HighestBinFrequency, ScaleType, BreakFrequency"},
+    {"1ENV", "Env"},
+    {"ITFC", "SamplingRate, Order"},
+    {"1CEC", "CepstralCoefficients"},
+    {"1ARA", "AutoRegressiveCoefficients"},
+    {"1ARK", "ReflectionCoefficients"},
+    {"1ARR", "AutoCorrelationCoefficients"},
+    {"1FOF", "Frequency, Amplitude, BandWidth, Tex, DebAtt, Atten, Phase"},
+    {"2RES", "Frequency, Amplitude, DecayRate, Phase"},
+    {"1RES", "Frequency, Amplitude, BandWidth, Saliance, Correction"},
+    {"1DIS", "Distribution, Amplitude"},
+    {"ISTF", "DFTPeriod, WindowDuration, FFTSize"},
+    {"1STF", "Real, Imaginary"},
+    {"INRG", "Scale, NormalisationFactor"},
+    {"1NRG", "Energy"},
+    {"1BND", "LowerFrequencyLimit, UpperFrequencyLimit"},
+    {"ITDS", "SamplingRate"},
+    {"1TDS", "Sample"},
+    {"1PEM", "Identifier, Parameter1, Parameter2, Parameter3"},
+    {"ITMR", "Index, Frequency, Amplitude, Phase"},
+    {"ITMI", "Index"},
+    {"1BEG", "Id"},
+    {"1END", "Id"},
+    {"1SEG", "Confidence"},
+    {"1LAB", "Chars"},
+    {"1VUN", "VoicingCoefficient"},
+    {"1VUF", "CuttingFrequency"},
+    {"1MID", "Status, Data1, Data2"},
+    {"1SYX", "Data"},
+    {"EMKV", "Value, Index"},
+    {"EMJR", "Record"},
+};
+
+const char* const kFrameTypes[][2] = {
+    {"1NVT", "1NVT NameValueTable"},
+    {"1TYP", "1TYP TypeDefinitions"},
+    {"1IDS", "1IDS StreamInfo"},
+    {"1GAI", "1GAI Gain"},
+    {"1WIN", "IWIN WindowInfo; 1WIN Window"},
+    {"1FQ0", "1FQ0 FundamentalFrequencyEstimate"},
+    {"1PIC", "1PIC PickedPeaks"},
+    {"1TRC", "1TRC SinusoidalTracks"},
+    {"1HRM", "1HRM HarmonicPartials"},
+    {"1HRE", "1HRE HarmonicityEstimate"},
+    {"1ENV", "IENV SpectralEnvelopeInfo; 1ENV SpectralEnvelope; 1GAI Gain"},
+    {"1CEC", "1CEC CepstralCoefs"},
+    {"1ARA", "1GAI Gain; 1ARA ARACoefs"},
+    {"1ARK", "1GAI Gain; 1ARK ARKCoefs"},
+    {"1ARR", "1ARR ARRCoefs"},
+    {"1NOI", "1DIS NoiseDistribution"},
+    {"1FOB", "1FQ0 FundamentalFrequencyEstimate; 1FOF Formants; 1CHA Channels"},
+    {"1REB", "1RES Filters; 1CHA Channels"},
+    {"ISTF", "ISTF FourierTransformInfo"},
+    {"1STF", "ISTF FourierTransformInfo; 1STF FourierTransform; 1WIN Window"},
+    {"1NRG", "INRG ScaleAndFactor; 1NRG Energy; IWIN WindowInfo; 1WIN Window"},
+    {"1BND", "1BND Bands"},
+    {"1SEG", "1SEG Segmentation"},
+    {"1MRK",
+     "1BEG SegmentStart; 1END SegmentEnd; 1SEG Segmentation; 1LAB Label; 1PEM PeriodMarker; "
+     "ITMR TransientMarkerRepresentation; ITMI TransientMarkerIdentifier"},
+    {"1VUV", "1VUN VoicedUnvoicedNorm; 1VUF VoicedUnvoicedFreq"},
+    {"1MID", "1MID MIDIEvent; 1SYX MIDISystemExclusive"},
+    {"EFKV", "EMKV Tableau; EMJR EndRecording"},
+};
+
+// Compare a matrix type with the expected comma-separated columns.
+void ExpectColumns(SdifMatrixTypeT* type, const std::string& columns, const char* sig) {
+    ASSERT_NE(type, nullptr) << sig;
+    std::vector<std::string> names = Split(columns, ',');
+    EXPECT_EQ(type->NbColumnDef, names.size()) << sig;
+    for (size_t i = 0; i < names.size(); ++i) {
+        const char* name = SdifMatrixTypeGetColumnName(type, static_cast<int>(i + 1));
+        ASSERT_NE(name, nullptr) << sig << " column " << i + 1;
+        EXPECT_EQ(names[i], name) << sig;
+        EXPECT_EQ(i + 1, SdifMatrixTypeGetNumColumnDef(type, names[i].c_str())) << sig;
+    }
+    EXPECT_EQ(SdifMatrixTypeGetColumnName(type, static_cast<int>(names.size() + 1)), nullptr);
+}
+
+void ExpectComponents(SdifFrameTypeT* type, const std::string& components, const char* sig) {
+    ASSERT_NE(type, nullptr) << sig;
+    std::vector<std::string> parts = Split(components, ';');
+    EXPECT_EQ(type->NbComponent, parts.size()) << sig;
+    for (size_t i = 0; i < parts.size(); ++i) {
+        std::string matrix = parts[i].substr(0, 4);
+        std::string name = parts[i].substr(5);
+        SdifComponentT* c = SdifFrameTypeGetNthComponent(type, static_cast<unsigned>(i + 1));
+        ASSERT_NE(c, nullptr) << sig << " component " << i + 1;
+        EXPECT_EQ(Sig(matrix.c_str()), c->MtrxS) << sig;
+        EXPECT_EQ(name, c->Name) << sig;
+        EXPECT_EQ(c, SdifFrameTypeGetComponent_MtrxS(type, Sig(matrix.c_str()))) << sig;
+        EXPECT_EQ(c, SdifFrameTypeGetComponent(type, name.c_str())) << sig;
+    }
+}
+
+// A file object that holds only types.
+struct TypesFile {
+    SdifFileT* file;
+    TypesFile() : file(SdifFOpen("types", ePredefinedTypes)) {}
+    ~TypesFile() { SdifFClose(file); }
+    TypesFile(const TypesFile&) = delete;
+    TypesFile& operator=(const TypesFile&) = delete;
+    SdifFileT* operator->() { return file; }
+    operator SdifFileT*() { return file; }
+
+    size_t Declare(const char* text) {
+        SdifStringT* s = SdifStringNew();
+        SdifStringAppend(s, text);
+        size_t n = SdifFGetAllTypefromSdifString(file, s);
+        SdifStringFree(s);
+        return n;
+    }
+};
+
+class SdifTypes : public sdiftest::SdifLibraryTest {};
+
+}  // namespace
+
+// ---- the predefined set ----
+
+TEST_F(SdifTypes, PredefinedMatrixTypesHaveTheirColumnsInOrder) {
+    SdifHashTableT* table = gSdifPredefinedTypes->MatrixTypesTable;
+    EXPECT_EQ(sizeof kMatrixTypes / sizeof kMatrixTypes[0], table->NbOfData);
+    for (const auto& entry : kMatrixTypes) {
+        SdifMatrixTypeT* type = SdifGetMatrixType(table, Sig(entry[0]));
+        ExpectColumns(type, entry[1], entry[0]);
+        if (type) {
+            EXPECT_EQ(type->MatrixTypePre, nullptr);
+        }
+    }
+}
+
+TEST_F(SdifTypes, PredefinedFrameTypesHaveTheirComponentsInOrder) {
+    SdifHashTableT* table = gSdifPredefinedTypes->FrameTypesTable;
+    EXPECT_EQ(sizeof kFrameTypes / sizeof kFrameTypes[0], table->NbOfData);
+    for (const auto& entry : kFrameTypes)
+        ExpectComponents(SdifGetFrameType(table, Sig(entry[0])), entry[1], entry[0]);
+    // declared only as matrix types
+    EXPECT_EQ(SdifGetFrameType(table, Sig("IWIN")), nullptr);
+    EXPECT_EQ(SdifGetFrameType(table, Sig("1BEG")), nullptr);
+}
+
+TEST_F(SdifTypes, BuiltInTextHasOneDeclarationPerLineWithItsBlanks) {
+    std::string text = SdifPredefinedTypesText();
+    ASSERT_FALSE(text.empty());
+    ASSERT_EQ('\n', text.back());
+    std::vector<std::string> lines = Split(text, '\n');
+    EXPECT_EQ(
+        sizeof kMatrixTypes / sizeof kMatrixTypes[0] + sizeof kFrameTypes / sizeof kFrameTypes[0],
+        lines.size());
+    for (const std::string& line : lines) {
+        ASSERT_GE(line.size(), 12u) << line;
+        std::string keyword = line.substr(0, 5);
+        ASSERT_TRUE(keyword == "1MTD " || keyword == "1FTD ") << line;
+        EXPECT_EQ(" {", line.substr(9, 2)) << line;
+        EXPECT_EQ(1u, std::count(line.begin(), line.end(), '{')) << line;
+        EXPECT_EQ(1u, std::count(line.begin(), line.end(), '}')) << line;
+        if (keyword == "1MTD ") {
+            EXPECT_EQ(" }", line.substr(line.size() - 2)) << line;
+            EXPECT_NE(' ', line[line.size() - 3]) << line;
+        } else {
+            EXPECT_EQ(";  }", line.substr(line.size() - 4)) << line;
+        }
+    }
+}
+
+TEST_F(SdifTypes, CodedSetBuildsFiveMatrixTypesAndThreeFrameTypes) {
+    TypesFile coded;
+    ASSERT_EQ(coded.file, SdifTakeCodedPredefinedTypes(coded));
+    EXPECT_EQ(5u, coded->MatrixTypesTable->NbOfData);
+    EXPECT_EQ(3u, coded->FrameTypesTable->NbOfData);
+    for (const auto& entry : kMatrixTypes) {
+        SdifMatrixTypeT* type = SdifGetMatrixType(coded->MatrixTypesTable, Sig(entry[0]));
+        if (type) ExpectColumns(type, entry[1], entry[0]);
+    }
+    for (const char* sig : {"1FQ0", "1FOF", "1CHA", "1RES", "1DIS"})
+        EXPECT_NE(SdifGetMatrixType(coded->MatrixTypesTable, Sig(sig)), nullptr) << sig;
+    for (const auto& entry : kFrameTypes) {
+        SdifFrameTypeT* type = SdifGetFrameType(coded->FrameTypesTable, Sig(entry[0]));
+        if (type) ExpectComponents(type, entry[1], entry[0]);
+    }
+    for (const char* sig : {"1FOB", "1REB", "1NOI"})
+        EXPECT_NE(SdifGetFrameType(coded->FrameTypesTable, Sig(sig)), nullptr) << sig;
+    // the set is built once: a second call adds nothing
+    SdifTakeCodedPredefinedTypes(coded);
+    EXPECT_EQ(5u, coded->MatrixTypesTable->NbOfData);
+}
+
+// ---- lookups from a file ----
+
+TEST_F(SdifTypes, FirstUseOfAPredefinedSignatureCreatesALinkedFileType) {
+    TypesFile f;
+    EXPECT_EQ(SdifFGetMatrixType(f, Sig("1TRC")), nullptr);
+    SdifMatrixTypeT* trc = SdifTestMatrixType(f, Sig("1TRC"));
+    ASSERT_NE(trc, nullptr);
+    EXPECT_EQ(trc, SdifFGetMatrixType(f, Sig("1TRC")));
+    EXPECT_EQ(trc->MatrixTypePre,
+              SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, Sig("1TRC")));
+    EXPECT_EQ(4u, trc->NbColumnDef);
+    EXPECT_EQ(0u, SdifListGetNbData(trc->ColumnUserList));
+    EXPECT_EQ(eCanModif, trc->ModifMode);
+    EXPECT_EQ(trc, SdifTestMatrixType(f, Sig("1TRC")));  // found, not made again
+
+    SdifFrameTypeT* mrk = SdifTestFrameType(f, Sig("1MRK"));
+    ASSERT_NE(mrk, nullptr);
+    EXPECT_EQ(7u, mrk->NbComponent);
+    EXPECT_EQ(0u, mrk->NbComponentUse);
+    EXPECT_EQ(Sig("1END"), SdifFrameTypeGetNthComponent(mrk, 2)->MtrxS);
+    // nothing of the file's own yet: no 1TYP chunk would be written
+    EXPECT_EQ(0, SdifExistUserMatrixType(f->MatrixTypesTable));
+    EXPECT_EQ(0, SdifExistUserFrameType(f->FrameTypesTable));
+}
+
+TEST_F(SdifTypes, UnknownSignatureIsReportedUndefined) {
+    RecordReports rec;
+    TypesFile f;
+    EXPECT_EQ(SdifTestMatrixType(f, Sig("ABCD")), nullptr);
+    EXPECT_EQ(eUnDefined, SdifFLastErrorTag(f));
+    EXPECT_EQ("Matrix Type : 'ABCD' (0x41424344) undefined", RecordReports::LastMessage());
+    EXPECT_EQ(SdifTestFrameType(f, Sig("WXYZ")), nullptr);
+    EXPECT_EQ(eUnDefined, SdifFLastErrorTag(f));
+    EXPECT_EQ(0u, f->MatrixTypesTable->NbOfData);
+    EXPECT_EQ(0u, f->FrameTypesTable->NbOfData);
+}
+
+TEST_F(SdifTypes, PredefinedTypeOfAnotherSignatureIsNotLinked) {
+    RecordReports rec;
+    SdifMatrixTypeT* trc = SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, Sig("1TRC"));
+    SdifMatrixTypeT* type = SdifCreateMatrixType(Sig("1HRM"), trc);
+    ASSERT_NE(type, nullptr);
+    EXPECT_EQ(type->MatrixTypePre, nullptr);
+    EXPECT_EQ(0u, type->NbColumnDef);
+    ASSERT_EQ(std::vector<int>{eInvalidPredefinedType}, RecordReports::Tags());
+    EXPECT_EQ("Invalid Predefined Type : '1TRC'(Pre) != '1HRM'", RecordReports::LastMessage());
+    SdifKillMatrixType(type);
+}
+
+// ---- declarations ----
+
+TEST_F(SdifTypes, ExtendingOneTRCWithExtraGivesItAFifthColumn) {
+    TypesFile f;
+    f.Declare("1MTD 1TRC {Extra}");
+    SdifMatrixTypeT* trc = SdifFGetMatrixType(f, Sig("1TRC"));
+    ASSERT_NE(trc, nullptr);
+    EXPECT_EQ(5u, trc->NbColumnDef);
+    EXPECT_EQ(5u, SdifMatrixTypeGetNumColumnDef(trc, "Extra"));
+    EXPECT_STREQ("Extra", SdifMatrixTypeGetColumnName(trc, 5));
+    EXPECT_STREQ("Index", SdifMatrixTypeGetColumnName(trc, 1));
+    EXPECT_STREQ("Phase", SdifMatrixTypeGetColumnName(trc, 4));
+    EXPECT_EQ(eNoModif, trc->ModifMode);
+    EXPECT_EQ(1, SdifExistUserMatrixType(f->MatrixTypesTable));
+    // the predefined type itself is untouched
+    EXPECT_EQ(4u, trc->MatrixTypePre->NbColumnDef);
+    EXPECT_EQ(0u, SdifFNumErrors(f, eMessage));
+}
+
+TEST_F(SdifTypes, NewMatrixAndFrameTypesAreNumberedFromOne) {
+    TypesFile f;
+    f.Declare(
+        "1MTD XNEW {Alpha, Beta,Gamma }\n"
+        "1FTD XFRM {XNEW NewOne; 1TRC Tracks;}\n");
+    SdifMatrixTypeT* m = SdifFGetMatrixType(f, Sig("XNEW"));
+    ExpectColumns(m, "Alpha, Beta, Gamma", "XNEW");
+    SdifFrameTypeT* fr = SdifFGetFrameType(f, Sig("XFRM"));
+    ExpectComponents(fr, "XNEW NewOne; 1TRC Tracks", "XFRM");
+    ASSERT_NE(fr, nullptr);
+    EXPECT_EQ(2u, fr->NbComponentUse);
+    EXPECT_EQ(fr->FrameTypePre, nullptr);
+    EXPECT_EQ(0u, SdifFNumErrors(f, eMessage));
+}
+
+TEST_F(SdifTypes, FrameComponentsContinueAfterThePredefinedOnes) {
+    TypesFile f;
+    // the object layer writes its declarations without a blank after the keyword
+    f.Declare("1FTD1MRK { 1TRC chord_seq_partials;  }\n");
+    SdifFrameTypeT* mrk = SdifFGetFrameType(f, Sig("1MRK"));
+    ASSERT_NE(mrk, nullptr);
+    EXPECT_EQ(8u, mrk->NbComponent);
+    EXPECT_EQ(1u, mrk->NbComponentUse);
+    SdifComponentT* c = SdifFrameTypeGetNthComponent(mrk, 8);
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(Sig("1TRC"), c->MtrxS);
+    EXPECT_STREQ("chord_seq_partials", c->Name);
+    EXPECT_STREQ("SegmentStart", SdifFrameTypeGetNthComponent(mrk, 1)->Name);
+    EXPECT_EQ(0u, SdifFNumErrors(f, eMessage));
+}
+
+TEST_F(SdifTypes, SecondDeclarationOfATypeIsRefusedAndTheFirstKept) {
+    RecordReports rec;
+    TypesFile f;
+    f.Declare(
+        "1MTD XNEW {A, B}\n"
+        "1MTD XNEW {C}\n"
+        "1MTD XTWO {D}\n");
+    SdifMatrixTypeT* m = SdifFGetMatrixType(f, Sig("XNEW"));
+    ExpectColumns(m, "A, B", "XNEW");
+    ExpectColumns(SdifFGetMatrixType(f, Sig("XTWO")), "D", "XTWO");  // reading went on
+    ASSERT_EQ(std::vector<int>{eCompletedYet}, RecordReports::Tags());
+    EXPECT_EQ("Matrix Type 'XNEW'  has been completed in this file yet",
+              RecordReports::LastMessage());
+
+    f.Declare("1FTD XFRM {XNEW One;}\n1FTD XFRM {XTWO Two;}\n");
+    ExpectComponents(SdifFGetFrameType(f, Sig("XFRM")), "XNEW One", "XFRM");
+    EXPECT_EQ(eCompletedYet, SdifFLastErrorTag(f));
+}
+
+TEST_F(SdifTypes, RepeatedColumnNameIsRefused) {
+    RecordReports rec;
+    TypesFile f;
+    f.Declare("1MTD XNEW {A, B, A, C}\n1MTD 1TRC {Phase, Extra}\n");
+    ExpectColumns(SdifFGetMatrixType(f, Sig("XNEW")), "A, B, C", "XNEW");
+    // a predefined column counts as well
+    SdifMatrixTypeT* trc = SdifFGetMatrixType(f, Sig("1TRC"));
+    ASSERT_NE(trc, nullptr);
+    EXPECT_EQ(5u, trc->NbColumnDef);
+    EXPECT_EQ(5u, SdifMatrixTypeGetNumColumnDef(trc, "Extra"));
+    ASSERT_EQ((std::vector<int>{eExistsYet, eExistsYet}), RecordReports::Tags());
+    EXPECT_EQ("Object Exists Yet : 'Phase'", RecordReports::LastMessage());
+}
+
+TEST_F(SdifTypes, ClosedTypeRefusesNewColumnsAndComponents) {
+    RecordReports rec;
+    TypesFile f;
+    f.Declare("1MTD XNEW {A}\n1FTD XFRM {XNEW One;}\n");
+    SdifMatrixTypeT* m = SdifFGetMatrixType(f, Sig("XNEW"));
+    EXPECT_EQ(SdifMatrixTypeInsertTailColumnDef(m, "B"), nullptr);
+    EXPECT_EQ(eTypeDefinedYet, RecordReports::Reports().back().tag);
+    EXPECT_EQ("Type has been defined yet: 'XNEW'", RecordReports::LastMessage());
+    EXPECT_EQ(1u, m->NbColumnDef);
+    SdifFrameTypeT* fr = SdifFGetFrameType(f, Sig("XFRM"));
+    EXPECT_EQ(SdifFrameTypePutComponent(fr, Sig("1TRC"), "Two"), nullptr);
+    EXPECT_EQ(eTypeDefinedYet, RecordReports::Reports().back().tag);
+    EXPECT_EQ(1u, fr->NbComponent);
+}
+
+TEST_F(SdifTypes, ComponentOfAnUnknownMatrixTypeIsNotAdded) {
+    RecordReports rec;
+    TypesFile f;
+    f.Declare("1FTD XFRM {QQQQ Unknown; 1TRC Tracks;}\n");
+    SdifFrameTypeT* fr = SdifFGetFrameType(f, Sig("XFRM"));
+    ExpectComponents(fr, "1TRC Tracks", "XFRM");
+    ASSERT_EQ(std::vector<int>{eUnDefined}, RecordReports::Tags());
+    EXPECT_EQ("Matrix Type : 'QQQQ' (0x51515151) undefined", RecordReports::LastMessage());
+}
+
+TEST_F(SdifTypes, ComponentAlreadyInTheFrameIsRefused) {
+    RecordReports rec;
+    TypesFile f;
+    // 1TRC is a predefined component of 1TRC; the name clash comes second
+    f.Declare("1FTD 1TRC {1TRC Again; 1HRM SinusoidalTracks; 1PIC Peaks; 1FQ0 Peaks;}\n");
+    SdifFrameTypeT* trc = SdifFGetFrameType(f, Sig("1TRC"));
+    ASSERT_NE(trc, nullptr);
+    EXPECT_EQ(2u, trc->NbComponent);
+    EXPECT_EQ(Sig("1PIC"), SdifFrameTypeGetNthComponent(trc, 2)->MtrxS);
+    ASSERT_EQ((std::vector<int>{eExistsYet, eExistsYet, eExistsYet}), RecordReports::Tags());
+    EXPECT_NE(RecordReports::Reports()[0].text.find("Object Exists Yet : '1TRC'"),
+              std::string::npos);
+    EXPECT_NE(RecordReports::Reports()[1].text.find("Object Exists Yet : 'SinusoidalTracks'"),
+              std::string::npos);
+    EXPECT_NE(RecordReports::Reports()[2].text.find("Object Exists Yet : 'Peaks'"),
+              std::string::npos);
+}
+
+TEST_F(SdifTypes, MalformedComponentsAreReportedAndReadingGoesOn) {
+    RecordReports rec;
+    TypesFile f;
+    f.Declare("1FTD XAAA {1TRC}\n1MTD XNEW {A}\n");
+    ASSERT_EQ(std::vector<int>{eSyntax}, RecordReports::Tags());
+    EXPECT_EQ("Syntax error: Incomplete Component : '1TRC}'", RecordReports::LastMessage());
+    EXPECT_NE(SdifFGetMatrixType(f, Sig("XNEW")), nullptr);
+
+    RecordReports::Reports().clear();
+    f.Declare("1FTD XBBB {1TRC Tracks 1HRM Harm; 1PIC Peaks;}\n1MTD XTWO {B}\n");
+    std::vector<int> tags = RecordReports::Tags();
+    ASSERT_FALSE(tags.empty());
+    EXPECT_EQ(eSyntax, tags.back());
+    EXPECT_NE(RecordReports::Reports().back().text.find("Component must be finished by ';'"),
+              std::string::npos);
+    ExpectComponents(SdifFGetFrameType(f, Sig("XBBB")), "1PIC Peaks", "XBBB");
+    EXPECT_NE(SdifFGetMatrixType(f, Sig("XTWO")), nullptr);
+}
+
+TEST_F(SdifTypes, WordOtherThanADeclarationKeywordIsASyntaxError) {
+    RecordReports rec;
+    TypesFile f;
+    f.Declare("1MTD XNEW {A}\nJUNK 1MTD XTWO {B}\n");
+    ASSERT_EQ(std::vector<int>{eSyntax}, RecordReports::Tags());
+    std::string msg = RecordReports::LastMessage();
+    EXPECT_EQ(0u, msg.find("Syntax error: Waiting for signature '1MTD' or '1FTD', read 'JUNK'"))
+        << msg;
+    EXPECT_NE(msg.find("\nremaining input ' 1MTD XTWO {B}\n'"), std::string::npos) << msg;
+    EXPECT_NE(SdifFGetMatrixType(f, Sig("XTWO")), nullptr);
+}
+
+TEST_F(SdifTypes, StringFormStopsAtAClosingBrace) {
+    TypesFile f;
+    SdifStringT* s = SdifStringNew();
+    SdifStringAppend(s, "1MTD XNEW {A}\n}\n1MTD XTWO {B}\n");
+    size_t n = SdifFGetAllTypefromSdifString(f, s);
+    EXPECT_EQ(static_cast<size_t>(s->NbCharRead), n);
+    EXPECT_EQ(std::string("1MTD XNEW {A}\n}").size(), n);
+    EXPECT_NE(SdifFGetMatrixType(f, Sig("XNEW")), nullptr);
+    EXPECT_EQ(SdifFGetMatrixType(f, Sig("XTWO")), nullptr);
+    SdifStringFree(s);
+}
+
+TEST_F(SdifTypes, TextStreamDeclarationsNeedTheirOpeningBrace) {
+    std::string path = testsupport::TempPath("decl.txt");
+    testsupport::WriteFile(path, " {\n  1MTD XNEW {A, B}\n  1FTD XFRM {XNEW Both;}\n}\n");
+    TypesFile f;
+    ASSERT_NE(SdifFOpenText(f, path.c_str(), eReadFile), nullptr);
+    CaptureSdifStdErr err;
+    size_t n = SdifFGetAllType(f, 't');
+    EXPECT_EQ(testsupport::ReadFile(path).size() - 1, n);  // all but the final line feed
+    EXPECT_EQ("", err.Text());  // the intermediate-format warning is for binary streams only
+    ExpectColumns(SdifFGetMatrixType(f, Sig("XNEW")), "A, B", "XNEW");
+    ExpectComponents(SdifFGetFrameType(f, Sig("XFRM")), "XNEW Both", "XFRM");
+    EXPECT_EQ(1, f->TypeDefPass);
+}
+
+// ---- declaration text of a file's own types ----
+
+TEST_F(SdifTypes, OwnTypesRenderAsDeclarationsThatReadBackTheSame) {
+    TypesFile a;
+    a.Declare(
+        "1MTD 1TRC {Extra, More}\n"
+        "1MTD XNEW {Alpha}\n"
+        "1FTD 1MRK {1TRC chord_seq_partials;}\n"
+        "1FTD XFRM {XNEW First; 1TRC Second;}\n");
+    SdifTestMatrixType(a, Sig("1HRM"));  // used but not extended: not rendered
+    SdifStringT* text = SdifStringNew();
+    EXPECT_EQ(2, SdifFAllMatrixTypeToSdifString(a, text));
+    EXPECT_EQ(2, SdifFAllFrameTypeToSdifString(a, text));
+    std::string rendered = text->str;
+    EXPECT_NE(rendered.find("1MTD 1TRC {Extra, More }\n"), std::string::npos) << rendered;
+    EXPECT_NE(rendered.find("1MTD XNEW {Alpha }\n"), std::string::npos) << rendered;
+    EXPECT_NE(rendered.find("1FTD 1MRK {1TRC chord_seq_partials;  }\n"), std::string::npos)
+        << rendered;
+    EXPECT_NE(rendered.find("1FTD XFRM {XNEW First; 1TRC Second;  }\n"), std::string::npos)
+        << rendered;
+    EXPECT_EQ(rendered.find("1HRM"), std::string::npos) << rendered;
+
+    TypesFile b;
+    {
+        RecordReports rec;
+        b.Declare(rendered.c_str());
+        EXPECT_TRUE(RecordReports::Reports().empty()) << RecordReports::LastMessage();
+    }
+    ExpectColumns(SdifFGetMatrixType(b, Sig("1TRC")),
+                  "Index, Frequency, Amplitude, Phase, Extra, More", "1TRC");
+    ExpectColumns(SdifFGetMatrixType(b, Sig("XNEW")), "Alpha", "XNEW");
+    ExpectComponents(SdifFGetFrameType(b, Sig("XFRM")), "XNEW First; 1TRC Second", "XFRM");
+    EXPECT_EQ(8u, SdifFGetFrameType(b, Sig("1MRK"))->NbComponent);
+    SdifStringFree(text);
+}
+
+// ---- the binary 1TYP chunk ----
+
+TEST_F(SdifTypes, OneTYPChunkWrittenWithAFileReadsBack) {
+    std::string path = testsupport::TempPath("types.sdif");
+    {
+        SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
+        ASSERT_NE(w, nullptr);
+        SdifStringT* decl = SdifStringNew();
+        SdifStringAppend(decl, "1MTD 1TRC {Extra}\n1MTD XNEW {A, B}\n1FTD XFRM {XNEW Pair;}\n");
+        SdifFGetAllTypefromSdifString(w, decl);
+        SdifStringFree(decl);
+        EXPECT_EQ(16u, SdifFWriteGeneralHeader(w));
+        size_t written = SdifFWriteAllASCIIChunks(w);
+        EXPECT_GT(written, 0u);
+        EXPECT_EQ(0u, written % 8);  // chunks end on 8-byte boundaries
+        SdifFClose(w);
+    }
+    std::string bytes = testsupport::ReadFile(path);
+    ASSERT_GE(bytes.size(), 24u);
+    EXPECT_EQ("1TYP", bytes.substr(16, 4));
+
+    SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
+    ASSERT_NE(r, nullptr);
+    CaptureSdifStdErr err;
+    EXPECT_EQ(16u, SdifFReadGeneralHeader(r));
+    EXPECT_EQ(bytes.size() - 16, SdifFReadAllASCIIChunks(r));
+    EXPECT_EQ(0u, r->CurrSignature);  // nothing after the chunk
+    EXPECT_EQ("", err.Text());
+    EXPECT_EQ(1, r->TypeDefPass);
+    SdifMatrixTypeT* trc = SdifFGetMatrixType(r, Sig("1TRC"));
+    ASSERT_NE(trc, nullptr);
+    EXPECT_EQ(5u, SdifMatrixTypeGetNumColumnDef(trc, "Extra"));
+    ExpectColumns(SdifFGetMatrixType(r, Sig("XNEW")), "A, B", "XNEW");
+    ExpectComponents(SdifFGetFrameType(r, Sig("XFRM")), "XNEW Pair", "XFRM");
+    SdifFClose(r);
+}
+
+TEST_F(SdifTypes, OneTYPFrameWithoutMatrixIsReadAsIntermediateText) {
+    const std::string decl = "{\n1MTD XNEW {A, B}\n}";
+    std::string b;
+    PutSig(b, "SDIF");
+    PutU32(b, 8);
+    PutU32(b, 3);
+    PutU32(b, 1);
+    PutSig(b, "1TYP");
+    PutU32(b, static_cast<uint32_t>(16 + decl.size()));
+    PutF64(b, 0.0);
+    PutU32(b, 0xFFFFFFFFu);
+    PutU32(b, 0);
+    b += decl;
+    PutSig(b, "1TRC");  // a frame follows
+    std::string path = testsupport::TempPath("intermediate.sdif");
+    testsupport::WriteFile(path, b);
+
+    SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
+    ASSERT_NE(r, nullptr);
+    CaptureSdifStdErr err;
+    EXPECT_EQ(16u, SdifFReadGeneralHeader(r));
+    EXPECT_EQ(4 + 20 + decl.size(), SdifFReadAllASCIIChunks(r));
+    EXPECT_EQ(Sig("1TRC"), r->CurrSignature);
+    EXPECT_EQ(
+        "*Sdif* Warning, this file uses an intermediate format for the user defined types.  "
+        "Portablity with programs not using the QUENDA SDIF library is not guaranteed.\n",
+        err.Text());
+    ExpectColumns(SdifFGetMatrixType(r, Sig("XNEW")), "A, B", "XNEW");
+    SdifFClose(r);
+}
+
+TEST_F(SdifTypes, OneTYPChunkOfTheWrongSizeIsNoticedAndStillRead) {
+    std::string text = "1MTD XNEW {A}\n";
+    std::string b;
+    PutSig(b, "SDIF");
+    PutU32(b, 8);
+    PutU32(b, 3);
+    PutU32(b, 1);
+    PutSig(b, "1TYP");
+    // one text matrix of text.size() rows, padded to 16 bytes; Size claims 8 less
+    uint32_t matrixBytes = 16 + 16;
+    PutU32(b, 16 + matrixBytes - 8);
+    PutF64(b, 0.0);
+    PutU32(b, 0xFFFFFFFFu);
+    PutU32(b, 1);
+    PutSig(b, "1TYP");
+    PutU32(b, 0x0301);
+    PutU32(b, static_cast<uint32_t>(text.size()));
+    PutU32(b, 1);
+    b += text;
+    b += std::string(16 - text.size(), '\0');
+    std::string path = testsupport::TempPath("badsize.sdif");
+    testsupport::WriteFile(path, b);
+
+    SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
+    ASSERT_NE(r, nullptr);
+    CaptureSdifStdErr err;
+    EXPECT_EQ(16u, SdifFReadGeneralHeader(r));
+    SdifFReadAllASCIIChunks(r);
+    char expected[128];
+    std::snprintf(expected, sizeof expected, "*Sdif* erreur size 1TYP: lu: %u  Attendu: %u\n\n",
+                  16 + matrixBytes, 16 + matrixBytes - 8);
+    EXPECT_EQ(expected, err.Text());
+    ExpectColumns(SdifFGetMatrixType(r, Sig("XNEW")), "A", "XNEW");
+    SdifFClose(r);
+}
+
+// ---- a types file in the working directory ----
+
+// The library starts once per process, so the start-up with a types file
+// runs in a child.
+TEST_F(SdifTypes, TypesFileInTheWorkingDirectoryReplacesTheBuiltInTypes) {
+    std::string dir = testsupport::TempPath("styp");
+    ASSERT_TRUE(dir.size() > 0);
+    std::string mk = "mkdir -p '" + dir + "'";
+    ASSERT_EQ(0, std::system(mk.c_str()));
+    testsupport::WriteFile(dir + "/SdifTypes.STYP",
+                           "SDIF\n\n1TYP\n{\n  1MTD XTST {Alpha, Beta}\n"
+                           "  1FTD XTST {XTST Test;}\n}\n\nENDF\n");
+    EXPECT_EXIT(
+        {
+            if (chdir(dir.c_str()) != 0) std::_Exit(2);
+            SdifGenKill();
+            SdifStdErr = stderr;
+            SdifGenInit("");
+            SdifHashTableT* m = gSdifPredefinedTypes->MatrixTypesTable;
+            SdifMatrixTypeT* tst = SdifGetMatrixType(m, Sig("XTST"));
+            bool ok = tst && tst->NbColumnDef == 2 &&
+                      SdifMatrixTypeGetNumColumnDef(tst, "Beta") == 2 &&
+                      SdifGetMatrixType(m, Sig("1TRC")) == nullptr &&
+                      SdifGetFrameType(gSdifPredefinedTypes->FrameTypesTable, Sig("XTST")) &&
+                      SdifFNumErrors(gSdifPredefinedTypes, eMessage) == 0;
+            std::fprintf(stderr, ok ? "types from the file\n" : "wrong types\n");
+            std::_Exit(ok ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "types from the file");
+}
+
+TEST_F(SdifTypes, MissingTypesFileFallsBackOnTheBuiltInTypes) {
+    EXPECT_EXIT(
+        {
+            SdifGenKill();
+            SdifStdErr = stderr;
+            SdifDisableErrorOutput();
+            SdifGenInit("/nonexistent/dir/Types.STYP");
+            bool ok = SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, Sig("1TRC"));
+            std::_Exit(ok ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0),
+        "\\*Sdif\\* Load Coded Predefinied Types, it can be incomplete \\(file not found\\)\n\n");
+}

@@ -1,0 +1,356 @@
+// Name-value tables: pairs and tables, the list and its current table, the
+// text form, and 1NVT chunks written and read back in both binary forms.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "SdifTestEnv.h"
+#include "TestSupport.h"
+#include "sdif.h"
+
+namespace {
+
+using sdiftest::AllowFatal;
+using sdiftest::CaptureSdifStdErr;
+using sdiftest::RecordReports;
+using sdiftest::SdifLibraryTest;
+using testsupport::PutF64;
+using testsupport::PutSig;
+using testsupport::PutU32;
+
+const char* Value(SdifNameValuesLT* list, const char* name) {
+    SdifNameValueT* nv = SdifNameValuesLGetCurrNVT(list, name);
+    return nv ? nv->Value : nullptr;
+}
+
+uint32_t U32At(const std::string& b, size_t at) {
+    return (uint32_t(uint8_t(b[at])) << 24) | (uint32_t(uint8_t(b[at + 1])) << 16) |
+           (uint32_t(uint8_t(b[at + 2])) << 8) | uint32_t(uint8_t(b[at + 3]));
+}
+
+double F64At(const std::string& b, size_t at) {
+    uint64_t bits = (uint64_t(U32At(b, at)) << 32) | U32At(b, at + 4);
+    double d;
+    std::memcpy(&d, &bits, sizeof d);
+    return d;
+}
+
+size_t Pad8(size_t n) { return (8 - n % 8) % 8; }
+
+// One text matrix: cells are the bytes of text, padded to 8.
+std::string TextMatrix(const char* sig, const std::string& text, uint32_t cols = 1) {
+    std::string s;
+    PutSig(s, sig);
+    PutU32(s, 0x0301);
+    PutU32(s, static_cast<uint32_t>(text.size() / cols));
+    PutU32(s, cols);
+    s += text;
+    s.append(Pad8(text.size()), '\0');
+    return s;
+}
+
+// A frame around body; size overrides the exact Size when given.
+std::string Frame(const char* sig, uint32_t numID, uint32_t nbMatrix, const std::string& body,
+                  int64_t size = -1) {
+    std::string s;
+    PutSig(s, sig);
+    PutU32(s, size < 0 ? static_cast<uint32_t>(16 + body.size()) : static_cast<uint32_t>(size));
+    PutF64(s, 0.0);
+    PutU32(s, numID);
+    PutU32(s, nbMatrix);
+    return s + body;
+}
+
+std::string DataFrame() { return Frame("1TRC", 0, 0, ""); }
+
+// Open bytes as an SDIF file and read its header and ASCII chunks.
+SdifFileT* OpenBytes(const std::string& name, const std::string& bytes) {
+    std::string path = testsupport::TempPath(name);
+    testsupport::WriteFile(path, bytes);
+    SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
+    if (!f) return nullptr;
+    EXPECT_EQ(SdifFReadGeneralHeader(f), 16u);
+    SdifFReadAllASCIIChunks(f);
+    return f;
+}
+
+class NameValue : public SdifLibraryTest {};
+
+// ---- tables and the list ----
+
+TEST_F(NameValue, PutKeepsTheFirstValue) {
+    SdifNameValuesLT* l = SdifCreateNameValuesL(31);
+    EXPECT_EQ(SdifNameValuesLPutCurrNVT(l, "a", "1"), nullptr);  // no table yet
+    SdifNameValuesLNewTable(l, 7);
+    SdifNameValuesLPutCurrNVT(l, "a", "1");
+    SdifNameValueT* again = SdifNameValuesLPutCurrNVT(l, "a", "2");
+    ASSERT_NE(again, nullptr);
+    EXPECT_STREQ(again->Value, "1");
+    EXPECT_STREQ(Value(l, "a"), "1");
+    EXPECT_EQ(l->CurrNVT->NVHT->NbOfData, 1u);
+    // names are whole keys, not prefixes
+    EXPECT_EQ(Value(l, "aa"), nullptr);
+    SdifNameValuesLPutCurrNVT(l, "aa", "3");
+    EXPECT_STREQ(Value(l, "aa"), "3");
+    EXPECT_STREQ(Value(l, "a"), "1");
+    SdifKillNameValuesL(l);
+}
+
+TEST_F(NameValue, TranslatingPutTurnsTabsAndLineFeedsIntoBlanks) {
+    SdifNameValuesLT* l = SdifCreateNameValuesL(31);
+    SdifNameValuesLNewTable(l, 0);
+    const char name[] = "two\tparts";
+    const char value[] = "x\ty\nz";
+    SdifNameValuesLPutCurrNVTTranslate(l, name, value);
+    EXPECT_STREQ(Value(l, "two parts"), "x y z");
+    EXPECT_STREQ(value, "x\ty\nz");  // the caller's text is left alone
+    SdifKillNameValuesL(l);
+}
+
+TEST_F(NameValue, TablesAreNumberedInOrderOfCreation) {
+    SdifNameValuesLT* l = SdifCreateNameValuesL(31);
+    SdifNameValuesLNewTable(l, 10);
+    SdifNameValuesLNewTable(l, 20);
+    EXPECT_EQ(l->CurrNVT->NumTable, 2u);
+    EXPECT_EQ(l->CurrNVT->StreamID, 20u);
+    EXPECT_FALSE(SdifNameValuesLIsNotEmpty(l));
+    SdifNameValuesLPutCurrNVT(l, "k", "second");
+    EXPECT_TRUE(SdifNameValuesLIsNotEmpty(l));
+    ASSERT_NE(SdifNameValuesLSetCurrNVT(l, 1), nullptr);
+    EXPECT_EQ(l->CurrNVT->StreamID, 10u);
+    EXPECT_EQ(Value(l, "k"), nullptr);
+    SdifNameValuesLPutCurrNVT(l, "k", "first");
+    EXPECT_STREQ(SdifNameValuesLGet(l, "k")->Value, "first");  // list order decides
+    SdifNameValuesLSetCurrNVT(l, 2);
+    EXPECT_STREQ(Value(l, "k"), "second");
+    SdifNameValuesLKillCurrNVT(l);
+    EXPECT_EQ(l->CurrNVT, nullptr);
+    EXPECT_EQ(SdifListGetNbData(l->NVTList), 1u);
+    EXPECT_STREQ(SdifNameValuesLGet(l, "k")->Value, "first");
+    SdifKillNameValuesL(l);
+}
+
+TEST_F(NameValue, ChoosingATableBeyondTheCountLeavesNone) {
+    SdifNameValuesLT* l = SdifCreateNameValuesL(31);
+    SdifNameValuesLNewTable(l, 0);
+    SdifNameValuesLNewTable(l, 0);
+    {
+        RecordReports rec;
+        AllowFatal fatal;
+        EXPECT_EQ(SdifNameValuesLSetCurrNVT(l, 3), nullptr);
+        EXPECT_EQ(fatal.Count(), 1);
+        EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eArrayPosition});
+        EXPECT_EQ(RecordReports::LastMessage(),
+                  "Attempt to access to a non-existing square in an array : "
+                  "'SdifNameValuesLSetCurrNVT: name table size exeeded'");
+    }
+    EXPECT_EQ(l->CurrNVT, nullptr);
+    EXPECT_EQ(SdifNameValuesLPutCurrNVT(l, "a", "b"), nullptr);
+    SdifKillNameValuesL(l);
+}
+
+// ---- text form ----
+
+class NameValueFile : public SdifLibraryTest {
+   protected:
+    void SetUp() override {
+        SdifLibraryTest::SetUp();
+        mPath = testsupport::TempPath(
+            std::string("nvt-") + testing::UnitTest::GetInstance()->current_test_info()->name() +
+            ".sdif");
+        mFile = SdifFOpen(mPath.c_str(), eWriteFile);
+        ASSERT_NE(mFile, nullptr);
+        SdifNameValuesLNewTable(mFile->NameValues, 1);
+    }
+    void TearDown() override {
+        if (mFile) SdifFClose(mFile);
+    }
+    std::string mPath;
+    SdifFileT* mFile = nullptr;
+};
+
+TEST_F(NameValueFile, TextEndsAtALineWithoutTabOrLineFeed) {
+    SdifNameValuesLT* l = mFile->NameValues;
+    EXPECT_EQ(SdifFNameValueLCurrNVTfromString(mFile, "a\t1\nb\tx y\tz\nc3\nd\t4\n"), 2u);
+    EXPECT_STREQ(Value(l, "a"), "1");
+    EXPECT_STREQ(Value(l, "b"), "x y\tz");  // split at the first tab only
+    EXPECT_EQ(Value(l, "c3"), nullptr);
+    EXPECT_EQ(Value(l, "d"), nullptr);
+    EXPECT_EQ(SdifFNameValueLCurrNVTfromString(mFile, "e\t5"), 0u);
+    EXPECT_EQ(Value(l, "e"), nullptr);
+}
+
+TEST_F(NameValueFile, DuplicateNameInTextIsReportedAndDropped) {
+    RecordReports rec;
+    EXPECT_EQ(SdifFNameValueLCurrNVTfromString(mFile, "a\t1\na\t2\nb\t3\n"), 2u);
+    EXPECT_STREQ(Value(mFile->NameValues, "a"), "1");
+    EXPECT_STREQ(Value(mFile->NameValues, "b"), "3");
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eReDefined});
+    EXPECT_EQ(RecordReports::LastMessage(), "NameValue : a  redefined");
+}
+
+TEST_F(NameValueFile, TableTextHasOneLinePerPair) {
+    SdifNameValuesLPutCurrNVT(mFile->NameValues, "creator", "test");
+    SdifNameValuesLPutCurrNVT(mFile->NameValues, "rate", "44100");
+    SdifStringT* s = SdifStringNew();
+    EXPECT_EQ(SdifFNameValueLCurrNVTtoSdifString(mFile, s), 24u);
+    std::string text(s->str);
+    EXPECT_TRUE(text == "creator\ttest\nrate\t44100\n" || text == "rate\t44100\ncreator\ttest\n")
+        << text;
+    // and reads back into a fresh table
+    SdifNameValuesLNewTable(mFile->NameValues, 2);
+    EXPECT_EQ(SdifFNameValueLCurrNVTfromString(mFile, s->str), 2u);
+    EXPECT_STREQ(Value(mFile->NameValues, "rate"), "44100");
+    SdifStringFree(s);
+}
+
+TEST_F(NameValueFile, BraceFormOnTheTextStream) {
+    static const char text[] = "{\nname\tvalue;  \r\n\nx\ty\n}\nrest";
+    mFile->TextStream = fmemopen(const_cast<char*>(text), sizeof text - 1, "r");
+    ASSERT_NE(mFile->TextStream, nullptr);
+    EXPECT_EQ(SdifFScanNameValueLCurrNVT(mFile), 23u);  // up to and including the brace
+    EXPECT_STREQ(Value(mFile->NameValues, "name"), "value");
+    EXPECT_STREQ(Value(mFile->NameValues, "x"), "y");
+    EXPECT_EQ(std::fgetc(mFile->TextStream), '\n');
+}
+
+TEST_F(NameValueFile, OneLineAnswersItsKind) {
+    static const char text[] = "a\tb;\n  }";
+    mFile->TextStream = fmemopen(const_cast<char*>(text), sizeof text - 1, "r");
+    size_t nb = 0;
+    EXPECT_EQ(SdifFGetOneNameValue(mFile, 't', &nb), '\n');
+    EXPECT_EQ(SdifFGetOneNameValue(mFile, 't', &nb), '}');
+    EXPECT_EQ(SdifFGetOneNameValue(mFile, 't', &nb), 4);
+    EXPECT_EQ(nb, sizeof text - 1);
+    EXPECT_STREQ(Value(mFile->NameValues, "a"), "b");
+}
+
+// ---- 1NVT chunks ----
+
+TEST_F(NameValue, WrittenTablesAreTextFramesAndReadBack) {
+    std::string path = testsupport::TempPath("nvt-roundtrip.sdif");
+    SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
+    ASSERT_NE(w, nullptr);
+    SdifNameValuesLNewTable(w->NameValues, 5);
+    SdifNameValuesLPutCurrNVT(w->NameValues, "creator", "test");
+    SdifNameValuesLPutCurrNVT(w->NameValues, "rate", "44100");
+    SdifNameValuesLNewTable(w->NameValues, 6);
+    SdifNameValuesLPutCurrNVT(w->NameValues, "x", "y");
+    SdifNameValuesLSetCurrNVT(w->NameValues, 1);
+    EXPECT_EQ(SdifFWriteGeneralHeader(w), 16u);
+    size_t written = SdifFWriteAllASCIIChunks(w);
+    EXPECT_EQ(w->NameValues->CurrNVT->NumTable, 1u);  // the current table is kept
+    SdifFClose(w);
+
+    std::string b = testsupport::ReadFile(path);
+    // table 1: 24 characters and the NUL as 25 rows of one text column,
+    // 16 + 25 + 7 padding = 48 bytes of matrix, Size 16 + 48
+    ASSERT_GE(b.size(), 88u);
+    EXPECT_EQ(b.substr(16, 4), "1NVT");
+    EXPECT_EQ(U32At(b, 20), 64u);
+    EXPECT_EQ(F64At(b, 24), -DBL_MAX);
+    EXPECT_EQ(U32At(b, 32), 5u);
+    EXPECT_EQ(U32At(b, 36), 1u);
+    EXPECT_EQ(b.substr(40, 4), "1NVT");
+    EXPECT_EQ(U32At(b, 44), 0x0301u);
+    EXPECT_EQ(U32At(b, 48), 25u);
+    EXPECT_EQ(U32At(b, 52), 1u);
+    EXPECT_EQ(b[56 + 24], '\0');
+    EXPECT_EQ(b.substr(81, 7), std::string(7, '\0'));
+    // table 2: "x\ty\n" and NUL, 5 rows, 16 + 5 + 3
+    EXPECT_EQ(b.substr(88, 4), "1NVT");
+    EXPECT_EQ(U32At(b, 92), 40u);
+    EXPECT_EQ(U32At(b, 104), 6u);
+    EXPECT_EQ(b.substr(128, 5), std::string("x\ty\n\0", 5));
+    EXPECT_EQ(b.size(), 88u + 48u);
+    EXPECT_EQ(written, b.size() - 16);
+
+    SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
+    ASSERT_NE(r, nullptr);
+    EXPECT_EQ(SdifFReadGeneralHeader(r), 16u);
+    SdifFReadAllASCIIChunks(r);
+    ASSERT_EQ(SdifFNameValueNum(r), 2);
+    SdifNameValuesLSetCurrNVT(r->NameValues, 1);
+    EXPECT_EQ(r->NameValues->CurrNVT->StreamID, 5u);
+    EXPECT_STREQ(Value(r->NameValues, "creator"), "test");
+    EXPECT_STREQ(Value(r->NameValues, "rate"), "44100");
+    SdifNameValuesLSetCurrNVT(r->NameValues, 2);
+    EXPECT_EQ(r->NameValues->CurrNVT->StreamID, 6u);
+    EXPECT_STREQ(Value(r->NameValues, "x"), "y");
+    SdifFClose(r);
+}
+
+TEST_F(NameValue, TwoColumnTextMatrixIsReportedAndStillRead) {
+    std::string text("a\t1\nb\t2\n\0\0", 10);
+    std::string bytes =
+        testsupport::SdifHeader() + Frame("1NVT", 0, 1, TextMatrix("1NVT", text, 2)) + DataFrame();
+    RecordReports rec;
+    SdifFileT* f = OpenBytes("nvt-2cols.sdif", bytes);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eSyntax});
+    EXPECT_EQ(RecordReports::LastMessage(),
+              "Syntax error: Name-Value Table text matrix must have exactly one column!");
+    ASSERT_EQ(SdifFNameValueNum(f), 1);
+    EXPECT_STREQ(Value(f->NameValues, "a"), "1");
+    EXPECT_STREQ(Value(f->NameValues, "b"), "2");
+    EXPECT_EQ(SdifFCurrSignature(f), SdifStringToSignature("1TRC"));
+    SdifFClose(f);
+}
+
+TEST_F(NameValue, IntermediateFormIsReadWithAWarning) {
+    std::string text = "{\na\t1\nb\t2\n}";  // 11 characters, then 5 of padding
+    std::string body = text + std::string(5, '\0');
+    std::string bytes = testsupport::SdifHeader() + Frame("1NVT", 3, 0, body) + DataFrame();
+    CaptureSdifStdErr err;
+    RecordReports rec;
+    SdifFileT* f = OpenBytes("nvt-intermediate.sdif", bytes);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(err.Text(),
+              "*Sdif* Warning, this file uses an intermediate format for the Name-Value Table.  "
+              "Portablity with programs not using the QUENDA SDIF library is not guaranteed.  "
+              "Tip: Use 'sdifextract file newfile' to convert to compliant format.\n");
+    EXPECT_TRUE(RecordReports::Tags().empty());
+    EXPECT_STREQ(Value(f->NameValues, "a"), "1");
+    EXPECT_STREQ(Value(f->NameValues, "b"), "2");
+    EXPECT_EQ(SdifFCurrSignature(f), SdifStringToSignature("1TRC"));
+    SdifFClose(f);
+}
+
+TEST_F(NameValue, SizeDisagreeingWithTheMatrixIsNoticedAndPassed) {
+    std::string matrix = TextMatrix("1NVT", std::string("a\t1\n\0", 5));  // 24 bytes
+    std::string body = matrix + std::string(8, '\0');
+    std::string bytes = testsupport::SdifHeader() + Frame("1NVT", 0, 1, body) + DataFrame();
+    CaptureSdifStdErr err;
+    SdifFileT* f = OpenBytes("nvt-size.sdif", bytes);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(err.Text(), "*Sdif* erreur size 1NVT: lu: 40  Attendu: 48\n\n");
+    EXPECT_STREQ(Value(f->NameValues, "a"), "1");
+    EXPECT_EQ(SdifFCurrSignature(f), SdifStringToSignature("1TRC"));
+    SdifFClose(f);
+}
+
+TEST_F(NameValue, HugeTextMatrixInATinyFileIsAnEndOfFile) {
+    std::string matrix;
+    PutSig(matrix, "1NVT");
+    PutU32(matrix, 0x0301);
+    PutU32(matrix, 0x7FFFFFF0u);
+    PutU32(matrix, 1);
+    matrix += "a\t1\n";
+    std::string bytes = testsupport::SdifHeader() + Frame("1NVT", 0, 1, matrix, 16 + 0x7FFFFFF0u);
+    CaptureSdifStdErr err;
+    RecordReports rec;
+    AllowFatal fatal;
+    SdifFileT* f = OpenBytes("nvt-huge.sdif", bytes);
+    ASSERT_NE(f, nullptr);
+    std::vector<int> tags = RecordReports::Tags();
+    EXPECT_NE(std::find(tags.begin(), tags.end(), eEof), tags.end());
+    EXPECT_EQ(Value(f->NameValues, "a"), nullptr);
+    SdifFClose(f);
+}
+
+}  // namespace

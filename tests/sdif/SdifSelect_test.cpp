@@ -1,0 +1,516 @@
+// Selection expressions: splitting file names, parsing, error texts, integer
+// masks (including the unsigned wrap and values beyond the flag array), the
+// frame/matrix/row/column queries and the diagnostic print.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "SdifTestEnv.h"
+#include "sdif.h"
+
+namespace {
+
+using sdiftest::SdifLibraryTest;
+
+SdifSignature Sig(const char* s) { return SdifStringToSignature(s); }
+
+// A selection that frees itself.
+struct Sel {
+    SdifSelectionT* sel = SdifCreateSelection();
+    ~Sel() { SdifFreeSelection(sel); }
+    SdifSelectionT* operator->() { return sel; }
+    operator SdifSelectionT*() { return sel; }
+};
+
+std::vector<int> Ints(SdifListT* list) {
+    std::vector<int> v;
+    for (SdifListNT* n = list->Head; n; n = n->Next)
+        v.push_back(static_cast<SdifSelectElementT*>(n->Data)->value.integer);
+    return v;
+}
+
+std::vector<std::string> Sigs(SdifListT* list) {
+    std::vector<std::string> v;
+    for (SdifListNT* n = list->Head; n; n = n->Next)
+        v.push_back(
+            SdifSignatureToString(static_cast<SdifSelectElementT*>(n->Data)->value.signature));
+    return v;
+}
+
+// Parse and answer what went to standard error.
+std::string ParseErr(SdifSelectionT* sel, const char* text, int* ret) {
+    testing::internal::CaptureStderr();
+    *ret = SdifParseSelection(sel, text);
+    return testing::internal::GetCapturedStderr();
+}
+
+std::string Printed(SdifSelectionT* sel, int options) {
+    FILE* f = std::tmpfile();
+    SdifPrintSelection(f, sel, options);
+    std::string s;
+    std::rewind(f);
+    int c;
+    while ((c = std::fgetc(f)) != EOF) s.push_back(static_cast<char>(c));
+    std::fclose(f);
+    return s;
+}
+
+class Select : public SdifLibraryTest {};
+
+// ---- file names ----
+
+TEST_F(Select, NameIsCutAtTheLastDoubleColon) {
+    Sel sel;
+    const char* name = "/tmp/a.b::c/x.sdif::#1:1TRC";
+    EXPECT_EQ(SdifSelectFindSelection(name), name + 18);
+    std::string plain = SdifGetFilenameAndSelection(name, sel);
+    EXPECT_EQ(plain, "/tmp/a.b::c/x.sdif");
+    EXPECT_STREQ(sel->basename, "x.sdif");
+    EXPECT_EQ(Ints(sel->stream), std::vector<int>{1});
+    EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
+}
+
+TEST_F(Select, NameWithoutSelectionKeepsDotsAndSelectsEverything) {
+    Sel sel;
+    EXPECT_EQ(SdifSelectFindSelection("/data/v1.2/tone.s1.sdif"), nullptr);
+    EXPECT_STREQ(SdifGetFilenameAndSelection("/data/v1.2/tone.s1.sdif", sel),
+                 "/data/v1.2/tone.s1.sdif");
+    EXPECT_STREQ(sel->basename, "tone.s1.sdif");
+    EXPECT_TRUE(SdifListIsEmpty(sel->stream));
+    EXPECT_TRUE(SdifListIsEmpty(sel->frame));
+    EXPECT_EQ(sel->streammask.openend, 1);
+    EXPECT_EQ(sel->streammask.num, 0);
+    EXPECT_EQ(sel->streammask.mask, nullptr);
+}
+
+TEST_F(Select, EmptySelectionAfterTheSeparatorSelectsEverything) {
+    Sel sel;
+    EXPECT_STREQ(SdifGetFilenameAndSelection("f.sdif::", sel), "f.sdif");
+    EXPECT_EQ(SdifParseSelection(sel, ""), 2);
+    SdifFrameHeaderT h = {Sig("1PIC"), 0, 1, 42, 3.0};
+    EXPECT_TRUE(SdifFrameIsSelected(&h, sel));
+    SdifMatrixHeaderT m = {Sig("XXXX"), eFloat4, 1, 1};
+    EXPECT_TRUE(SdifMatrixIsSelected(&m, sel));
+    EXPECT_TRUE(SdifSelectTestIntMask(&sel->rowmask, 1000000));
+}
+
+// ---- parsing ----
+
+TEST_F(Select, LeadingSignatureIsAFrameList) {
+    Sel sel;
+    EXPECT_EQ(SdifParseSelection(sel, "1TRC"), 1);
+    EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
+    Sel two;
+    EXPECT_EQ(SdifParseSelection(two, ":1TRC,1HRM"), 1);
+    EXPECT_EQ(Sigs(two->frame), (std::vector<std::string>{"1TRC", "1HRM"}));
+    SdifFrameHeaderT h = {Sig("1HRM"), 0, 1, 0, 0.0};
+    EXPECT_TRUE(SdifFrameIsSelected(&h, two));
+    h.Signature = Sig("1PIC");
+    EXPECT_FALSE(SdifFrameIsSelected(&h, two));
+}
+
+TEST_F(Select, EveryListOfAFullExpression) {
+    Sel sel;
+    EXPECT_EQ(SdifParseSelection(sel, " # 1 , 4 :1TRC/1TRC,1HRM.2_3-5@0.5-2.0"), 1);
+    EXPECT_EQ(Ints(sel->stream), (std::vector<int>{1, 4}));
+    EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
+    EXPECT_EQ(Sigs(sel->matrix), (std::vector<std::string>{"1TRC", "1HRM"}));
+    EXPECT_EQ(Ints(sel->column), std::vector<int>{2});
+    EXPECT_EQ(Ints(sel->row), std::vector<int>{3});
+    auto* row = static_cast<SdifSelectElementT*>(sel->row->Head->Data);
+    EXPECT_EQ(row->rangetype, sst_range);
+    EXPECT_EQ(row->range.integer, 5);
+    auto* time = static_cast<SdifSelectElementT*>(sel->time->Head->Data);
+    EXPECT_EQ(time->value.real, 0.5);
+    EXPECT_EQ(time->range.real, 2.0);
+    EXPECT_EQ(time->rangetype, sst_range);
+}
+
+TEST_F(Select, SignatureStopsAtASymbolAndKeepsFourCharacters) {
+    Sel sel;
+    EXPECT_EQ(SdifParseSelection(sel, ":1TRCX/1HR"), 1);
+    EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
+    auto* m = static_cast<SdifSelectElementT*>(sel->matrix->Head->Data);
+    EXPECT_EQ(m->value.signature, 0x31485200u);  // unfilled byte stays 0
+}
+
+TEST_F(Select, ParsingAddsToTheListsAndReplacingEmptiesThem) {
+    Sel sel;
+    SdifParseSelection(sel, "#1");
+    SdifParseSelection(sel, "#2:1TRC");
+    EXPECT_EQ(Ints(sel->stream), (std::vector<int>{1, 2}));
+    EXPECT_EQ(sel->streammask.num, 2);
+    SdifReplaceSelection("#7", sel);
+    EXPECT_EQ(Ints(sel->stream), std::vector<int>{7});
+    EXPECT_TRUE(SdifListIsEmpty(sel->frame));
+    EXPECT_TRUE(SdifSelectTestIntMask(&sel->streammask, 7));
+    EXPECT_FALSE(SdifSelectTestIntMask(&sel->streammask, 1));
+    SdifReplaceSelection(nullptr, sel);
+    EXPECT_TRUE(SdifListIsEmpty(sel->stream));
+    EXPECT_TRUE(SdifSelectTestIntMask(&sel->streammask, 1));
+}
+
+// ---- malformed expressions ----
+
+TEST_F(Select, RangeOfSignaturesIsRefused) {
+    Sel sel;
+    int ret;
+    std::string err = ParseErr(sel, ":1TRC-1HRM", &ret);
+    EXPECT_EQ(ret, 0);
+    EXPECT_EQ(err,
+              "ERROR: SDIF selection: can't parse frame from '1HRM'\n(recently read: '-'):\n"
+              "Range only permitted with numerical values\n\n\n");
+    EXPECT_TRUE(SdifListIsEmpty(sel->frame));
+}
+
+TEST_F(Select, SecondRangeSymbolAfterACompleteRange) {
+    Sel sel;
+    int ret;
+    std::string err = ParseErr(sel, "#1-2-3", &ret);
+    EXPECT_EQ(ret, 0);
+    EXPECT_EQ(err,
+              "ERROR: SDIF selection: can't parse stream from '3'\n(recently read: '-'):\n"
+              "Another range symbol '-' after complete range\n\n");
+    // the complete range stays in the list, and the masks follow it
+    EXPECT_EQ(Ints(sel->stream), std::vector<int>{1});
+    EXPECT_EQ(sel->streammask.num, 2);
+}
+
+TEST_F(Select, ValueWithoutSeparator) {
+    Sel sel;
+    int ret;
+    std::string err = ParseErr(sel, "#1 2", &ret);
+    EXPECT_EQ(ret, 0);
+    EXPECT_EQ(err,
+              "ERROR: SDIF selection: can't parse stream from '2'\n(recently read: ''):\n"
+              "No separator after value '1'\n\n\n");
+    EXPECT_EQ(Ints(sel->stream), std::vector<int>{1});
+}
+
+TEST_F(Select, MissingValuesAndMalformedRanges) {
+    int ret;
+    {
+        Sel sel;
+        EXPECT_EQ(ParseErr(sel, "#x", &ret),
+                  "ERROR: SDIF selection: can't parse stream from 'x'\n(recently read: '#'):\n"
+                  "Can't read value from 'x'\n\n\n");
+        EXPECT_EQ(ret, 0);
+    }
+    {
+        Sel sel;
+        EXPECT_EQ(ParseErr(sel, "@0.5-", &ret),
+                  "ERROR: SDIF selection: can't parse time from ''\n(recently read: '-'):\n"
+                  "Malformed range expression\n\n\n");
+        EXPECT_EQ(ret, 0);
+        EXPECT_TRUE(SdifListIsEmpty(sel->time));
+    }
+    {
+        Sel sel;  // a trailing comma asks for one more value
+        EXPECT_EQ(ParseErr(sel, "_1,", &ret),
+                  "ERROR: SDIF selection: can't parse row from ''\n(recently read: ','):\n"
+                  "Can't read value from ''\n\n\n");
+        EXPECT_EQ(Ints(sel->row), std::vector<int>{1});
+    }
+    {
+        Sel sel;  // a word after a complete range
+        EXPECT_EQ(ParseErr(sel, "#1-3 5", &ret),
+                  "ERROR: SDIF selection: can't parse stream from '5'\n(recently read: ''):\n"
+                  "No separator after value '3'\n\n\n");
+        EXPECT_EQ(ret, 0);
+    }
+}
+
+TEST_F(Select, ColumnNamesStopTheProgram) {
+    Sel sel;
+    EXPECT_DEATH(SdifParseSelection(sel, ".frequency"),
+                 "failed assertion .!\"can't handle column names, yet\".");
+}
+
+TEST_F(Select, DebugTraceIsOffByDefault) {
+    Sel sel;
+    int ret;
+    EXPECT_EQ(gSdifSelectDebug, 0);
+    EXPECT_EQ(ParseErr(sel, "#1", &ret), "");
+    gSdifSelectDebug = 1;
+    std::string trace = ParseErr(sel, "#1", &ret);
+    gSdifSelectDebug = 0;
+    EXPECT_NE(trace.find("parsenexttoken\tTOKEN  1 #   SYMBOL '        #1'  INPUT '         1'\n"),
+              std::string::npos)
+        << trace;
+    EXPECT_NE(trace.find("parseint\t\tTOKEN  1 #   SYMBOL '         1'  INPUT '          '  "
+                         "ret 1  val 1\n"),
+              std::string::npos)
+        << trace;
+    EXPECT_NE(trace.find("parse stream\tTOKEN 10 ??  SYMBOL '          '  INPUT '          '  "
+                         "ret 1\n"),
+              std::string::npos)
+        << trace;
+}
+
+// ---- integer masks ----
+
+TEST_F(Select, RangeMaskInEitherOrder) {
+    for (const char* text : {"#1-3", "#3-1"}) {
+        Sel sel;
+        SdifParseSelection(sel, text);
+        const SdifSelectIntMaskT& m = sel->streammask;
+        EXPECT_EQ(m.num, 3) << text;
+        EXPECT_EQ(m.max, 3) << text;
+        EXPECT_EQ(m.openend, 0) << text;
+        ASSERT_EQ(SdifSelectIntMaskNbFlags(&m), 4u);
+        EXPECT_EQ(std::vector<int>(m.mask, m.mask + 4), (std::vector<int>{0, 1, 1, 1})) << text;
+        EXPECT_FALSE(SdifSelectTestIntMask(&sel->streammask, 4)) << text;
+    }
+}
+
+TEST_F(Select, DeltaBelowZeroWrapsAndMarksNothing) {
+    Sel sel;
+    SdifParseSelection(sel, "#1+2");
+    EXPECT_EQ(sel->streammask.max, 3);
+    EXPECT_EQ(sel->streammask.num, 0);
+    EXPECT_EQ(sel->streammask.openend, 0);
+    for (SdifUInt4 v : {0u, 1u, 2u, 3u, 4u, 1000u})
+        EXPECT_FALSE(SdifSelectTestIntMask(&sel->streammask, v)) << v;
+
+    Sel five;
+    SdifParseSelection(five, "#5+2");
+    EXPECT_EQ(five->streammask.num, 5);
+    EXPECT_EQ(five->streammask.max, 7);
+    for (SdifUInt4 v = 0; v < 10; v++)
+        EXPECT_EQ(SdifSelectTestIntMask(&five->streammask, v), v >= 3 && v <= 7) << v;
+}
+
+TEST_F(Select, OverlappingElementsAreCountedOnce) {
+    Sel sel;
+    SdifParseSelection(sel, "_2-6,4,5+1,10");
+    EXPECT_EQ(sel->rowmask.num, 6);  // 2..6 and 10
+    EXPECT_EQ(sel->rowmask.max, 10);
+}
+
+TEST_F(Select, HugeValuesKeepTheFlagArrayBounded) {
+    Sel sel;
+    SdifParseSelection(sel, "#4000000000,7");
+    SdifSelectIntMaskT* m = &sel->streammask;
+    EXPECT_EQ(static_cast<SdifUInt4>(m->max), 4000000000u);
+    EXPECT_EQ(m->num, 2);
+    EXPECT_EQ(SdifSelectIntMaskNbFlags(m), static_cast<SdifUInt4>(_SdifSelectMaskCap));
+    EXPECT_TRUE(SdifSelectTestIntMask(m, 4000000000u));
+    EXPECT_TRUE(SdifSelectTestIntMask(m, 7));
+    EXPECT_FALSE(SdifSelectTestIntMask(m, 3999999999u));
+    EXPECT_FALSE(SdifSelectTestIntMask(m, 4000000001u));
+    EXPECT_FALSE(SdifSelectTestIntMask(m, 70000));
+
+    Sel range;  // four thousand million values, counted without marking them
+    SdifParseSelection(range, "_0-4000000000");
+    m = &range->rowmask;
+    EXPECT_EQ(m->num, 2147483647);
+    for (SdifUInt4 v : {0u, 65535u, 65536u, 3000000000u, 4000000000u})
+        EXPECT_TRUE(SdifSelectTestIntMask(m, v)) << v;
+    EXPECT_FALSE(SdifSelectTestIntMask(m, 4000000001u));
+
+    Sel negative;  // -3 is 4294967293 unsigned: the range covers 1 upwards
+    SdifParseSelection(negative, "#1--3");
+    m = &negative->streammask;
+    EXPECT_FALSE(SdifSelectTestIntMask(m, 0));
+    EXPECT_TRUE(SdifSelectTestIntMask(m, 5));
+    EXPECT_TRUE(SdifSelectTestIntMask(m, 4294967293u));
+    EXPECT_FALSE(SdifSelectTestIntMask(m, 4294967294u));
+}
+
+TEST_F(Select, MaskBuiltFromAListByHand) {
+    SdifListT* list = SdifCreateList(SdifKillSelectElement);
+    SdifSelectIntMaskT m;
+    SdifInitIntMask(&m);
+    SdifSelectGetIntMask(list, &m);
+    EXPECT_EQ(m.openend, 1);
+    EXPECT_TRUE(SdifSelectTestIntMask(&m, 12345));
+    SdifSelectAddInt(list, 2);
+    SdifSelectAddIntRange(list, 100000, 2, sst_delta);
+    SdifSelectGetIntMask(list, &m);
+    EXPECT_EQ(m.num, 6);
+    EXPECT_EQ(m.max, 100002);
+    EXPECT_TRUE(SdifSelectTestIntMask(&m, 99998));
+    EXPECT_TRUE(SdifSelectTestIntMask(&m, 100002));
+    EXPECT_FALSE(SdifSelectTestIntMask(&m, 99997));
+    EXPECT_FALSE(SdifSelectTestIntMask(&m, 3));
+    std::free(m.mask);
+    SdifKillList(list);
+}
+
+// ---- element and list tests ----
+
+TEST_F(Select, ElementTests) {
+    SdifSelectElementT e = {};
+    e.value.integer = 5;
+    e.range.integer = 2;
+    e.rangetype = sst_delta;
+    EXPECT_TRUE(SdifSelectTestIntRange(&e, 3));
+    EXPECT_TRUE(SdifSelectTestIntRange(&e, 7));
+    EXPECT_FALSE(SdifSelectTestIntRange(&e, 8));
+    e.range.integer = -2;  // an integer delta is not made absolute
+    EXPECT_FALSE(SdifSelectTestIntRange(&e, 5));
+    e.rangetype = sst_range;
+    e.value.integer = 9;
+    e.range.integer = 4;
+    EXPECT_TRUE(SdifSelectTestIntRange(&e, 4));
+    EXPECT_TRUE(SdifSelectTestIntRange(&e, 9));
+    EXPECT_FALSE(SdifSelectTestIntRange(&e, 10));
+
+    SdifSelectElementT r = {};
+    r.value.real = 2.0;
+    r.range.real = -0.5;  // a real delta is
+    r.rangetype = sst_delta;
+    EXPECT_TRUE(SdifSelectTestRealRange(&r, 1.5));
+    EXPECT_TRUE(SdifSelectTestRealRange(&r, 2.5));
+    EXPECT_FALSE(SdifSelectTestRealRange(&r, 2.5000001));
+    r.rangetype = sst_norange;
+    EXPECT_TRUE(SdifSelectTestRealRange(&r, 2.0));
+    EXPECT_FALSE(SdifSelectTestRealRange(&r, 2.0000000001));
+}
+
+TEST_F(Select, ListTestsAcceptAnEmptyList) {
+    SdifListT* list = SdifCreateList(SdifKillSelectElement);
+    EXPECT_TRUE(SdifSelectTestInt(list, 99));
+    EXPECT_TRUE(SdifSelectTestReal(list, -1.0));
+    EXPECT_TRUE(SdifSelectTestSignature(list, Sig("1TRC")));
+    EXPECT_TRUE(SdifSelectTestString(list, "x"));
+    EXPECT_EQ(SdifSelectGetFirstInt(list, -7), -7);
+    EXPECT_EQ(SdifSelectGetFirstSignature(list, 3u), 3u);
+    SdifSelectAddSignature(list, Sig("1TRC"));
+    SdifSelectAddSignature(list, Sig("1PIC"));
+    EXPECT_TRUE(SdifSelectTestSignature(list, Sig("1PIC")));
+    EXPECT_FALSE(SdifSelectTestSignature(list, Sig("1HRM")));
+    EXPECT_EQ(SdifSelectGetFirstSignature(list, 0), Sig("1TRC"));
+    SdifListT* copy = SdifCreateList(SdifKillSelectElement);
+    SdifSelectAppendList(copy, list);
+    SdifKillList(list);  // the copy owns its own elements
+    EXPECT_EQ(Sigs(copy), (std::vector<std::string>{"1TRC", "1PIC"}));
+    SdifListInitLoop(copy);
+    EXPECT_EQ(SdifSelectGetNextSignature(copy), Sig("1TRC"));
+    EXPECT_EQ(SdifSelectGetNextSignature(copy), Sig("1PIC"));
+    EXPECT_EQ(SdifSelectGetNextSignature(copy), 0u);
+    SdifKillList(copy);
+}
+
+TEST_F(Select, TimeDeltaIncludesItsBounds) {
+    Sel sel;
+    SdifParseSelection(sel, "@1.5+0.1");
+    SdifFrameHeaderT h = {Sig("1TRC"), 0, 1, 0, 0.0};
+    for (double t : {1.4, 1.45, 1.5, 1.6}) {
+        h.Time = t;
+        EXPECT_TRUE(SdifFrameIsSelected(&h, sel)) << t;
+    }
+    for (double t : {1.39, 1.61, 0.0}) {
+        h.Time = t;
+        EXPECT_FALSE(SdifFrameIsSelected(&h, sel)) << t;
+    }
+}
+
+// ---- queries on a file's current headers ----
+
+struct FakeFile {
+    Sel sel;
+    SdifFrameHeaderT frame = {0, 0, 1, 0, 0.0};
+    SdifMatrixHeaderT matrix = {0, eFloat4, 5, 4};
+    SdifFileT file{};
+    FakeFile() {
+        file.Selection = sel;
+        file.CurrFramH = &frame;
+        file.CurrMtrxH = &matrix;
+    }
+};
+
+TEST_F(Select, CurrentFrameAndMatrix) {
+    FakeFile f;
+    SdifParseSelection(f.sel, "#1-2:1TRC/1TRC");
+    f.frame = {Sig("1TRC"), 0, 1, 2, 0.25};
+    EXPECT_TRUE(SdifFCurrFrameIsSelected(&f.file));
+    f.frame.NumID = 3;
+    EXPECT_FALSE(SdifFCurrFrameIsSelected(&f.file));
+    f.frame.NumID = 0xFFFFFFFFu;  // no stream at all
+    EXPECT_TRUE(SdifFCurrFrameIsSelected(&f.file));
+    f.frame.Signature = Sig("1HRM");
+    EXPECT_FALSE(SdifFCurrFrameIsSelected(&f.file));
+    f.matrix.Signature = Sig("1TRC");
+    EXPECT_TRUE(SdifFCurrMatrixIsSelected(&f.file));
+    f.matrix.Signature = Sig("1BEG");
+    EXPECT_FALSE(SdifFCurrMatrixIsSelected(&f.file));
+    EXPECT_EQ(SdifFNumStreamsSelected(&f.file), 2);
+}
+
+TEST_F(Select, RowsAndColumnsCountFromOne) {
+    FakeFile f;
+    SdifParseSelection(f.sel, "_2-3,9.1,3");
+    EXPECT_FALSE(SdifFRowIsSelected(&f.file, 1));
+    EXPECT_TRUE(SdifFRowIsSelected(&f.file, 2));
+    EXPECT_TRUE(SdifFRowIsSelected(&f.file, 3));
+    EXPECT_FALSE(SdifFRowIsSelected(&f.file, 4));
+    EXPECT_EQ(SdifFNumRowsSelected(&f.file), 2);  // row 9 lies beyond the 5 rows
+    EXPECT_TRUE(SdifFColumnIsSelected(&f.file, 1));
+    EXPECT_FALSE(SdifFColumnIsSelected(&f.file, 2));
+    EXPECT_EQ(SdifFNumColumnsSelected(&f.file), 2);
+    f.matrix.NbRow = 100;
+    EXPECT_EQ(SdifFNumRowsSelected(&f.file), 3);
+
+    FakeFile all;  // no row or column list: everything
+    EXPECT_EQ(SdifFNumRowsSelected(&all.file), 5);
+    EXPECT_EQ(SdifFNumColumnsSelected(&all.file), 4);
+    EXPECT_TRUE(SdifFColumnIsSelected(&all.file, 4000));
+
+    FakeFile none;
+    SdifParseSelection(none.sel, "_1+2");
+    EXPECT_EQ(SdifFNumRowsSelected(&none.file), 0);
+
+    FakeFile huge;  // rows past the flag array are counted from the list
+    SdifParseSelection(huge.sel, "_65530-70000,80000");
+    huge.matrix.NbRow = 75000;
+    EXPECT_EQ(SdifFNumRowsSelected(&huge.file), 4471);
+    EXPECT_TRUE(SdifFRowIsSelected(&huge.file, 69999));
+    EXPECT_FALSE(SdifFRowIsSelected(&huge.file, 70001));
+}
+
+// ---- print ----
+
+TEST_F(Select, PrintShowsEveryList) {
+    Sel sel;
+    SdifGetFilenameAndSelection("dir/x.sdif::#1-3,5:1TRC,1HRM@0.5+0.1", sel);
+    EXPECT_EQ(Printed(sel, 0),
+              "selection: file dir/x.sdif  basename x.sdif\n"
+              "   stream: 1 - 3, 5\n"
+              "   frame : 1TRC, 1HRM\n"
+              "   matrix: any\n"
+              "   column: any\n"
+              "   row   : any\n"
+              "   time  : 0.5 + 0.1\n");
+}
+
+TEST_F(Select, PrintOptionShowsPlainRanges) {
+    Sel sel;
+    SdifGetFilenameAndSelection("x::#5+2,3-1_4@2-1,1+0.25", sel);
+    std::string plain = Printed(sel, 1);
+    EXPECT_NE(plain.find("   stream: 3 - 7, 1 - 3\n"), std::string::npos) << plain;
+    EXPECT_NE(plain.find("   row   : 4\n"), std::string::npos) << plain;
+    EXPECT_NE(plain.find("   time  : 1 - 2, 0.75 - 1.25\n"), std::string::npos) << plain;
+    std::string raw = Printed(sel, 0);
+    EXPECT_NE(raw.find("   stream: 5 + 2, 3 - 1\n"), std::string::npos) << raw;
+}
+
+TEST_F(Select, PrintStopsSignaturesAtZero) {
+    Sel sel;
+    SdifSelectAddSignature(sel->matrix, 0);
+    SdifSelectAddSignature(sel->matrix, Sig("1TRC"));
+    std::string out = Printed(sel, 0);
+    EXPECT_NE(out.find("   matrix: \n   column: any\n"), std::string::npos) << out;
+}
+
+TEST_F(Select, PrintRefusesAnUnknownRangeType) {
+    Sel sel;
+    SdifSelectAddIntRange(sel->row, 1, 2, static_cast<SdifSelectTokens>(11));
+    FILE* f = std::tmpfile();
+    EXPECT_DEATH(SdifPrintSelection(f, sel, 0), "failed assertion .range.rangetype <= sst_num.");
+    std::fclose(f);
+}
+
+}  // namespace

@@ -73,6 +73,17 @@ size_t ReadCells(SdifFileT* file, SdifDataTypeET type, void* p, size_t n) {
     }
 }
 
+/* Bytes of nbRow x nbCol cells of width bytes, with their padding when
+** asked.  Two 32-bit counts and a width can exceed 64 bits: such a claim
+** saturates, which no file can back. */
+uint64_t MatrixBytes(SdifUInt4 nbRow, SdifUInt4 nbCol, size_t width, bool padded) {
+    const uint64_t cells = static_cast<uint64_t>(nbRow) * nbCol;
+    if (width != 0 && cells > (UINT64_MAX - 8) / width) return UINT64_MAX;
+    uint64_t bytes = cells * width;
+    if (padded) bytes += SdifPaddingCalculate(static_cast<size_t>(bytes & 7));
+    return bytes;
+}
+
 /* A size the file cannot back is reported exactly as the short read it
 ** would turn into, so callers see one kind of end of data. */
 void ReportShort(SdifFileT* file, int line) {
@@ -106,7 +117,7 @@ bool Reserve(void** buf, SdifUInt4* cap, uint64_t need, uint64_t limit) {
 size_t ReadCellsInto(SdifFileT* file, SdifDataTypeET type, void** buf, SdifUInt4* cap, uint64_t n,
                      bool* allocFailed) {
     const size_t width = CellBytes(type);
-    const uint64_t total = n * width;
+    const uint64_t total = n > UINT64_MAX / width ? UINT64_MAX : n * width;
     *allocFailed = false;
     if (n == 0) return 0;
     long long left = SdifFBytesLeft(file);
@@ -287,9 +298,7 @@ size_t SdifFReadMatrixHeader(SdifFileT* file) {
 
     bool passed = SdifFTestMatrixHeader(file) != nullptr;
 
-    uint64_t cells = static_cast<uint64_t>(h->NbRow) * h->NbCol;
-    uint64_t bytes = cells * SdifSizeofDataType(h->DataType);
-    bytes += SdifPaddingCalculate(static_cast<size_t>(bytes & 7));
+    uint64_t bytes = MatrixBytes(h->NbRow, h->NbCol, SdifSizeofDataType(h->DataType), true);
     long long left = SdifFBytesLeft(file);
     if (left >= 0 && bytes > static_cast<uint64_t>(left)) {
         ReportShort(file, __LINE__);
@@ -339,11 +348,10 @@ size_t SdifFReadMatrixData(SdifFileT* file) {
         type = eFloat4;
     }
     const uint64_t cells = static_cast<uint64_t>(h->NbRow) * h->NbCol;
-    const uint64_t bytes = cells * CellBytes(type);
 
     if (!file->CurrMtrxData) file->CurrMtrxData = SdifCreateMatrixData(h->Signature, type, 0, 0);
     SdifMatrixDataT* data = file->CurrMtrxData;
-    if (!data || bytes > UINT32_MAX) {
+    if (!data) {
         SdifFError(file, eAllocFail, "not enough memory for Matrix Data header update", kSrc,
                    __LINE__);
         return 0;
@@ -355,10 +363,12 @@ size_t SdifFReadMatrixData(SdifFileT* file) {
         if (!data->Header) return 0;
     }
     if (data->Header != h) *data->Header = *h;
-    data->Size = static_cast<SdifUInt4>(bytes);
 
     bool allocFailed = false;
     size_t got = ReadCellsInto(file, type, &data->Data.Void, &data->AllocSize, cells, &allocFailed);
+    /* Size counts the cells held, which after a short read are fewer than
+    ** the header claims. */
+    data->Size = static_cast<SdifUInt4>(got * CellBytes(type));
     if (allocFailed) {
         SdifFError(file, eAllocFail, "not enough memory for Matrix Data header update", kSrc,
                    __LINE__);
@@ -387,8 +397,7 @@ size_t SdifFReadTextMatrix(SdifFileT* file, SdifStringT* text) {
 size_t SdifFReadTextMatrixData(SdifFileT* file, SdifStringT* text) {
     const SdifMatrixHeaderT* h = file->CurrMtrxH;
     if (!h) return 0;
-    const uint64_t total =
-        static_cast<uint64_t>(h->NbRow) * h->NbCol * SdifSizeofDataType(h->DataType);
+    const uint64_t total = MatrixBytes(h->NbRow, h->NbCol, SdifSizeofDataType(h->DataType), false);
     /* Read through a fixed piece: the text grows only with what arrives. */
     char piece[4096 + 1];
     bool ended = false;
@@ -447,15 +456,14 @@ size_t SdifFSkip(SdifFileT* file, size_t n) {
 size_t SdifFSkipOneRow(SdifFileT* file) {
     const SdifMatrixHeaderT* h = file->CurrMtrxH;
     if (!h) return 0;
-    uint64_t bytes = static_cast<uint64_t>(h->NbCol) * SdifSizeofDataType(h->DataType);
+    uint64_t bytes = MatrixBytes(1, h->NbCol, SdifSizeofDataType(h->DataType), false);
     return SdifFSkip(file, static_cast<size_t>(bytes));
 }
 
 size_t SdifFSkipMatrixData(SdifFileT* file) {
     const SdifMatrixHeaderT* h = file->CurrMtrxH;
     if (!h) return 0;
-    uint64_t bytes = static_cast<uint64_t>(h->NbRow) * h->NbCol * SdifSizeofDataType(h->DataType);
-    bytes += SdifPaddingCalculate(static_cast<size_t>(bytes & 7));
+    uint64_t bytes = MatrixBytes(h->NbRow, h->NbCol, SdifSizeofDataType(h->DataType), true);
     return SdifFSkip(file, static_cast<size_t>(bytes));
 }
 
@@ -463,8 +471,7 @@ size_t SdifFSkipMatrix(SdifFileT* file) {
     size_t nbHeader = SdifFReadMatrixHeader(file);
     if (nbHeader == 0) return 0;
     const SdifMatrixHeaderT* h = file->CurrMtrxH;
-    uint64_t bytes = static_cast<uint64_t>(h->NbRow) * h->NbCol * SdifSizeofDataType(h->DataType);
-    bytes += SdifPaddingCalculate(static_cast<size_t>(bytes & 7));
+    uint64_t bytes = MatrixBytes(h->NbRow, h->NbCol, SdifSizeofDataType(h->DataType), true);
     size_t nbData = SdifFSkipMatrixData(file);
     if (nbData < bytes) return 0;
     return nbHeader + nbData;

@@ -174,7 +174,11 @@ SdifOneRowT* SdifCreateOneRow(SdifDataTypeET dataType, SdifUInt4 nbData) {
 }
 
 SdifOneRowT* SdifReInitOneRow(SdifOneRowT* row, SdifDataTypeET dataType, SdifUInt4 nbData) {
-    uint64_t bytes = static_cast<uint64_t>(nbData) * CellBytes(dataType);
+    /* An unhandled type is held as Float4, yet callers may copy cells by its
+    ** nominal width: room for the larger of the two. */
+    size_t cell = CellBytes(dataType);
+    if (SdifSizeofDataType(dataType) > cell) cell = SdifSizeofDataType(dataType);
+    uint64_t bytes = static_cast<uint64_t>(nbData) * cell;
     if (bytes > row->NbGranule) {
         void* grown =
             bytes <= UINT32_MAX ? realloc(row->Data.Void, static_cast<size_t>(bytes)) : nullptr;

@@ -1,0 +1,583 @@
+// Reading frames and matrices: real analysis files walked every way the
+// library offers (whole matrices, rows, skips, through a pipe), the matrix
+// header test, and truncated or lying files.
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "SdifFramesTestUtil.h"
+#include "SdifTestEnv.h"
+
+using framestest::BEF32;
+using framestest::GeneralHeader;
+using framestest::PutFrameHeader;
+using framestest::PutMatrixHeader;
+using framestest::RawFrame;
+using framestest::Sig;
+using sdiftest::AllowFatal;
+using sdiftest::CaptureSdifStdErr;
+using sdiftest::RecordReports;
+using testsupport::PutF32;
+
+namespace {
+
+// What the data README and hetro's options say of each file: frames and rows
+// per frame as asked; the hop is the length of the sound over the number of
+// frames; hetro writes stream 1, the -s0 copies have it rewritten to 0.
+struct DataFile {
+    const char* name;
+    int frames;
+    uint32_t rows;
+    double seconds;
+    uint32_t streamID;
+};
+const DataFile kFiles[] = {{"saw-s0.sdif", 256, 40, 1.0, 0},
+                           {"chord-s0.sdif", 256, 24, 1.5, 0},
+                           {"sweep-s0.sdif", 512, 8, 2.0, 0},
+                           {"tone-s1.sdif", 256, 10, 1.0, 1}};
+
+class FramesRead : public sdiftest::SdifLibraryTest {};
+
+// Open path and read past the general header and the ASCII chunks: the first
+// frame signature waits in CurrSignature.
+SdifFileT* OpenAtFirstFrame(const std::string& path) {
+    SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
+    if (!f) return nullptr;
+    SdifFReadGeneralHeader(f);
+    SdifFReadAllASCIIChunks(f);
+    return f;
+}
+
+std::string Temp(const std::string& name, const std::string& bytes) {
+    std::string path = testsupport::TempPath(name);
+    testsupport::WriteFile(path, bytes);
+    return path;
+}
+
+// Position of the cell (row, col), both from 1, of a raw frame's matrix.
+size_t CellAt(const RawFrame& r, uint32_t row, uint32_t col) {
+    return r.data + 4 * ((row - 1) * size_t(r.mCols) + (col - 1));
+}
+
+}  // namespace
+
+// ---- the analysis files ----
+
+TEST_F(FramesRead, EveryFrameOfTheAnalysisFilesAgreesWithItsBytes) {
+    for (const DataFile& d : kFiles) {
+        SCOPED_TRACE(d.name);
+        const std::string path = testsupport::DataPath(d.name);
+        const std::string bytes = testsupport::ReadFile(path);
+        const std::vector<RawFrame> raw = framestest::RawFrames(bytes);
+        ASSERT_EQ(raw.size(), size_t(d.frames));
+
+        RecordReports rec;
+        SdifFileT* f = OpenAtFirstFrame(path);
+        ASSERT_NE(f, nullptr);
+        EXPECT_EQ(SdifFCurrSignature(f), Sig("1TRC"));
+        // Header, its 16 counted bytes, one matrix of rows x 4 Float4 cells.
+        const uint32_t frameSize = 16 + 16 + d.rows * 4 * 4;
+        int mismatches = 0;
+        int k = 0;
+        for (;; k++) {
+            ASSERT_LT(k, d.frames);
+            ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+            const SdifFrameHeaderT* h = f->CurrFramH;
+            EXPECT_EQ(h->Signature, Sig("1TRC"));
+            EXPECT_EQ(h->Size, frameSize);
+            EXPECT_EQ(h->NumID, d.streamID);
+            EXPECT_EQ(h->NbMatrix, 1u);
+            EXPECT_DOUBLE_EQ(h->Time, k * d.seconds / d.frames);
+            EXPECT_EQ(f->StartChunkPos, long(raw[k].at));
+
+            ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+            EXPECT_EQ(f->CurrMtrxH->Signature, Sig("1TRC"));
+            EXPECT_EQ(f->CurrMtrxH->DataType, eFloat4);
+            EXPECT_EQ(f->CurrMtrxH->NbRow, d.rows);
+            EXPECT_EQ(f->CurrMtrxH->NbCol, 4u);
+            if (k % 2 == 0) {
+                ASSERT_EQ(SdifFReadMatrixData(f), size_t(d.rows) * 16);
+                for (uint32_t r = 1; r <= d.rows; r++)
+                    for (uint32_t c = 1; c <= 4; c++)
+                        if (SdifMatrixDataGetValue(f->CurrMtrxData, r, c) !=
+                            BEF32(bytes, CellAt(raw[k], r, c)))
+                            mismatches++;
+            } else {
+                for (uint32_t r = 1; r <= d.rows; r++) {
+                    ASSERT_EQ(SdifFReadOneRow(f), 16u);
+                    EXPECT_EQ(SdifFCurrOneRowCol(f, 1), double(r));  // the harmonic index
+                    for (uint32_t c = 1; c <= 4; c++)
+                        if (SdifFCurrOneRowCol(f, c) != BEF32(bytes, CellAt(raw[k], r, c)))
+                            mismatches++;
+                }
+                EXPECT_EQ(SdifFReadPadding(f, 0), 0u);
+            }
+            size_t nb = 0;
+            if (SdifFGetSignature(f, &nb) == eEof) break;
+        }
+        EXPECT_EQ(k + 1, d.frames);
+        EXPECT_EQ(mismatches, 0);
+        EXPECT_TRUE(RecordReports::Reports().empty());
+        SdifFClose(f);
+    }
+}
+
+TEST_F(FramesRead, CellsCarryTheAnalysedSounds) {
+    // Frame 128, half-way through each sound, reached by skipping the others.
+    auto at128 = [](const char* name) {
+        SdifFileT* f = OpenAtFirstFrame(testsupport::DataPath(name));
+        for (int k = 0; k < 128; k++) {
+            size_t nb = 0;
+            SdifFReadFrameHeader(f);
+            SdifFSkipFrameData(f);
+            SdifFGetSignature(f, &nb);
+        }
+        SdifFReadFrameHeader(f);
+        SdifFReadMatrixHeader(f);
+        SdifFReadMatrixData(f);
+        return f;
+    };
+    // A sawtooth at 110 Hz: harmonic k at k x 110 Hz with amplitude 1/k of the first.
+    SdifFileT* saw = at128("saw-s0.sdif");
+    SdifMatrixDataT* m = saw->CurrMtrxData;
+    for (uint32_t k = 1; k <= 5; k++) {
+        EXPECT_NEAR(SdifMatrixDataGetValue(m, k, 2), 110.0 * k, 0.01 * 110.0 * k);
+        EXPECT_NEAR(SdifMatrixDataGetValue(m, 1, 3) / SdifMatrixDataGetValue(m, k, 3), k, 0.1 * k);
+    }
+    SdifFClose(saw);
+    // A sine at 440 Hz: all its energy in the first partial.
+    SdifFileT* tone = at128("tone-s1.sdif");
+    m = tone->CurrMtrxData;
+    EXPECT_NEAR(SdifMatrixDataGetValue(m, 1, 2), 440.0, 1.0);
+    for (uint32_t k = 2; k <= 10; k++)
+        EXPECT_LT(SdifMatrixDataGetValue(m, k, 3), 0.01 * SdifMatrixDataGetValue(m, 1, 3));
+    SdifFClose(tone);
+}
+
+TEST_F(FramesRead, EverySkipLandsOnTheNextFrame) {
+    for (const DataFile& d : kFiles) {
+        SCOPED_TRACE(d.name);
+        const std::string path = testsupport::DataPath(d.name);
+        const std::vector<RawFrame> raw = framestest::RawFrames(testsupport::ReadFile(path));
+        RecordReports rec;
+        SdifFileT* f = OpenAtFirstFrame(path);
+        ASSERT_NE(f, nullptr);
+        const size_t data = size_t(d.rows) * 16;
+        int k = 0;
+        for (;; k++) {
+            ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+            switch (k % 4) {
+                case 0:
+                    EXPECT_EQ(SdifFSkipFrameData(f), 16 + data);
+                    break;
+                case 1:
+                    EXPECT_EQ(SdifFSkipMatrix(f), 16 + data);
+                    break;
+                case 2:
+                    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+                    EXPECT_EQ(SdifFSkipMatrixData(f), data);
+                    break;
+                default:
+                    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+                    for (uint32_t r = 0; r < d.rows; r++) EXPECT_EQ(SdifFSkipOneRow(f), 16u);
+                    break;
+            }
+            EXPECT_EQ(ftell(f->Stream), long(raw[k].at + 8 + raw[k].size));
+            size_t nb = 0;
+            if (SdifFGetSignature(f, &nb) == eEof) break;
+        }
+        EXPECT_EQ(k + 1, d.frames);
+        EXPECT_TRUE(RecordReports::Reports().empty());
+        SdifFClose(f);
+    }
+}
+
+// ---- the matrix header test ----
+
+TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.5, 0, 1);
+    PutMatrixHeader(b, "1TRC", 0x0108, 1, 4);
+    for (float v : {1.0f, 440.0f, 0.5f, 0.0f}) PutF32(b, v);
+    SdifFileT* f = OpenAtFirstFrame(Temp("int8.sdif", b));
+    ASSERT_NE(f, nullptr);
+    RecordReports rec;
+    CaptureSdifStdErr notices;
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eTypeDataNotSupported});
+    EXPECT_EQ(RecordReports::LastMessage(),
+              "Type of data not actualy supported :  0x0108, then Float4 used");
+    EXPECT_EQ(notices.Text(), "*Sdif* standard datatypes Int8, UInt8 not yet handled\n");
+    EXPECT_EQ(f->CurrMtrxH->DataType, eFloat4);
+    EXPECT_EQ(f->CurrOneRow->DataType, eFloat4);
+    ASSERT_EQ(SdifFReadOneRow(f), 16u);
+    EXPECT_EQ(SdifFCurrOneRowCol(f, 2), 440.0);
+    EXPECT_EQ(SdifFCurrOneRowCol(f, 3), 0.5);
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, CodeNoCellTypeHasFallsBackTheSameWay) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 16 + 16 + 8, 0.5, 0, 1);
+    PutMatrixHeader(b, "1TRC", 0x7777, 1, 2);
+    PutF32(b, 3.0f);
+    PutF32(b, 4.0f);
+    SdifFileT* f = OpenAtFirstFrame(Temp("type7777.sdif", b));
+    RecordReports rec;
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eTypeDataNotSupported});
+    EXPECT_EQ(RecordReports::LastMessage(),
+              "Type of data not actualy supported :  0x7777, then Float4 used");
+    ASSERT_EQ(SdifFReadMatrixData(f), 8u);
+    EXPECT_EQ(SdifMatrixDataGetValue(f->CurrMtrxData, 1, 2), 4.0);
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 16 + 16 + 24, 0.0, 0, 1);
+    PutMatrixHeader(b, "1PIC", eFloat4, 1, 6);
+    for (int i = 0; i < 6; i++) PutF32(b, float(i));
+    SdifFileT* f = OpenAtFirstFrame(Temp("pic-in-trc.sdif", b));
+    RecordReports rec;
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eMatrixNotInFrame});
+    EXPECT_EQ(RecordReports::LastMessage(),
+              "Matrix is not in frames components : '1PIC' in frame '1TRC'");
+    // Accepted: the row buffer took the matrix's columns.
+    EXPECT_NE(f->CurrMtrxT, nullptr);
+    EXPECT_EQ(f->CurrOneRow->NbData, 6u);
+    ASSERT_EQ(SdifFReadOneRow(f), 24u);
+    EXPECT_EQ(SdifFCurrOneRowCol(f, 6), 5.0);
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 16 + (16 + 16) + (16 + 24), 0.0, 0, 2);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
+    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 6);
+    for (int i = 0; i < 6; i++) PutF32(b, 2.0f);
+    PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.1, 0, 1);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
+    for (int i = 0; i < 4; i++) PutF32(b, 3.0f);
+    SdifFileT* f = OpenAtFirstFrame(Temp("twice.sdif", b));
+    RecordReports rec;
+    size_t nb = 0;
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_EQ(SdifFSkipMatrixData(f), 16u);
+    EXPECT_TRUE(RecordReports::Reports().empty());
+
+    EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eMatrixUsedYet});
+    EXPECT_EQ(RecordReports::LastMessage(),
+              "Matrix has been used in this frame yet : '1TRC' in frame '1TRC'");
+    EXPECT_EQ(SdifFTestMatrixHeader(f), nullptr);
+    // The failed test left the row as the first matrix sized it.
+    EXPECT_EQ(f->CurrOneRow->NbData, 4u);
+    EXPECT_EQ(SdifFSkipMatrixData(f), 24u);
+
+    ASSERT_EQ(SdifFGetSignature(f, &nb), 1);
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_EQ(RecordReports::Reports().size(), 2u);  // the earlier one and the repeat above
+    ASSERT_EQ(SdifFReadMatrixData(f), 16u);
+    EXPECT_EQ(SdifMatrixDataGetValue(f->CurrMtrxData, 1, 4), 3.0);
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.0, 0, 1);
+    PutMatrixHeader(b, "QQQQ", eFloat4, 1, 3);
+    for (int i = 0; i < 4; i++) PutF32(b, 0.0f);  // 3 cells and the padding
+    SdifFileT* f = OpenAtFirstFrame(Temp("qqqq.sdif", b));
+    RecordReports rec;
+    size_t nb = 0;
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
+    ASSERT_FALSE(RecordReports::Reports().empty());
+    EXPECT_EQ(RecordReports::Reports().back().tag, eUnDefined);
+    EXPECT_EQ(f->CurrMtrxT, nullptr);
+    EXPECT_EQ(f->CurrOneRow->NbData, 1u);  // as the file object made it
+    EXPECT_EQ(SdifFSkipMatrixData(f), 16u);
+    EXPECT_EQ(SdifFGetSignature(f, &nb), eEof);
+    SdifFClose(f);
+}
+
+// ---- truncated and lying files ----
+
+TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
+    PutMatrixHeader(b, "1TRC", eFloat4, 0x40000000, 4);  // 16 GiB of cells
+    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    SdifFileT* f = OpenAtFirstFrame(Temp("rows.sdif", b));
+    RecordReports rec;
+    AllowFatal fatal;
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    EXPECT_EQ(SdifFReadMatrixHeader(f), 0u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eEof});
+    // The position after the matrix header: 16 + 24 + 16.
+    EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 56");
+    EXPECT_EQ(fatal.Count(), 1);
+    EXPECT_EQ(f->CurrMtrxH->NbRow, 0u);
+    EXPECT_EQ(f->CurrMtrxH->NbCol, 0u);
+    EXPECT_EQ(SdifFReadMatrixData(f), 0u);
+    EXPECT_LT(f->CurrOneRow->NbGranule, 1u << 16);
+    EXPECT_LT(f->CurrMtrxData->AllocSize, 1u << 16);
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
+    for (int i = 0; i < 4; i++) PutF32(b, 7.0f);
+    SdifFileT* f = OpenAtFirstFrame(Temp("setrows.sdif", b));
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+    // A caller's own header, claiming far more than the 16 bytes left.
+    f->CurrMtrxH->NbRow = 0x40000000;
+    RecordReports rec;
+    AllowFatal fatal;
+    EXPECT_EQ(SdifFReadMatrixData(f), 16u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eEof});
+    EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 72");
+    EXPECT_LE(f->CurrMtrxData->AllocSize, 1u << 17);
+    EXPECT_EQ(SdifMatrixDataGetValue(f->CurrMtrxData, 1, 4), 7.0);
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 16 + 16, 0.5, 0, 1);
+    PutMatrixHeader(b, "1TRC", eFloat4, 0, 0xFFFFFFFF);
+    SdifFileT* f = OpenAtFirstFrame(Temp("cols.sdif", b));
+    RecordReports rec;
+    size_t nb = 0;
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_TRUE(RecordReports::Reports().empty());
+    EXPECT_LT(f->CurrOneRow->NbGranule, 1u << 16);
+    EXPECT_LE(uint64_t(f->CurrOneRow->NbData) * 4, f->CurrOneRow->NbGranule);
+    EXPECT_EQ(SdifFSkipMatrixData(f), 0u);
+    EXPECT_EQ(SdifFGetSignature(f, &nb), eEof);
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, FrameSizeBeyondTheFileIsReportedAtItsHeaderAndItsSkipStopsAtTheEnd) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 0x7FFFFFF0, 0.5, 0, 1);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
+    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    SdifFileT* f = OpenAtFirstFrame(Temp("size.sdif", b));
+    RecordReports rec;
+    AllowFatal fatal;
+    EXPECT_EQ(SdifFReadFrameHeader(f), 0u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eEof});
+    EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 40");
+    EXPECT_EQ(f->CurrFramH->NbMatrix, 0u);
+
+    EXPECT_EQ(SdifFSkipFrameData(f), 0u);
+    EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eEof, eEof, eEof}));
+    EXPECT_NE(RecordReports::Reports()[1].text.find("--> End of file : Sdiffread 72\n"),
+              std::string::npos);
+    // The skip text ends with its own line feed, then the message's.
+    EXPECT_NE(RecordReports::Reports()[2].text.find(
+                  "--> End of file : Skip  FrameData 1TRC ID:0 T:0.5\n\n"),
+              std::string::npos);
+    EXPECT_EQ(ftell(f->Stream), long(b.size()));
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, MatrixCountBeyondTheFileIsReportedAndSizesNothing) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 0xFFFFFFF0);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
+    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    SdifFileT* f = OpenAtFirstFrame(Temp("nbmatrix.sdif", b));
+    RecordReports rec;
+    AllowFatal fatal;
+    EXPECT_EQ(SdifFReadFrameHeader(f), 0u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eEof});
+    EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 40");
+    EXPECT_EQ(f->CurrFramH->NbMatrix, 0u);
+    EXPECT_LE(f->MtrxUsed->NbSignMax, 16u);
+    SdifFClose(f);
+}
+
+TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
+    const std::string saw = testsupport::ReadFile(testsupport::DataPath("saw-s0.sdif"));
+    const std::vector<RawFrame> raw = framestest::RawFrames(saw);
+    struct Cut {
+        size_t at;      // bytes kept
+        int complete;   // frames read whole before the cut
+        long position;  // the position the report gives
+    } cuts[] = {
+        // inside frame 10's cells: its Size is caught after its header
+        {raw[10].at + 24 + 16 + 100, 10, long(raw[10].at + 24)},
+        // inside frame 3's time: a short read
+        {raw[3].at + 10, 3, long(raw[3].at + 10)},
+        // right after frame 5's signature: a short read of its Size
+        {raw[5].at + 4, 5, long(raw[5].at + 4)},
+    };
+    for (const Cut& cut : cuts) {
+        SCOPED_TRACE(cut.at);
+        SdifFileT* f = OpenAtFirstFrame(Temp("cut.sdif", saw.substr(0, cut.at)));
+        ASSERT_NE(f, nullptr);
+        RecordReports rec;
+        AllowFatal fatal;
+        int complete = 0;
+        for (;;) {
+            if (SdifFReadFrameHeader(f) != 20) break;
+            if (SdifFReadMatrixHeader(f) != 16) break;
+            if (SdifFReadMatrixData(f) != 40 * 16) break;
+            complete++;
+            size_t nb = 0;
+            if (SdifFGetSignature(f, &nb) != 1) break;
+        }
+        EXPECT_EQ(complete, cut.complete);
+        ASSERT_FALSE(RecordReports::Reports().empty());
+        EXPECT_EQ(RecordReports::Reports()[0].tag, eEof);
+        EXPECT_NE(RecordReports::Reports()[0].text.find("--> End of file : Sdiffread " +
+                                                        std::to_string(cut.position) + "\n"),
+                  std::string::npos);
+        SdifFClose(f);
+    }
+}
+
+TEST_F(FramesRead, LyingRowCountInsideAnAnalysisFileIsCaughtAtItsMatrixHeader) {
+    std::string saw = testsupport::ReadFile(testsupport::DataPath("saw-s0.sdif"));
+    const std::vector<RawFrame> raw = framestest::RawFrames(saw);
+    std::string rows;
+    testsupport::PutU32(rows, 1000000);
+    saw.replace(raw[5].at + 32, 4, rows);
+    SdifFileT* f = OpenAtFirstFrame(Temp("rows5.sdif", saw));
+    RecordReports rec;
+    AllowFatal fatal;
+    int complete = 0;
+    size_t nbHeader = 0;
+    for (;;) {
+        ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+        nbHeader = SdifFReadMatrixHeader(f);
+        if (nbHeader != 16) break;
+        ASSERT_EQ(SdifFReadMatrixData(f), 640u);
+        complete++;
+        size_t nb = 0;
+        ASSERT_EQ(SdifFGetSignature(f, &nb), 1);
+    }
+    EXPECT_EQ(complete, 5);
+    EXPECT_EQ(nbHeader, 0u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eEof});
+    EXPECT_EQ(RecordReports::LastMessage(),
+              "End of file : Sdiffread " + std::to_string(raw[5].at + 40));
+    EXPECT_LT(f->CurrMtrxData->AllocSize, 1u << 16);
+    SdifFClose(f);
+}
+
+// ---- streams that cannot seek ----
+
+TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) {
+    const std::string chord = testsupport::ReadFile(testsupport::DataPath("chord-s0.sdif"));
+    const std::vector<RawFrame> raw = framestest::RawFrames(chord);
+    // Expected: the frequencies of the even frames, the odd ones skipped.
+    double sum = 0;
+    for (size_t k = 0; k < raw.size(); k += 2)
+        for (uint32_t r = 1; r <= 24; r++) sum += BEF32(chord, CellAt(raw[k], r, 2));
+    char expected[256];
+    snprintf(expected, sizeof expected,
+             "seekable=0 size=-1 frames=256 last=%.17g sum=%.17g reports=0", raw.back().time, sum);
+
+    framestest::ChildRun run = framestest::RunChild(chord, [] {
+        RecordReports rec;
+        SdifFileT* f = SdifFOpen("-", eReadFile);
+        if (!f) return std::string("no file");
+        SdifFReadGeneralHeader(f);
+        SdifFReadAllASCIIChunks(f);
+        int frames = 0;
+        double sum = 0, last = -1;
+        for (;;) {
+            if (SdifFReadFrameHeader(f) != 20) break;
+            last = f->CurrFramH->Time;
+            if (frames % 2 == 0) {
+                SdifFReadMatrixHeader(f);
+                SdifFReadMatrixData(f);
+                for (uint32_t r = 1; r <= f->CurrMtrxH->NbRow; r++)
+                    sum += SdifMatrixDataGetValue(f->CurrMtrxData, r, 2);
+            } else if (SdifFSkipFrameData(f) != f->CurrFramH->Size - 16) {
+                break;
+            }
+            frames++;
+            size_t nb = 0;
+            if (SdifFGetSignature(f, &nb) != 1) break;
+        }
+        char text[256];
+        snprintf(text, sizeof text,
+                 "seekable=%d size=%ld frames=%d last=%.17g sum=%.17g reports=%zu", f->isSeekable,
+                 long(f->FileSize), frames, last, sum, RecordReports::Reports().size());
+        SdifFClose(f);
+        return std::string(text);
+    });
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.result, expected);
+}
+
+TEST_F(FramesRead, LyingCountsThroughAPipeCostOnlyTheDataThatCame) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
+    PutMatrixHeader(b, "1TRC", eFloat4, 0x40000000, 4);  // 16 GiB claimed
+    for (int i = 0; i < 100; i++) PutF32(b, float(i));   // 400 bytes come
+    framestest::ChildRun run = framestest::RunChild(b, [] {
+        RecordReports rec;
+        AllowFatal fatal;
+        SdifFileT* f = SdifFOpen("-", eReadFile);
+        SdifFReadGeneralHeader(f);
+        SdifFReadAllASCIIChunks(f);
+        size_t frame = SdifFReadFrameHeader(f);
+        size_t header = SdifFReadMatrixHeader(f);
+        size_t row = f->CurrOneRow->NbGranule;
+        size_t data = SdifFReadMatrixData(f);
+        std::string text =
+            "frame=" + std::to_string(frame) + " header=" + std::to_string(header) +
+            " data=" + std::to_string(data) + " row<=64K=" + std::to_string(row <= 65536) +
+            " cells<=1M=" + std::to_string(f->CurrMtrxData->AllocSize <= (1u << 20)) +
+            " last=" + RecordReports::LastMessage();
+        SdifFClose(f);
+        return text;
+    });
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.result,
+              "frame=20 header=16 data=400 row<=64K=1 cells<=1M=1 last=End of file : Sdiffread -1");
+}
+
+TEST_F(FramesRead, FrameSizeBeyondAPipeIsReadToItsEndAndReported) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 0x7FFFFFF0, 0.5, 2, 1);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
+    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    framestest::ChildRun run = framestest::RunChild(b, [] {
+        RecordReports rec;
+        AllowFatal fatal;
+        SdifFileT* f = SdifFOpen("-", eReadFile);
+        SdifFReadGeneralHeader(f);
+        SdifFReadAllASCIIChunks(f);
+        size_t frame = SdifFReadFrameHeader(f);
+        size_t skipped = SdifFSkipFrameData(f);
+        std::string text = "frame=" + std::to_string(frame) +
+                           " skipped=" + std::to_string(skipped) +
+                           " reports=" + std::to_string(RecordReports::Reports().size()) +
+                           " last=" + RecordReports::LastMessage();
+        SdifFClose(f);
+        return text;
+    });
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.result,
+              "frame=20 skipped=0 reports=2 last=End of file : Skip  FrameData 1TRC ID:2 T:0.5");
+}

@@ -1,0 +1,721 @@
+#include "Kv2Io.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include "SdifAssert.h"
+#include "TestSupport.h"
+
+using namespace Kv2;
+using testsupport::TempPath;
+using testsupport::WriteFile;
+
+namespace {
+
+struct Stopped : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+void ThrowingStop(const char*, unsigned, const char* expr) { throw Stopped(expr); }
+
+// Runs stmt with the stop handler throwing; answers what it printed.
+template <class F>
+std::string StopText(F stmt) {
+    SdifStopFuncT old = SdifSetStopFunc(ThrowingStop);
+    testing::internal::CaptureStderr();
+    bool stopped = false;
+    try {
+        stmt();
+    } catch (Stopped const&) {
+        stopped = true;
+    }
+    std::string err = testing::internal::GetCapturedStderr();
+    SdifSetStopFunc(old);
+    EXPECT_TRUE(stopped);
+    return err;
+}
+
+class Kv2IoEnv : public testing::Environment {
+   public:
+    void SetUp() override { Kv2InitCond(); }
+};
+testing::Environment* const gEnv = testing::AddGlobalTestEnvironment(new Kv2IoEnv);
+
+// Floats in this machine's byte order, as the binary formats store them.
+void PutNative(std::string& out, float v) {
+    char b[sizeof v];
+    memcpy(b, &v, sizeof v);
+    out.append(b, sizeof v);
+}
+
+std::string Text(size_t size, char first) {
+    std::string s(size, 'a');
+    s[0] = first;
+    return s;
+}
+
+FILEIO* OpenPlain(const std::string& name, const std::string& bytes, KvFormat format) {
+    std::string path = TempPath(name);
+    WriteFile(path, bytes);
+    return Kv2OpenFile(path.c_str(), KV_READ, format, -1, nullptr);
+}
+
+const char* const kPremature2 =
+    "\nlibKv2.a(KvReadPartialSet2):\nWARNING: premature end of frame while reading\n(only %d "
+    "instead of %d expected partials\n";
+const char* const kPremature =
+    "\nlibKv.a(KvReadPartialSet2):\nWARNING: premature end of frame while reading\n(only %d "
+    "instead of %d expected partials\n";
+
+std::string Format(const char* fmt, int a, int b) {
+    char buf[512];
+    snprintf(buf, sizeof buf, fmt, a, b);
+    return buf;
+}
+
+std::string Exaggerated(double count) {
+    char buf[512];
+    snprintf(buf, sizeof buf,
+             "\nlibKv.a(KvReadPartialSet2):\nERROR: %.0f partials for a frame seem a little "
+             "exaggerated.\nMaybe your binary file is in a foreign machine format.\n\n",
+             count);
+    return buf;
+}
+
+}  // namespace
+
+// ---- Library state ----
+
+TEST(Kv2Init, SecondInitStopsWithTheLibrarysAssertion) {
+    ASSERT_TRUE(kvInitialised);
+    EXPECT_EQ(StopText([] { Kv2Init(); }),
+              "LibSrc/Kv2Io.cpp:323: failed assertion `((!kvInitialised) && \"Kv Library already "
+              "initialised\")'\n");
+    EXPECT_TRUE(Kv2InitCond());
+}
+
+TEST(Kv2Init, NameLookupsAndDeInitStopBeforeInit) {
+    kvInitialised = false;
+    std::string toFormat = StopText([] { Kv2NameToFormat(const_cast<char*>("sdif")); });
+    std::string toName = StopText([] { Kv2FormatToName(KV_FORMAT_ADD); });
+    std::string deInit = StopText([] { Kv2DeInit(); });
+    kvInitialised = true;
+    EXPECT_EQ(toFormat,
+              "LibSrc/Kv2Io.cpp:410: failed assertion `kvInitialised && \"Kv2 Library not "
+              "initialised\"'\n");
+    EXPECT_EQ(toName,
+              "LibSrc/Kv2Io.cpp:439: failed assertion `kvInitialised && \"Kv2 Library not "
+              "initialised\"'\n");
+    EXPECT_EQ(deInit,
+              "LibSrc/Kv2Io.cpp:363: failed assertion `kvInitialised && \"Kv Library not "
+              "initialised\"'\n");
+}
+
+TEST(Kv2Init, StopAborts) { EXPECT_DEATH(Kv2Init(), "^LibSrc/Kv2Io.cpp:323: failed assertion"); }
+
+TEST(Kv2Init, FillsTheNameLengths) {
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(n2f[i].length, static_cast<int>(strlen(n2f[i].name))) << n2f[i].name;
+    EXPECT_STREQ(n2f[8].name, "");
+    EXPECT_EQ(n2f[8].format, KV_FORMAT_UNKNOWN);
+}
+
+// ---- Names ----
+
+TEST(Kv2NameToFormat, MatchesCaseBlindPrefixesInTableOrder) {
+    auto f = [](const char* s) { return Kv2NameToFormat(const_cast<char*>(s)); };
+    EXPECT_EQ(f("PicsBin"), KV_FORMAT_PICSBIN);  // its entry precedes "pics"
+    EXPECT_EQ(f("pics"), KV_FORMAT_PICS);
+    EXPECT_EQ(f("PICS"), KV_FORMAT_PICS);
+    EXPECT_EQ(f("pic"), KV_FORMAT_UNKNOWN);
+    EXPECT_EQ(f("SDIF"), KV_FORMAT_SDIF_TRC);
+    EXPECT_EQ(f("sdif2"), KV_FORMAT_SDIF_TRC);
+    EXPECT_EQ(f("Sdif::x"), KV_FORMAT_SDIF_TRC);
+    EXPECT_EQ(f("formatted"), KV_FORMAT_ADD);
+    EXPECT_EQ(f("Add"), KV_FORMAT_ADD);
+    EXPECT_EQ(f("fmt"), KV_FORMAT_FMT);
+    EXPECT_EQ(f("fm"), KV_FORMAT_UNKNOWN);
+    EXPECT_EQ(f(""), KV_FORMAT_UNKNOWN);
+    EXPECT_EQ(Kv2NameToFormat(nullptr), KV_FORMAT_UNKNOWN);
+}
+
+TEST(Kv2FormatToName, GivesTheFirstNameOfAFormatOrNothing) {
+    EXPECT_STREQ(Kv2FormatToName(KV_FORMAT_ADD), "format");
+    EXPECT_STREQ(Kv2FormatToName(KV_FORMAT_FMT), "fmt");
+    EXPECT_STREQ(Kv2FormatToName(KV_FORMAT_SDIF_TRC), "sdif");
+    EXPECT_STREQ(Kv2FormatToName(KV_FORMAT_PICS), "pics");
+    EXPECT_STREQ(Kv2FormatToName(KV_FORMAT_PICSBIN), "picsbin");
+    EXPECT_STREQ(Kv2FormatToName(KV_FORMAT_SDIF_CHORDSEQ), "");
+    EXPECT_STREQ(Kv2FormatToName(KV_FORMAT_UNKNOWN), "");
+}
+
+TEST(Kv2GetExtension, TakesTheLastDotOfTheLastPathComponent) {
+    EXPECT_EQ(Kv2GetExtension("dir.x/file"), nullptr);
+    EXPECT_STREQ(Kv2GetExtension("a.b.pics"), "pics");
+    EXPECT_STREQ(Kv2GetExtension("dir.x/a.fmt"), "fmt");
+    EXPECT_EQ(Kv2GetExtension("noext"), nullptr);
+    EXPECT_EQ(Kv2GetExtension(nullptr), nullptr);
+}
+
+TEST(Kv2GetExtension, RunsOnIntoASelectionButDoesNotLookInsideIt) {
+    EXPECT_STREQ(Kv2GetExtension("a.sdif::sel"), "sdif::sel");
+    // The dot inside the selection is not the extension's.
+    EXPECT_STREQ(Kv2GetExtension("d/a.txt::#1.2"), "txt::#1.2");
+    EXPECT_EQ(Kv2GetExtension("d/a::#1.2"), nullptr);
+}
+
+TEST(kvCutSdifSelection, CutsAtTheSelectionAndSavesTheCharacter) {
+    char name[] = "a.sdif::#1";
+    char saved = 'x';
+    char* pos = kvCutSdifSelection(name, &saved);
+    ASSERT_EQ(pos, name + 6);
+    EXPECT_EQ(saved, ':');
+    EXPECT_STREQ(name, "a.sdif");
+    *pos = saved;
+    EXPECT_STREQ(name, "a.sdif::#1");
+
+    char plain[] = "a.sdif";
+    EXPECT_EQ(kvCutSdifSelection(plain, &saved), nullptr);
+    EXPECT_EQ(saved, 0);
+}
+
+// ---- Content probe of plain files ----
+
+TEST(Kv2GetFileFormat, ExtensionPicksTheFamilyFirstBytePicksTextOrBinary) {
+    int stream = 7;
+    std::string txt = TempPath("probe.txt");
+    WriteFile(txt, Text(2000, 'a'));
+    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_PICS, stream), KV_FORMAT_PICS);
+    EXPECT_EQ(stream, 0);
+    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_PICSBIN, stream), KV_FORMAT_PICS);
+    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_RESERVED_BIN, stream),
+              KV_FORMAT_RESERVED_TEXT);
+    // SDIF flavours and "unknown" are not paired: they pass through.
+    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_SDIF_HRM, stream), KV_FORMAT_SDIF_HRM);
+    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_UNKNOWN, stream), KV_FORMAT_UNKNOWN);
+
+    WriteFile(txt, Text(2000, '\x80'));
+    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_PICS, stream), KV_FORMAT_PICSBIN);
+    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_FMT);
+    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_RESERVED_TEXT, stream),
+              KV_FORMAT_RESERVED_BIN);
+
+    // Only the first byte counts; the extension beats the default.
+    std::string fmt = TempPath("probe.fmt");
+    std::string bytes = Text(1024, '1');
+    bytes[500] = '\xff';
+    WriteFile(fmt, bytes);
+    EXPECT_EQ(Kv2GetFileFormat(fmt.c_str(), KV_FORMAT_PICS, stream), KV_FORMAT_ADD);
+    std::string pics = TempPath("probe.PicsBin");
+    WriteFile(pics, Text(1500, '4'));
+    EXPECT_EQ(Kv2GetFileFormat(pics.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_PICS);
+}
+
+TEST(Kv2GetFileFormat, ShortOrMissingFilesAreUnknownWithAMessage) {
+    int stream = 3;
+    std::string small = TempPath("small.pics");
+    WriteFile(small, Text(500, '1'));
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2GetFileFormat(small.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_UNKNOWN);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Kv2: cannot read file " + small + " \n");
+    EXPECT_EQ(stream, 0);
+
+    std::string missing = TempPath("missing.add");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2GetFileFormat(missing.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_UNKNOWN);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Kv2: cannot open file " + missing + " \n");
+}
+
+// ---- Handles ----
+
+TEST(Kv2OpenFile, DashReadsStandardInputAndClosingLeavesItOpen) {
+    FILEIO* f = Kv2OpenFile("-", KV_READ, KV_FORMAT_PICS, -1, nullptr);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(f->file, stdin);
+    EXPECT_FALSE(f->ownsFile);
+    EXPECT_EQ(f->format, KV_FORMAT_PICS);
+    EXPECT_EQ(f->mode, KV_READ);
+    EXPECT_TRUE(FILEIOIsValid(f));
+    Kv2CloseFile(f);
+    EXPECT_NE(fcntl(fileno(stdin), F_GETFD), -1);
+
+    f = Kv2OpenFile("", KV_WRITE, KV_FORMAT_ADD, -1, nullptr);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(f->file, stdout);
+    Kv2CloseFile(f);
+    EXPECT_NE(fcntl(fileno(stdout), F_GETFD), -1);
+}
+
+TEST(Kv2OpenFile, ModeOutOfRangeStops) {
+    EXPECT_EQ(StopText([] { Kv2OpenFile("-", KV_NMODE, KV_FORMAT_PICS, -1, nullptr); }),
+              "LibSrc/Kv2Io.cpp:589: failed assertion `mode < KV_NMODE'\n");
+}
+
+TEST(Kv2OpenFile, FormatsBeyondThePeakFilesGiveNoHandle) {
+    std::string path = TempPath("any.add");
+    WriteFile(path, "1 0.0\n1 100 0.1 0\n");
+    EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_RESERVED_TEXT, -1, nullptr), nullptr);
+    EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_RESERVED_BIN, -1, nullptr), nullptr);
+    EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_UNKNOWN, -1, nullptr), nullptr);
+    EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, static_cast<KvFormat>(-1), -1, nullptr), nullptr);
+}
+
+TEST(Kv2OpenFile, AFileThatCannotBeOpenedGivesAnInvalidHandle) {
+    std::string missing = TempPath("no-such-dir/x.add");
+    FILEIO* f = Kv2OpenFile(missing.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr);
+    ASSERT_NE(f, nullptr);
+    EXPECT_EQ(f->file, nullptr);
+    EXPECT_FALSE(FILEIOIsValid(f));
+    PartialSet set;
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2OpenFile, PlainHandleQueries) {
+    FILEIO* f = OpenPlain("queries.add", "1 0.5\n3 100 0.1 0\n", KV_FORMAT_ADD);
+    ASSERT_NE(f, nullptr);
+    EXPECT_TRUE(FILEIOIsValid(f));
+    EXPECT_FALSE(Kv2IsSdif(f));
+    EXPECT_FALSE(Kv2IsSeekable(f));
+    EXPECT_EQ(Kv2GetNumStreams(f), 0);
+    EXPECT_EQ(Kv2GetFilePos(f), 0);
+    EXPECT_FALSE(Kv2IsEOF(f));
+    PartialSet set;
+    EXPECT_TRUE(Kv2ReadPartialSet(f, set));
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    EXPECT_TRUE(Kv2IsEOF(f));
+    EXPECT_EQ(Kv2GetFilePos(f), 18);
+    Kv2CloseFile(f);
+
+    EXPECT_FALSE(FILEIOIsValid(nullptr));
+    EXPECT_EQ(Kv2GetFilePos(nullptr), -1);
+    EXPECT_EQ(Kv2SdifGetFilePos(nullptr), -1);
+    Kv2CloseFile(nullptr);
+}
+
+TEST(Kv2OpenFile, WritingModesCreateTheFile) {
+    std::string path = TempPath("written.add");
+    FILEIO* f = Kv2OpenFile(path.c_str(), KV_WRITE, KV_FORMAT_ADD, -1, nullptr);
+    ASSERT_NE(f, nullptr);
+    ASSERT_NE(f->file, nullptr);
+    EXPECT_EQ(f->mode, KV_WRITE);
+    fputs("x", f->file);
+    Kv2CloseFile(f);
+    EXPECT_EQ(testsupport::ReadFile(path), "x");
+}
+
+// ---- Text partial sets ----
+
+TEST(Kv2ReadPartialSet2, TextLimitSkipsTheRestOfTheFrame) {
+    FILEIO* f = OpenPlain("limit.add",
+                          "3 0.5\n1 100 0.1 0.25\n2\t200 0.2 0.5\n3 300 0.3 1\n"
+                          "2 1.0\n4 400 0.4 0\n5 500 0.5 0\n",
+                          KV_FORMAT_ADD);
+    PartialSet set;
+    int stream = 9;
+    ASSERT_TRUE(Kv2ReadPartialSet2(f, set, stream, 2));
+    EXPECT_EQ(stream, 0);
+    EXPECT_DOUBLE_EQ(set.time, 0.5);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, 1);
+    EXPECT_FLOAT_EQ(set[0].freq, 100.0f);
+    EXPECT_FLOAT_EQ(set[0].amp, 0.1f);
+    EXPECT_FLOAT_EQ(set[0].phase, 0.25f);
+    EXPECT_EQ(set[0].state, PartialSet::ePartial);
+    EXPECT_EQ(set[1].id, 2);
+    EXPECT_FLOAT_EQ(set[1].freq, 200.0f);
+
+    ASSERT_TRUE(Kv2ReadPartialSet2(f, set, 2));
+    EXPECT_DOUBLE_EQ(set.time, 1.0);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, 4);
+    EXPECT_EQ(set[1].id, 5);
+    EXPECT_FALSE(Kv2ReadPartialSet2(f, set, 2));
+    EXPECT_EQ(set.size(), 0);
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPartialSet2, TextLimitsOfZeroOrLessMeanAll) {
+    std::string frame = "3 0.5\n1 100 0.1 0\n2 200 0.2 0\n3 300 0.3 0\n";
+    for (int limit : {0, -1, 3, 7}) {
+        FILEIO* f = OpenPlain("all.add", frame, KV_FORMAT_ADD);
+        PartialSet set;
+        ASSERT_TRUE(Kv2ReadPartialSet2(f, set, limit));
+        EXPECT_EQ(set.size(), 3) << limit;
+        Kv2CloseFile(f);
+    }
+}
+
+TEST(Kv2ReadPartialSet2, TextPrematureEndWarnsAndFails) {
+    FILEIO* f =
+        OpenPlain("short.add", "4 0.0\n1 100 0.1 0\n2 200 0.2 0\n3 300 0.3 0\n", KV_FORMAT_ADD);
+    PartialSet set;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Format(kPremature2, 3, 4));
+    EXPECT_EQ(set.size(), 3);
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPartialSet2, TextBadHeaderFailsQuietly) {
+    FILEIO* f = OpenPlain("bad.add", "x 0.0\n", KV_FORMAT_ADD);
+    PartialSet set;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPartialSet2, TextHugeCountWithLimitStopsSkippingAtTheEnd) {
+    FILEIO* f = OpenPlain("huge.add", "2000000000 0.0\n1 100 0.1 0\n", KV_FORMAT_ADD);
+    PartialSet set;
+    EXPECT_TRUE(Kv2ReadPartialSet2(f, set, 1));
+    EXPECT_EQ(set.size(), 1);
+    EXPECT_FALSE(Kv2ReadPartialSet2(f, set, 1));
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPartialSet2, PeakFormatsAreNotPartialSets) {
+    FILEIO* f = OpenPlain("peaks.pics", "0 1\n1 100 0.1 0\n", KV_FORMAT_PICS);
+    PartialSet set;
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    Kv2CloseFile(f);
+    EXPECT_FALSE(Kv2ReadPartialSet(nullptr, set));
+}
+
+// ---- Binary partial sets ----
+
+TEST(Kv2ReadPartialSet2, BinaryColumnsTruncatedCountAndRoundedIdents) {
+    std::string b;
+    PutNative(b, 0.75f);  // time
+    PutNative(b, 2.9f);   // count: 2 partials
+    for (float v : {-1.5f, 2.5f, 110.0f, 220.0f, 0.5f, 0.25f, 1.0f, -1.0f}) PutNative(b, v);
+    PutNative(b, 1.5f);  // the next record
+    PutNative(b, 0.0f);
+    FILEIO* f = OpenPlain("cols.fmt", b, KV_FORMAT_FMT);
+    PartialSet set;
+    int stream = 4;
+    ASSERT_TRUE(Kv2ReadPartialSet2(f, set, stream, 1));  // no limit on binary records
+    EXPECT_EQ(stream, 0);
+    EXPECT_DOUBLE_EQ(set.time, 0.75);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, -2);
+    EXPECT_EQ(set[1].id, 3);
+    EXPECT_FLOAT_EQ(set[0].freq, 110.0f);
+    EXPECT_FLOAT_EQ(set[1].freq, 220.0f);
+    EXPECT_FLOAT_EQ(set[0].amp, 0.5f);
+    EXPECT_FLOAT_EQ(set[1].amp, 0.25f);
+    EXPECT_FLOAT_EQ(set[0].phase, 1.0f);
+    EXPECT_FLOAT_EQ(set[1].phase, -1.0f);
+    EXPECT_EQ(set[1].state, PartialSet::ePartial);
+
+    ASSERT_TRUE(Kv2ReadPartialSet(f, set));  // count 0: an empty frame
+    EXPECT_DOUBLE_EQ(set.time, 1.5);
+    EXPECT_EQ(set.size(), 0);
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPartialSet2, BinaryRecordsSpanningManyReadChunks) {
+    const int n = 3000;
+    std::string b;
+    PutNative(b, 2.0f);
+    PutNative(b, static_cast<float>(n));
+    for (int col = 0; col < 4; ++col)
+        for (int i = 0; i < n; ++i) PutNative(b, static_cast<float>(col * 10000 + i + 1));
+    FILEIO* f = OpenPlain("chunks.fmt", b, KV_FORMAT_FMT);
+    PartialSet set;
+    ASSERT_TRUE(Kv2ReadPartialSet(f, set));
+    ASSERT_EQ(set.size(), n);
+    for (int i : {0, 1023, 1024, 2999}) {
+        EXPECT_EQ(set[i].id, i + 1);
+        EXPECT_FLOAT_EQ(set[i].freq, 10000.0f + i + 1);
+        EXPECT_FLOAT_EQ(set[i].amp, 20000.0f + i + 1);
+        EXPECT_FLOAT_EQ(set[i].phase, 30000.0f + i + 1);
+    }
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPartialSet2, BinaryCountAboveAMillionIsForeignByteOrder) {
+    std::string b;
+    PutNative(b, 0.0f);
+    PutNative(b, 1000001.0f);
+    FILEIO* f = OpenPlain("foreign.fmt", b, KV_FORMAT_FMT);
+    PartialSet set;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Exaggerated(1000001.0));
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPartialSet2, BinaryCountThatLiesGrowsOnlyWithTheData) {
+    // A million passes the sanity limit; the record then ends after two idents.
+    std::string b;
+    PutNative(b, 0.0f);
+    PutNative(b, 1000000.0f);
+    PutNative(b, 1.0f);
+    PutNative(b, 2.0f);
+    FILEIO* f = OpenPlain("liar.fmt", b, KV_FORMAT_FMT);
+    PartialSet set;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Format(kPremature2, 2, 1000000));
+    EXPECT_EQ(set.size(), 2);
+    EXPECT_LT(set.params().capacity(), 100000u);
+    Kv2CloseFile(f);
+
+    // All idents present, frequencies cut short.
+    b.clear();
+    PutNative(b, 0.0f);
+    PutNative(b, 3.0f);
+    for (float v : {1.0f, 2.0f, 3.0f, 100.0f}) PutNative(b, v);
+    f = OpenPlain("liar2.fmt", b, KV_FORMAT_FMT);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Format(kPremature2, 1, 3));
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPartialSet2, BinaryShortHeaderFailsQuietly) {
+    std::string b;
+    PutNative(b, 0.0f);
+    FILEIO* f = OpenPlain("head.fmt", b, KV_FORMAT_FMT);
+    PartialSet set;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    Kv2CloseFile(f);
+}
+
+// ---- Peaks ----
+
+TEST(Kv2ReadPeaksSet2, SampleRateMustBePositiveBeforeAnythingIsRead) {
+    FILEIO* f = OpenPlain("rate.pics", "44100 1\n1 100 0.1 0\n", KV_FORMAT_PICS);
+    PartialSet set;
+    for (float rate : {0.0f, -44100.0f}) {
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, -1, rate));
+        char expected[128];
+        snprintf(expected, sizeof expected,
+                 "KvIo error: Sample rate ommited or 0 (sampleRate = %f)\n", rate);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), expected);
+    }
+    EXPECT_EQ(Kv2GetFilePos(f), 0);
+    ASSERT_TRUE(Kv2ReadPeaksSet2(f, set, -1, 44100.0f));
+    EXPECT_DOUBLE_EQ(set.time, 1.0);
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPeaksSet2, TextLimitAndNextHeader) {
+    FILEIO* f = OpenPlain("limit.pics",
+                          "44100 3\n7 100 0.1 0.5\n8 200 0.2 0\n9 300 0.3 0\n"
+                          "22050 1\n5 50 0.5 0\n",
+                          KV_FORMAT_PICS);
+    PartialSet set;
+    ASSERT_TRUE(Kv2ReadPeaksSet2(f, set, 2, 22050.0f));
+    EXPECT_DOUBLE_EQ(set.time, 2.0);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, 7);
+    EXPECT_FLOAT_EQ(set[0].phase, 0.5f);
+    EXPECT_EQ(set[0].state, PartialSet::ePartial);
+    EXPECT_EQ(set[1].id, 8);
+    ASSERT_TRUE(Kv2ReadPeaksSet2(f, set, 2, 22050.0f));
+    EXPECT_DOUBLE_EQ(set.time, 1.0);
+    ASSERT_EQ(set.size(), 1);
+    EXPECT_EQ(set[0].id, 5);
+    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, 2, 22050.0f));
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPeaksSet2, TextPrematureEndAndEmptyFrames) {
+    FILEIO* f = OpenPlain("short.pics", "0 0\n100 3\n1 100 0.1 0\n", KV_FORMAT_PICS);
+    PartialSet set;
+    EXPECT_TRUE(Kv2ReadPeaksSet2(f, set, -1, 100.0f));  // count 0
+    EXPECT_EQ(set.size(), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, -1, 100.0f));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Format(kPremature, 1, 3));
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPeaksSet2, BinaryRoundsTheCountAndNumbersFromOne) {
+    std::string b;
+    PutNative(b, 88200.0f);  // position
+    PutNative(b, 2.5f);      // count: 3 peaks
+    for (float v : {100.0f, 200.0f, 300.0f, 0.1f, 0.2f, 0.3f, 1.0f, 2.0f, 3.0f}) PutNative(b, v);
+    FILEIO* f = OpenPlain("round.picsbin", b, KV_FORMAT_PICSBIN);
+    PartialSet set;
+    ASSERT_TRUE(Kv2ReadPeaksSet2(f, set, 1, 44100.0f));  // no limit on binary records
+    EXPECT_DOUBLE_EQ(set.time, 2.0);
+    ASSERT_EQ(set.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(set[i].id, i + 1);
+        EXPECT_FLOAT_EQ(set[i].freq, 100.0f * (i + 1));
+        EXPECT_FLOAT_EQ(set[i].amp, 0.1f * (i + 1));
+        EXPECT_FLOAT_EQ(set[i].phase, 1.0f * (i + 1));
+        EXPECT_EQ(set[i].state, PartialSet::ePartial);
+    }
+    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, 1, 44100.0f));
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPeaksSet2, BinaryExaggeratedAndLyingCounts) {
+    std::string b;
+    PutNative(b, 0.0f);
+    PutNative(b, 1000001.0f);
+    FILEIO* f = OpenPlain("foreign.picsbin", b, KV_FORMAT_PICSBIN);
+    PartialSet set;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, -1, 1.0f));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Exaggerated(1000001.0));
+    Kv2CloseFile(f);
+
+    b.clear();
+    PutNative(b, 0.0f);
+    PutNative(b, 1000000.0f);
+    PutNative(b, 440.0f);
+    f = OpenPlain("liar.picsbin", b, KV_FORMAT_PICSBIN);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, -1, 1.0f));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), Format(kPremature, 1, 1000000));
+    EXPECT_EQ(set.size(), 1);
+    Kv2CloseFile(f);
+}
+
+TEST(Kv2ReadPeaksSet2, PartialFormatsAreNotPeaks) {
+    FILEIO* f = OpenPlain("p.add", "1 0.0\n1 100 0.1 0\n", KV_FORMAT_ADD);
+    PartialSet set;
+    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, -1, 44100.0f));
+    Kv2CloseFile(f);
+}
+
+// ---- Debug printers ----
+
+namespace {
+std::string PrintedBy(void (*print)(FILE*, const PartialSet&, char*), const PartialSet& set) {
+    std::string path = TempPath("print.txt");
+    FILE* out = fopen(path.c_str(), "w");
+    print(out, set, const_cast<char*>("L"));
+    fclose(out);
+    return testsupport::ReadFile(path);
+}
+}  // namespace
+
+TEST(Kv2PrintPartial, ListsOnlyThePartialsAndPeaksRespectively) {
+    PartialSet set(0.5, 0);
+    set.addToSet(PartialSet::PartialParam(7, 100.0f, 0.25f, 0.5f, 0.0f, PartialSet::ePartial), 0);
+    set.addToSet(PartialSet::PartialParam(8, 200.0f, 0.5f, 1.0f, 0.0f, PartialSet::ePeak), 1);
+    set.addToSet(PartialSet::PartialParam(12, 1234.56f, 1.0f, -3.25f, 0.0f, PartialSet::eLast), 3);
+    char head[128];
+    snprintf(head, sizeof head, "\nL: Partials in Set %p  nb 2  time 0.500 size 4 \n",
+             static_cast<const void*>(&set));
+    EXPECT_EQ(PrintedBy(Kv2PrintPartial, set),
+              std::string(head) +
+                  "  0:  ident   7  freq     100.0 amp 0.250000 phase 0.5000 state   2\n"
+                  "  3:  ident  12  freq    1234.6 amp 1.000000 phase -3.2500 state   3\n");
+    snprintf(head, sizeof head, "\nL: Peaks in Set %p  nb 1  time 0.500 size 4 \n",
+             static_cast<const void*>(&set));
+    EXPECT_EQ(PrintedBy(Kv2PrintPeak, set),
+              std::string(head) +
+                  "  1:  ident   8  freq     200.0 amp 0.500000 phase 1.0000 state   1\n");
+}
+
+TEST(Kv2PrintPartial, ChordSetListsEveryValidEntry) {
+    ChordSet set(2.0, 0);
+    set.addToSet(ChordSet::PartialParam(3, 0.0f, 0.0f, 0.0f, ChordSet::eEnd), 0);
+    set.addToSet(ChordSet::PartialParam(4, 440.0f, 0.5f, 0.0f, ChordSet::eStart), 2);
+    std::string path = TempPath("chordprint.txt");
+    FILE* out = fopen(path.c_str(), "w");
+    Kv2PrintPartial(out, set, const_cast<char*>("C"));
+    fclose(out);
+    char head[128];
+    snprintf(head, sizeof head, "\nC: ChordPartials in Set %p  nb 2  time 2.000 size 3 \n",
+             static_cast<const void*>(&set));
+    EXPECT_EQ(testsupport::ReadFile(path),
+              std::string(head) +
+                  "  0:  ident   3  freq       0.0 amp 0.000000 phase 0.0000 state   3\n"
+                  "  2:  ident   4  freq     440.0 amp 0.500000 phase 0.0000 state   1\n");
+}
+
+// ---- Kv2File on plain files ----
+
+namespace {
+// One partial per frame (idents 1, 2, ...); *total receives the number of
+// frames written.
+std::string FramesAt(std::initializer_list<double> times, int* total = nullptr) {
+    std::string s;
+    int count = static_cast<int>(times.size());
+    char line[64];
+    int id = 1;
+    for (double t : times) {
+        snprintf(line, sizeof line, "1 %g\n%d 100 0.1 0\n", t, id++);
+        s += line;
+    }
+    // Pad past the 1024 bytes the content probe needs, with frames of no
+    // partials at a time no test keeps.
+    for (; s.size() < 1100; ++count) s += "0 99\n";
+    if (total) *total = count;
+    return s;
+}
+}  // namespace
+
+TEST(Kv2File, ReadFramesKeepsTimesWithinBothBoundsInclusive) {
+    std::string path = TempPath("frames.add");
+    WriteFile(path, FramesAt({0.5, 1.0, 1.5, 2.0, 2.5}));
+    Kv2File file;
+    ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_UNKNOWN, -1, nullptr));
+    ASSERT_NE(file.mHandle, nullptr);
+    EXPECT_EQ(file.mHandle->format, KV_FORMAT_ADD);
+    Kv2FrameSet<PartialSet> frames;
+    ASSERT_TRUE(file.ReadFrames(frames, -1, 1.0, 2.0));
+    ASSERT_EQ(frames.size(), 3u);
+    auto it = frames.begin();
+    EXPECT_DOUBLE_EQ(it->time, 1.0);
+    EXPECT_GE(it->PartialIndex(2), 0);
+    EXPECT_DOUBLE_EQ((++it)->time, 1.5);
+    EXPECT_DOUBLE_EQ((++it)->time, 2.0);
+    EXPECT_GE(it->PartialIndex(4), 0);
+}
+
+TEST(Kv2File, ReadFramesStreamAndUnboundedFilters) {
+    std::string path = TempPath("frames2.add");
+    int total = 0;
+    WriteFile(path, FramesAt({0.5, 1.0}, &total));
+    for (int stream : {-1, 0, 1}) {
+        Kv2File file;
+        ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr));
+        Kv2FrameSet<PartialSet> frames;
+        ASSERT_TRUE(file.ReadFrames(frames, stream, -1.0, -1.0));
+        EXPECT_EQ(frames.size(), stream == 1 ? 0u : static_cast<size_t>(total)) << stream;
+    }
+    Kv2File file;
+    ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr));
+    Kv2FrameSet<PartialSet> frames;
+    ASSERT_TRUE(file.ReadFrames(frames, -1, std::nan(""), -1.0));
+    EXPECT_EQ(frames.size(), 0u);
+}
+
+TEST(Kv2File, NoHandleReadsAsNoFrames) {
+    Kv2File file;
+    Kv2FrameSet<PartialSet> partials;
+    EXPECT_FALSE(file.ReadFrames(partials, -1, -1.0, -1.0));
+    EXPECT_TRUE(partials.empty());
+    Kv2FrameSet<ChordSet> chords;
+    EXPECT_TRUE(file.ReadFrames(chords, -1, -1.0, -1.0));
+    EXPECT_TRUE(chords.empty());
+}
+
+TEST(Kv2File, OpenOfAProbeFailureGivesNoHandle) {
+    std::string path = TempPath("tiny.add");
+    WriteFile(path, "1 0.0\n1 100 0.1 0\n");  // too short for the content probe
+    Kv2File file;
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(file.Open(path.c_str(), KV_READ, KV_FORMAT_UNKNOWN, -1, nullptr));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(file.mHandle, nullptr);
+}

@@ -96,6 +96,16 @@ TEST_F(Select, EmptySelectionAfterTheSeparatorSelectsEverything) {
     EXPECT_TRUE(SdifSelectTestIntMask(&sel->rowmask, 1000000));
 }
 
+TEST_F(Select, SplittingANameNeedsTheStartedLibrary) {
+    Sel sel;
+    EXPECT_DEATH(
+        {
+            gSdifInitialised = 0;
+            SdifGetFilenameAndSelection("x.sdif::#1", sel);
+        },
+        "failed assertion .gSdifInitialised && \"SDIF library not initialised!\".");
+}
+
 // ---- parsing ----
 
 TEST_F(Select, LeadingSignatureIsAFrameList) {
@@ -220,6 +230,19 @@ TEST_F(Select, MissingValuesAndMalformedRanges) {
                   "No separator after value '3'\n\n\n");
         EXPECT_EQ(ret, 0);
     }
+}
+
+TEST_F(Select, DoubleColonOnlyStartsTheExpression) {
+    Sel sel;
+    EXPECT_EQ(SdifParseSelection(sel, "::1TRC"), 1);
+    EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
+    Sel later;
+    int ret;
+    EXPECT_EQ(ParseErr(later, "#1::2", &ret),
+              "ERROR: SDIF selection: can't parse stream from '2'\n(recently read: '::'):\n"
+              "Unexpected symbol '::'\n\n\n");
+    EXPECT_EQ(ret, 0);
+    EXPECT_EQ(Ints(later->stream), std::vector<int>{1});
 }
 
 TEST_F(Select, ColumnNamesStopTheProgram) {

@@ -125,6 +125,25 @@ bool CheckChar(TypeInput& in, int got, int expected, const char* label) {
     return false;
 }
 
+/* The opening brace, alone: nothing may stand before it. */
+bool CheckOpeningBrace(TypeInput& in, int got, const char* word, const char* label) {
+    if (word[0] == '\0') return CheckChar(in, got, '{', label);
+    char text[_SdifStringLen];
+    std::snprintf(text, sizeof text, "%s : waiting for '{', read '%.900s'", label, word);
+    SDIF_ERROR(in.file, eSyntax, text);
+    return false;
+}
+
+/* Owns an SdifStringT for the length of a scope: the error callback may
+** unwind (the object layer turns reports into exceptions). */
+struct StringHolder {
+    SdifStringT* text;
+    StringHolder() : text(SdifStringNew()) {}
+    ~StringHolder() { SdifStringFree(text); }
+    StringHolder(const StringHolder&) = delete;
+    StringHolder& operator=(const StringHolder&) = delete;
+};
+
 /* A signature read whole: some characters, not ended by a reserved character
 ** or the end of the input. */
 bool CheckSignature(TypeInput& in, int last, SdifSignature sig, const char* label) {
@@ -170,8 +189,7 @@ void GetOneMatrixType(TypeInput& in) {
 
     char name[_SdifStringLen];
     last = in.Name(name);
-    if (last != '{' || name[0] != '\0') {
-        CheckChar(in, name[0] ? -1 : last, '{', "Matrix Type");
+    if (!CheckOpeningBrace(in, last, name, "Matrix Type")) {
         SkipToClosingBrace(in, last);
         type->ModifMode = eNoModif;
         return;
@@ -252,8 +270,7 @@ void GetOneFrameType(TypeInput& in) {
 
     char name[_SdifStringLen];
     last = in.Name(name);
-    if (last != '{' || name[0] != '\0') {
-        CheckChar(in, name[0] ? -1 : last, '{', "Frame Type");
+    if (!CheckOpeningBrace(in, last, name, "Frame Type")) {
         SkipToClosingBrace(in, last);
         type->ModifMode = eNoModif;
         return;
@@ -362,7 +379,7 @@ size_t SdifFGetAllType(SdifFileT* file, int verbose) {
     TypeInput in(file, stream);
     char name[_SdifStringLen];
     int last = in.Name(name);
-    CheckChar(in, name[0] ? -1 : last, '{', "Begin of Types declarations");
+    CheckOpeningBrace(in, last, name, "Begin of Types declarations");
     if (last != eEof) GetAllTypes(in);
     file->TypeDefPass = 1;
     return in.Count();
@@ -431,12 +448,11 @@ size_t SdifFReadAllType(SdifFileT* file) {
     if (header->NbMatrix > 0) {
         if (file->TypeDefPass) SDIF_ERROR(file, eOnlyOneChunk, "1TYP");
         for (SdifUInt4 m = 0; m < header->NbMatrix; ++m) {
-            SdifStringT* text = SdifStringNew();
-            if (!text) break;
-            size_t nbMatrix = SdifFReadTextMatrix(file, text);
-            if (nbMatrix > 0) SdifFGetAllTypefromSdifString(file, text);
-            SdifStringFree(text);
+            StringHolder holder;
+            if (!holder.text) break;
+            size_t nbMatrix = SdifFReadTextMatrix(file, holder.text);
             if (nbMatrix == 0) break;
+            SdifFGetAllTypefromSdifString(file, holder.text);
             nbBytes += nbMatrix;
         }
         file->TypeDefPass = 1;
@@ -458,15 +474,12 @@ size_t SdifFReadOneMatrixType(SdifFileT* file) { return SdifFGetOneMatrixType(fi
 size_t SdifFReadOneFrameType(SdifFileT* file) { return SdifFGetOneFrameType(file, 's'); }
 
 size_t SdifFWriteAllType(SdifFileT* file) {
-    SdifStringT* text = SdifStringNew();
-    if (!text) return 0;
-    SdifFAllMatrixTypeToSdifString(file, text);
-    SdifFAllFrameTypeToSdifString(file, text);
-    size_t nbBytes = 0;
-    if (text->SizeW > 0)
-        nbBytes = SdifFWriteTextFrameSdifString(file, k1TYP, kNoStreamID, -DBL_MAX, k1TYP, text);
-    SdifStringFree(text);
-    return nbBytes;
+    StringHolder holder;
+    if (!holder.text) return 0;
+    SdifFAllMatrixTypeToSdifString(file, holder.text);
+    SdifFAllFrameTypeToSdifString(file, holder.text);
+    if (holder.text->SizeW == 0) return 0;
+    return SdifFWriteTextFrameSdifString(file, k1TYP, kNoStreamID, -DBL_MAX, k1TYP, holder.text);
 }
 
 int SdifFAllMatrixTypeToSdifString(SdifFileT* file, SdifStringT* text) {

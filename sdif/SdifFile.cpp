@@ -162,8 +162,12 @@ SdifFileT* SdifTakeCodedPredefinedTypesfromString(SdifFileT* file) {
     if (!text) return file;
     if (!SdifStringAppend(text, SdifPredefinedTypesText()))
         std::fprintf(stderr, "CANNOT APPEND THE TYPE DEFINITION STRING !!!! \n");
+    /* freed on the way out even when a report unwinds through the parser */
+    struct Holder {
+        SdifStringT* text;
+        ~Holder() { SdifStringFree(text); }
+    } holder{text};
     SdifFGetAllTypefromSdifString(file, text);
-    SdifStringFree(text);
     return file;
 }
 

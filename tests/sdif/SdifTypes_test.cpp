@@ -434,6 +434,27 @@ TEST_F(SdifTypes, MalformedComponentsAreReportedAndReadingGoesOn) {
     EXPECT_NE(SdifFGetMatrixType(f, Sig("XTWO")), nullptr);
 }
 
+TEST_F(SdifTypes, DeclarationWithoutItsOpeningBraceIsSkipped) {
+    RecordReports rec;
+    TypesFile f;
+    f.Declare("1MTD XNEW abc {A, B}\n1MTD XTWO {C}\n1FTD XFRM ; {XTWO C;}\n1MTD XTRE {D}\n");
+    ASSERT_EQ((std::vector<int>{eSyntax, eSyntax}), RecordReports::Tags());
+    EXPECT_NE(RecordReports::Reports()[0].text.find(
+                  "--> Syntax error: Matrix Type : waiting for '{', read 'abc'\n"),
+              std::string::npos);
+    EXPECT_NE(RecordReports::Reports()[1].text.find(
+                  "--> Syntax error: Frame Type : waiting for '{', read ';'\n"),
+              std::string::npos);
+    SdifMatrixTypeT* xnew = SdifFGetMatrixType(f, Sig("XNEW"));
+    ASSERT_NE(xnew, nullptr);
+    EXPECT_EQ(0u, xnew->NbColumnDef);
+    ExpectColumns(SdifFGetMatrixType(f, Sig("XTWO")), "C", "XTWO");
+    ExpectColumns(SdifFGetMatrixType(f, Sig("XTRE")), "D", "XTRE");
+    SdifFrameTypeT* xfrm = SdifFGetFrameType(f, Sig("XFRM"));
+    ASSERT_NE(xfrm, nullptr);
+    EXPECT_EQ(0u, xfrm->NbComponent);
+}
+
 TEST_F(SdifTypes, WordOtherThanADeclarationKeywordIsASyntaxError) {
     RecordReports rec;
     TypesFile f;

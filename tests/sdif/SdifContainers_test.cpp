@@ -313,16 +313,7 @@ TEST_F(Containers, SignatureTableFindsAddsAndGrowsBySixteen) {
 
 // ---- string helpers ----
 
-TEST_F(Containers, StringHelpers) {
-    EXPECT_EQ(SdifStrLen("abc"), 3u);
-    EXPECT_EQ(SdifStrEq("abc", "abc"), 1);
-    EXPECT_EQ(SdifStrEq("abc", "abd"), 0);
-    EXPECT_LT(SdifStrCmp("abc", "abd"), 0);
-    EXPECT_EQ(SdifStrNCmp("abc", "abd", 2), 0);
-    char buf[4] = "xyz";
-    EXPECT_EQ(SdifStrNCpy(buf, "ab", 2), buf);
-    EXPECT_STREQ(buf, "abz");
-
+TEST_F(Containers, CreateStrNCpyCopiesExactlyNBytesAndKillStrRefusesNothing) {
     char* copy = SdifCreateStrNCpy("name", 5);
     EXPECT_STREQ(copy, "name");
     SdifKillStr(copy);

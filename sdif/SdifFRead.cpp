@@ -327,12 +327,8 @@ size_t SdifFReadOneRow(SdifFileT* file) {
     size_t got =
         ReadCellsInto(file, type, &row->Data.Void, &row->NbGranule, h->NbCol, &allocFailed);
     if (allocFailed) SdifFError(file, eAllocFail, "OneRow->Data allocation", kSrc, __LINE__);
+    /* After a short read (reported) only the cells that came count. */
     row->NbData = static_cast<SdifUInt4>(got);
-    if (got < h->NbCol) {
-        /* Cells beyond those read stay countable only as far as they fit. */
-        SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / CellBytes(row->DataType));
-        row->NbData = fit < h->NbCol ? fit : h->NbCol;
-    }
     return got * CellBytes(type);
 }
 

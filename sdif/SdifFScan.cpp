@@ -202,7 +202,7 @@ size_t SdifFScanOneRow(SdifFileT* file) {
         done += got;
         if (got < step) break;
     }
-    SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / CellBytes(row->DataType));
-    row->NbData = done == h->NbCol ? h->NbCol : (fit < h->NbCol ? fit : h->NbCol);
+    /* When the text ends early only the cells scanned count. */
+    row->NbData = static_cast<SdifUInt4>(done);
     return static_cast<size_t>(done);
 }

@@ -275,9 +275,15 @@ size_t SdifFReadMatrixHeader(SdifFileT* file) {
     if (!h) return 0;
     size_t nbBytes = 0;
     SdifSignature sig = 0;
-    SdiffReadSignature(&sig, file, &nbBytes);
+    int end = SdiffReadSignature(&sig, file, &nbBytes);
     h->Signature = sig;
-    if (sig == 0) return 0;
+    if (sig == 0) {
+        /* Matrices are read only where a frame announces one: the end of
+        ** the file here is a truncation, which the signature read keeps
+        ** quiet about. */
+        if (end == eEof) ReportShort(file, __LINE__);
+        return 0;
+    }
 
     SdifUInt4 words[3] = {eFloat4, 0, 0};
     size_t got = SdiffReadUInt4(words, 3, file);

@@ -599,3 +599,31 @@ TEST_F(FramesRead, TimePositionsKeepTheOrderTheyWereAddedIn) {
     EXPECT_EQ(SdifTimePositionLGetTail(list)->Pos, 696);
     SdifKillTimePositionL(list);
 }
+
+TEST_F(FramesRead, MatrixMissingAtTheEndOfAPipeIsAnEndOfFile) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 2);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 2);
+    PutF32(b, 1.0f);
+    PutF32(b, 2.0f);
+    b += "1T";  // the second matrix breaks off inside its signature
+    framestest::ChildRun run = framestest::RunChild(b, [] {
+        RecordReports rec;
+        AllowFatal fatal;
+        SdifFileT* f = SdifFOpen("-", eReadFile);
+        SdifFReadGeneralHeader(f);
+        SdifFReadAllASCIIChunks(f);
+        SdifFReadFrameHeader(f);
+        size_t first = SdifFReadMatrixHeader(f);
+        size_t data = SdifFReadMatrixData(f);
+        size_t second = SdifFReadMatrixHeader(f);
+        std::string text = std::to_string(first) + " " + std::to_string(data) + " " +
+                           std::to_string(second) + " " +
+                           std::to_string(RecordReports::Reports().size()) + " " +
+                           RecordReports::LastMessage();
+        SdifFClose(f);
+        return text;
+    });
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.result, "16 8 0 1 End of file : Sdiffread -1");
+}

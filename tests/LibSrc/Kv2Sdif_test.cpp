@@ -1,0 +1,724 @@
+#include "Kv2Sdif.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "TestSupport.h"
+#include "sdifexception.h"
+
+using namespace Kv2;
+using testsupport::DataPath;
+using testsupport::PutF32;
+using testsupport::PutF64;
+using testsupport::PutI32;
+using testsupport::PutSig;
+using testsupport::PutU32;
+using testsupport::TempPath;
+using testsupport::WriteFile;
+
+namespace {
+
+class Kv2SdifEnv : public testing::Environment {
+   public:
+    void SetUp() override { Kv2InitCond(); }
+};
+testing::Environment* const gEnv = testing::AddGlobalTestEnvironment(new Kv2SdifEnv);
+
+// ---- Hand-made SDIF files ----
+
+const uint32_t kFloat4 = 0x0004;
+const uint32_t kInt4 = 0x0104;
+const uint32_t kText = 0x0301;
+
+struct M {
+    const char* sig;
+    uint32_t type;
+    uint32_t rows, cols;
+    std::vector<double> values;  // row by row
+};
+
+std::string Header() {
+    std::string s;
+    PutSig(s, "SDIF");
+    PutI32(s, 8);
+    PutU32(s, 3);
+    PutU32(s, 1);
+    return s;
+}
+
+std::string MatrixBytes(const M& m) {
+    std::string s;
+    PutSig(s, m.sig);
+    PutU32(s, m.type);
+    PutU32(s, m.rows);
+    PutU32(s, m.cols);
+    size_t start = s.size();
+    for (double v : m.values) {
+        if (m.type == kFloat4) PutF32(s, static_cast<float>(v));
+        if (m.type == kInt4) PutI32(s, static_cast<int32_t>(v));
+        if (m.type == kText) s.push_back(static_cast<char>(v));
+    }
+    while ((s.size() - start) % 8) s.push_back(0);
+    return s;
+}
+
+std::string Frame(const char* sig, double time, uint32_t stream, const std::vector<M>& ms) {
+    std::string body;
+    for (const M& m : ms) body += MatrixBytes(m);
+    std::string s;
+    PutSig(s, sig);
+    PutU32(s, static_cast<uint32_t>(16 + body.size()));
+    PutF64(s, time);
+    PutU32(s, stream);
+    PutU32(s, static_cast<uint32_t>(ms.size()));
+    return s + body;
+}
+
+// The 1TYP chunk that lets a chord frame carry its 1TRC matrix.
+std::string ChordTypes() {
+    std::string text = "1FTD 1MRK\n{\n1TRC chord_seq_partials;\n}\n";
+    M m{"1TYP", kText, static_cast<uint32_t>(text.size()), 1, {}};
+    for (char c : text) m.values.push_back(c);
+    return Frame("1TYP", 0.0, 0, {m});
+}
+
+// n rows of a 1TRC/1HRM matrix: index, frequency, amplitude, phase.
+M Partials(const char* sig, std::initializer_list<int> indices) {
+    M m{sig, kFloat4, static_cast<uint32_t>(indices.size()), 4, {}};
+    for (int k : indices) {
+        m.values.push_back(k);
+        m.values.push_back(100.0 * k);
+        m.values.push_back(0.01 * k);
+        m.values.push_back(0.1 * k);
+    }
+    return m;
+}
+
+M Indices(const char* sig, std::initializer_list<int> indices) {
+    M m{sig, kInt4, static_cast<uint32_t>(indices.size()), 1, {}};
+    for (int k : indices) m.values.push_back(k);
+    return m;
+}
+
+std::string Save(const std::string& name, const std::string& bytes) {
+    std::string path = TempPath(name);
+    WriteFile(path, bytes);
+    return path;
+}
+
+// ---- An independent reader of the analysis files of tests/data ----
+
+uint32_t U32(const std::string& b, size_t at) {
+    return (uint32_t(uint8_t(b[at])) << 24) | (uint32_t(uint8_t(b[at + 1])) << 16) |
+           (uint32_t(uint8_t(b[at + 2])) << 8) | uint32_t(uint8_t(b[at + 3]));
+}
+float F32(const std::string& b, size_t at) {
+    uint32_t u = U32(b, at);
+    float f;
+    memcpy(&f, &u, 4);
+    return f;
+}
+double F64(const std::string& b, size_t at) {
+    uint64_t u = (uint64_t(U32(b, at)) << 32) | U32(b, at + 4);
+    double d;
+    memcpy(&d, &u, 8);
+    return d;
+}
+
+struct RefFrame {
+    double time;
+    uint32_t stream;
+    std::vector<std::array<float, 4>> rows;
+};
+
+// Frames of one Float4 1TRC matrix each, no ASCII chunks (what hetro writes).
+std::vector<RefFrame> ParseTrcFile(const std::string& path) {
+    std::string b = testsupport::ReadFile(path);
+    std::vector<RefFrame> frames;
+    size_t pos = 16;
+    while (pos + 24 <= b.size()) {
+        RefFrame f;
+        uint32_t size = U32(b, pos + 4);
+        f.time = F64(b, pos + 8);
+        f.stream = U32(b, pos + 16);
+        size_t m = pos + 24;
+        uint32_t rows = U32(b, m + 8), cols = U32(b, m + 12);
+        for (uint32_t r = 0; r < rows; ++r) {
+            std::array<float, 4> row;
+            for (int c = 0; c < 4; ++c) row[c] = F32(b, m + 16 + 4 * (r * cols + c));
+            f.rows.push_back(row);
+        }
+        frames.push_back(f);
+        pos += 8 + size;
+    }
+    return frames;
+}
+
+struct Handle {
+    FILEIO* f;
+    explicit Handle(FILEIO* h) : f(h) {}
+    ~Handle() { Kv2CloseFile(f); }
+};
+
+}  // namespace
+
+// ---- Format probe ----
+
+TEST(Kv2SdifGetFileFormat, AnalysisFilesArePartialTracks) {
+    for (const char* name : {"saw-s0.sdif", "chord-s0.sdif", "sweep-s0.sdif"}) {
+        int stream = 0;
+        EXPECT_EQ(Kv2SdifGetFileFormat(DataPath(name).c_str(), stream), KV_FORMAT_SDIF_TRC);
+        EXPECT_EQ(stream, 0);
+        stream = 5;
+        EXPECT_EQ(Kv2GetFileFormat(DataPath(name).c_str(), KV_FORMAT_ADD, stream),
+                  KV_FORMAT_SDIF_TRC);
+        EXPECT_EQ(stream, 0);
+    }
+}
+
+TEST(Kv2SdifGetFileFormat, OnlyTheStreamAskedForCounts) {
+    std::string tone = DataPath("tone-s1.sdif");
+    int stream = -1;
+    EXPECT_EQ(Kv2SdifGetFileFormat(tone.c_str(), stream), KV_FORMAT_SDIF_TRC);
+    EXPECT_EQ(stream, 1);
+    stream = 1;
+    EXPECT_EQ(Kv2SdifGetFileFormat(tone.c_str(), stream), KV_FORMAT_SDIF_TRC);
+    stream = 2;
+    EXPECT_EQ(Kv2SdifGetFileFormat(DataPath("saw-s0.sdif").c_str(), stream), KV_FORMAT_UNKNOWN);
+
+    // The general probe looks at stream 0 only, whatever the name selects.
+    EXPECT_EQ(Kv2GetFileFormat(tone.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_UNKNOWN);
+    EXPECT_EQ(stream, 0);
+    EXPECT_EQ(Kv2GetFileFormat((tone + "::#1").c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_UNKNOWN);
+    Kv2File file;
+    EXPECT_FALSE(file.Open(tone.c_str(), KV_READ, KV_FORMAT_UNKNOWN, -1, nullptr));
+}
+
+TEST(Kv2SdifGetFileFormat, FirstDecidingFrameWins) {
+    std::string gain = Frame("1GAI", 0.0, 0, {{"1GAI", kFloat4, 1, 1, {0.5}}});
+    std::string hrm = Frame("1HRM", 0.1, 3, {Partials("1HRM", {1, 2})});
+    std::string trc = Frame("1TRC", 0.2, 0, {Partials("1TRC", {1})});
+    std::string pic = Frame("1PIC", 0.0, 0, {{"1PIC", kFloat4, 1, 4, {100, 0.5, 0, 1}}});
+    std::string endOnly = Frame("1MRK", 0.0, 0, {Indices("1END", {1})});
+    std::string chord = Frame("1MRK", 0.1, 0, {Indices("1BEG", {1}), Partials("1TRC", {1})});
+    struct Case {
+        std::string bytes;
+        int stream;
+        KvFormat format;
+        int streamAfter;
+    } cases[] = {
+        {Header() + gain + hrm + trc, -1, KV_FORMAT_SDIF_HRM, 3},
+        {Header() + gain + hrm + trc, 0, KV_FORMAT_SDIF_TRC, 0},
+        {Header() + pic + trc, -1, KV_FORMAT_SDIF_PIC, 0},
+        {Header() + ChordTypes() + endOnly + chord, -1, KV_FORMAT_SDIF_CHORDSEQ, 0},
+        {Header() + ChordTypes() + endOnly + trc, -1, KV_FORMAT_SDIF_TRC, 0},
+        {Header() + gain, -1, KV_FORMAT_UNKNOWN, 0},
+        {Header(), -1, KV_FORMAT_UNKNOWN, -1},
+    };
+    int i = 0;
+    for (const Case& c : cases) {
+        std::string path = Save("probe" + std::to_string(i++) + ".sdif", c.bytes);
+        int stream = c.stream;
+        EXPECT_EQ(Kv2SdifGetFileFormat(path.c_str(), stream), c.format) << i;
+        EXPECT_EQ(stream, c.streamAfter) << i;
+    }
+}
+
+TEST(Kv2SdifGetFileFormat, UnopenableFileIsUnknownWithAMessage) {
+    std::string missing = TempPath("missing.sdif");
+    int stream = 0;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifGetFileFormat(missing.c_str(), stream), KV_FORMAT_UNKNOWN);
+    std::string err = testing::internal::GetCapturedStderr();
+    std::string message = "Kv2: cannot open file " + missing + " \n";
+    ASSERT_GE(err.size(), message.size());
+    EXPECT_EQ(err.substr(err.size() - message.size()), message);
+}
+
+// ---- Opening ----
+
+TEST(Kv2SdifOpenRead, NameSelectionsNarrowOrContradictTheFormats) {
+    std::string saw = DataPath("saw-s0.sdif");
+    testing::internal::CaptureStderr();
+    FILEIO* narrowed = Kv2SdifOpenRead((saw + "::/1TRC").c_str(), KV_FORMAT_SDIF_TRC, -1);
+    FILEIO* framed = Kv2SdifOpenRead((saw + "::1TRC").c_str(), KV_FORMAT_SDIF_TRC, -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    ASSERT_NE(narrowed, nullptr);
+    ASSERT_NE(framed, nullptr);
+    EXPECT_EQ(narrowed->format, KV_FORMAT_SDIF_TRC);
+    EXPECT_EQ(narrowed->mode, KV_READ);
+    Kv2CloseFile(narrowed);
+    Kv2CloseFile(framed);
+
+    std::string wrongMatrix = saw + "::/1HRM";
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifOpenRead(wrongMatrix.c_str(), KV_FORMAT_SDIF_TRC, -1), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Kv2::OpenFile::ERROR:: invalid matrix selection in file " + wrongMatrix + "\n");
+
+    std::string wrongFrame = saw + "::1HRM";
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2OpenFile(wrongFrame.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Kv2::OpenFile::ERROR:: invalid frame selection in file " + wrongFrame + "\n");
+
+    // A chord sequence needs all three of its matrices; its frame selection is
+    // not touched by a matrix selection.
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifOpenRead(wrongMatrix.c_str(), KV_FORMAT_SDIF_CHORDSEQ, -1), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Kv2::OpenFile::ERROR:: invalid matrix selection in file " + wrongMatrix + "\n");
+    // Both wrong: both messages.
+    std::string bothWrong = saw + "::1HRM/1HRM";
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifOpenRead(bothWrong.c_str(), KV_FORMAT_SDIF_TRC, -1), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Kv2::OpenFile::ERROR:: invalid matrix selection in file " + bothWrong + "\n" +
+                  "Kv2::OpenFile::ERROR:: invalid frame selection in file " + bothWrong + "\n");
+    Handle chord(Kv2SdifOpenRead(saw.c_str(), KV_FORMAT_SDIF_CHORDSEQ, -1));
+    EXPECT_NE(chord.f, nullptr);
+}
+
+TEST(Kv2SdifOpenRead, MissingFileGivesNoHandle) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifOpenRead(TempPath("none.sdif").c_str(), KV_FORMAT_SDIF_TRC, -1), nullptr);
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(Kv2SdifOpenRead, HandleQueries) {
+    Handle h(
+        Kv2OpenFile(DataPath("tone-s1.sdif").c_str(), KV_READ, KV_FORMAT_SDIF_TRC, 1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    EXPECT_TRUE(FILEIOIsValid(h.f));
+    EXPECT_TRUE(Kv2IsSdif(h.f));
+    EXPECT_EQ(h.f->file, nullptr);
+    EXPECT_TRUE(Kv2IsSeekable(h.f));
+    EXPECT_EQ(Kv2GetNumStreams(h.f), 1);
+    EXPECT_FALSE(Kv2IsEOF(h.f));
+    long start = Kv2GetFilePos(h.f);
+    EXPECT_EQ(start, Kv2SdifGetFilePos(h.f));
+    EXPECT_GT(start, 0);
+    PartialSet set;
+    int stream = -1;
+    ASSERT_TRUE(Kv2ReadPartialSet2(h.f, set, stream, -1));
+    EXPECT_EQ(stream, 1);
+    EXPECT_GT(Kv2GetFilePos(h.f), start);
+}
+
+// ---- Partial frames ----
+
+TEST(Kv2SdifReadFrame, AnalysisFilesReadRowForRowWithStableIdents) {
+    for (const char* name : {"saw-s0.sdif", "sweep-s0.sdif", "tone-s1.sdif"}) {
+        SCOPED_TRACE(name);
+        std::vector<RefFrame> ref = ParseTrcFile(DataPath(name));
+        ASSERT_FALSE(ref.empty());
+        Handle h(Kv2OpenFile(DataPath(name).c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+        ASSERT_NE(h.f, nullptr);
+        int before = StaticIdent::maxIdent;
+        std::map<int, int> identOf;  // SDIF index -> ident
+        PartialSet set;
+        for (const RefFrame& r : ref) {
+            ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), static_cast<int>(r.stream));
+            EXPECT_EQ(set.time, r.time);
+            ASSERT_EQ(set.size(), static_cast<int>(r.rows.size()));
+            for (size_t i = 0; i < r.rows.size(); ++i) {
+                const auto& p = set[static_cast<int>(i)];
+                int index = static_cast<int>(r.rows[i][0]);
+                auto known = identOf.emplace(index, p.id);
+                EXPECT_EQ(p.id, known.first->second) << "index " << index;
+                EXPECT_EQ(p.freq, r.rows[i][1]);
+                EXPECT_EQ(p.amp, r.rows[i][2]);
+                EXPECT_EQ(p.phase, r.rows[i][3]);
+                EXPECT_EQ(p.state, PartialSet::ePartial);
+            }
+        }
+        // Every index present in every frame: one ident each, all new.
+        std::set<int> idents;
+        for (auto& kv : identOf) idents.insert(kv.second);
+        EXPECT_EQ(idents.size(), identOf.size());
+        EXPECT_GT(*idents.begin(), before);
+        EXPECT_EQ(StaticIdent::maxIdent, before + static_cast<int>(identOf.size()));
+        EXPECT_EQ(Kv2SdifReadFrame(h.f, set, -1), -1);
+        EXPECT_TRUE(Kv2IsEOF(h.f));
+        EXPECT_EQ(Kv2SdifReadFrame(h.f, set, -1), -1);
+    }
+}
+
+TEST(Kv2SdifReadFrame, AnIndexBackAfterAGapIsANewTrack) {
+    std::string path =
+        Save("gap.sdif", Header() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {5, 6})}) +
+                             Frame("1TRC", 0.1, 0, {Partials("1TRC", {6, 5})}) +
+                             Frame("1TRC", 0.2, 0, {Partials("1TRC", {6})}) +
+                             Frame("1TRC", 0.3, 0, {Partials("1TRC", {5, 6})}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    StaticIdent::maxIdent = 1000;
+    PartialSet set;
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, 1001);
+    EXPECT_EQ(set[1].id, 1002);
+    EXPECT_FLOAT_EQ(set[0].freq, 500.0f);
+    EXPECT_FLOAT_EQ(set[0].amp, 0.05f);
+    EXPECT_FLOAT_EQ(set[0].phase, 0.5f);
+    EXPECT_DOUBLE_EQ(set.time, 0.0);
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    EXPECT_EQ(set[0].id, 1002);  // index 6, now in row 0
+    EXPECT_EQ(set[1].id, 1001);
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    ASSERT_EQ(set.size(), 1);
+    EXPECT_EQ(set[0].id, 1002);
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    EXPECT_EQ(set[0].id, 1003);  // index 5 after its gap
+    EXPECT_EQ(set[1].id, 1002);
+    EXPECT_DOUBLE_EQ(set.time, 0.3);
+}
+
+TEST(Kv2SdifReadFrame, MaxPartialsLimitsTheRows) {
+    std::string frame = Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10})});
+    std::string path = Save("ten.sdif", Header() + frame + frame + frame + frame);
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    PartialSet set;
+    for (int limit : {3, 0, -1, 12}) {
+        ASSERT_EQ(Kv2SdifReadFrame(h.f, set, limit), 0);
+        EXPECT_EQ(set.size(), limit == 3 ? 3 : limit == 0 ? 0 : 10) << limit;
+    }
+}
+
+TEST(Kv2SdifReadFrame, HarmonicIdentsAreTheIndicesThemselves) {
+    std::string path =
+        Save("hrm.sdif", Header() + Frame("1HRM", 0.5, 2, {Partials("1HRM", {3, 1})}) +
+                             Frame("1HRM", 0.6, 2, {Partials("1HRM", {3})}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_HRM, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    StaticIdent::maxIdent = 1000;
+    PartialSet set;
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 2);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, 3);
+    EXPECT_EQ(set[1].id, 1);
+    EXPECT_FLOAT_EQ(set[1].freq, 100.0f);
+    EXPECT_EQ(set[1].state, PartialSet::ePartial);
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 2);
+    EXPECT_EQ(set[0].id, 3);
+    EXPECT_EQ(StaticIdent::maxIdent, 1000);
+}
+
+TEST(Kv2SdifReadFrame, PeaksAreNumberedByRow) {
+    M peaks{"1PIC", kFloat4, 3, 4, {440, 0.5, 0.25, 1, 880, 0.25, -0.5, 1, 1320, 0.125, 1, 1}};
+    std::string path = Save("pic.sdif", Header() + Frame("1PIC", 1.5, 0, {peaks}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_PIC, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    PartialSet set;
+    ASSERT_TRUE(Kv2ReadPeaksSet2(h.f, set, -1, 44100.0f));
+    EXPECT_DOUBLE_EQ(set.time, 1.5);  // the sample rate plays no part here
+    ASSERT_EQ(set.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(set[i].id, i);
+        EXPECT_EQ(set[i].state, PartialSet::ePeak);
+        EXPECT_FLOAT_EQ(set[i].freq, 440.0f * (i + 1));
+    }
+    EXPECT_FLOAT_EQ(set[1].amp, 0.25f);
+    EXPECT_FLOAT_EQ(set[1].phase, -0.5f);
+}
+
+TEST(Kv2SdifReadFrame, AFrameWithoutSelectedMatrixHasNoRows) {
+    // A 1TRC frame carrying only a 1HRM matrix, which the format deselects.
+    std::string path =
+        Save("nomatrix.sdif", Header() + Frame("1TRC", 0.0, 0, {Partials("1HRM", {1})}) +
+                                  Frame("1TRC", 0.1, 0, {Partials("1TRC", {1})}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    PartialSet set;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    testing::internal::GetCapturedStderr();  // the library notes the foreign matrix
+    EXPECT_EQ(set.size(), 0);
+    EXPECT_DOUBLE_EQ(set.time, 0.0);
+    EXPECT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    EXPECT_EQ(set.size(), 1);
+}
+
+TEST(Kv2SdifReadFrame, TruncatedFileRaisesTheObjectLayersError) {
+    std::string whole = Header() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2, 3})}) +
+                        Frame("1TRC", 0.1, 0, {Partials("1TRC", {1, 2, 3})});
+    std::string path = Save("cut.sdif", whole.substr(0, whole.size() - 20));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    PartialSet set;
+    EXPECT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(Kv2SdifReadFrame(h.f, set, -1), Ondel::SDIFException);
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(Kv2SdifReadFrame, NullHandlesAndPlainHandlesReadNothing) {
+    PartialSet set;
+    ChordSet chord;
+    EXPECT_EQ(Kv2SdifReadFrame(nullptr, set, -1), -1);
+    EXPECT_EQ(Kv2SdifReadFrame(nullptr, chord, -1), -1);
+    FILEIO plain;
+    EXPECT_EQ(Kv2SdifReadFrame(&plain, set, -1), -1);
+    EXPECT_FALSE(Kv2ReadChordSet(&plain, chord));
+    int stream = 5;
+    EXPECT_FALSE(Kv2ReadChordSet2(&plain, chord, stream, -1));
+    EXPECT_EQ(stream, 0);
+}
+
+// ---- Filling sets from frames ----
+
+TEST(Kv2SdifReadMatrix, SeveralMatricesWarnAndTheFirstIsTaken) {
+    Ondel::SDIFFrame frame;
+    Ondel::SDIFMatrix first("1TRC", 2, 4, eFloat4);
+    first.Set(0, 0, 7);
+    first.Set(0, 1, 300.0);
+    Ondel::SDIFMatrix second("1TRC", 5, 4, eFloat4);
+    frame.AddMatrix(first);
+    frame.AddMatrix(second);
+    const std::string warning =
+        "Kv2SdifReadMatrix::warning more than a single matrix selected in SDIF Frame, we'll take "
+        "the first one\n";
+    ASSERT_EQ(warning.size(), 102u);
+
+    PartialSet set;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifReadMatrix(frame, set, -1, KV_FORMAT_SDIF_HRM, nullptr), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), warning);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, 7);
+    EXPECT_FLOAT_EQ(set[0].freq, 300.0f);
+
+    ChordSet chord;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifReadMatrix(frame, chord, KV_FORMAT_SDIF_TRC, nullptr), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), warning);
+    EXPECT_EQ(chord.size(), 0);
+
+    PartialSet untouched;
+    EXPECT_EQ(Kv2SdifReadMatrix(frame, untouched, -1, KV_FORMAT_SDIF_CHORDSEQ, nullptr), 0);
+    EXPECT_EQ(untouched.size(), 0);
+}
+
+TEST(Kv2SdifReadMatrix, OtherCellTypesAndNarrowMatrices) {
+    // Double cells take the typed path, integer cells the converting one.
+    Ondel::SDIFFrame wide;
+    Ondel::SDIFMatrix d("1TRC", 1, 4, eFloat8);
+    d.Set(0, 0, 2.9);
+    d.Set(0, 1, 123.5);
+    wide.AddMatrix(d);
+    PartialSet set;
+    Kv2SdifReadMatrix(wide, set, -1, KV_FORMAT_SDIF_HRM, nullptr);
+    ASSERT_EQ(set.size(), 1);
+    EXPECT_EQ(set[0].id, 2);
+    EXPECT_FLOAT_EQ(set[0].freq, 123.5f);
+
+    Ondel::SDIFFrame ints;
+    Ondel::SDIFMatrix i4("1PIC", 1, 3, eInt4);
+    i4.Set(0, 0, 440);
+    ints.AddMatrix(i4);
+    Kv2SdifReadMatrix(ints, set, -1, KV_FORMAT_SDIF_PIC, nullptr);
+    ASSERT_EQ(set.size(), 1);
+    EXPECT_FLOAT_EQ(set[0].freq, 440.0f);
+
+    // Too few columns for a track: the object layer's range error.
+    Ondel::SDIFFrame narrow;
+    narrow.AddMatrix(Ondel::SDIFMatrix("1TRC", 2, 3, eFloat4));
+    PartialSet other;
+    EXPECT_THROW(Kv2SdifReadMatrix(narrow, other, -1, KV_FORMAT_SDIF_HRM, nullptr),
+                 Ondel::SDIFArrayPosition);
+}
+
+// ---- Chord sequences ----
+
+namespace {
+std::string ChordFile(const std::vector<std::string>& frames) {
+    std::string s = Header() + ChordTypes();
+    for (const std::string& f : frames) s += f;
+    return s;
+}
+std::string Begin(double t, std::initializer_list<int> indices) {
+    return Frame("1MRK", t, 0, {Indices("1BEG", indices), Partials("1TRC", indices)});
+}
+std::string End(double t, std::initializer_list<int> indices) {
+    return Frame("1MRK", t, 0, {Indices("1END", indices)});
+}
+
+// The entry with ident id, or null.
+const ChordSet::PartialParam* Entry(const ChordSet& set, int id) {
+    int i = set.PartialIndex(id);
+    return i < 0 ? nullptr : &set[i];
+}
+}  // namespace
+
+TEST(Kv2SdifReadChord, StartsSustainsAndEnds) {
+    std::string path =
+        Save("chord.sdif",
+             ChordFile({Begin(0.0, {1, 2}), Begin(0.5, {3}),
+                        Frame("1MRK", 1.0, 0,
+                              {Indices("1END", {1}), Indices("1BEG", {4}), Partials("1TRC", {4})}),
+                        End(1.5, {2, 3, 4})}));
+    int stream = -1;
+    ASSERT_EQ(Kv2SdifGetFileFormat(path.c_str(), stream), KV_FORMAT_SDIF_CHORDSEQ);
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    StaticIdent::maxIdent = 1000;
+    ChordSet set;
+    testing::internal::CaptureStderr();
+
+    ASSERT_TRUE(Kv2ReadChordSet2(h.f, set, stream, -1));
+    EXPECT_EQ(stream, 0);
+    EXPECT_DOUBLE_EQ(set.time, 0.0);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, 1001);
+    EXPECT_EQ(set[0].state, ChordSet::eStart);
+    EXPECT_FLOAT_EQ(set[0].freq, 100.0f);
+    EXPECT_FLOAT_EQ(set[0].amp, 0.01f);
+    EXPECT_FLOAT_EQ(set[0].phase, 0.1f);
+    EXPECT_EQ(set[1].id, 1002);
+    EXPECT_FLOAT_EQ(set[1].freq, 200.0f);
+
+    // Index 3 begins; 1 and 2 sound on, without values.
+    ASSERT_TRUE(Kv2ReadChordSet2(h.f, set, -1));
+    EXPECT_DOUBLE_EQ(set.time, 0.5);
+    ASSERT_EQ(set.size(), 3);
+    EXPECT_EQ(set[0].id, 1003);
+    EXPECT_EQ(set[0].state, ChordSet::eStart);
+    for (int id : {1001, 1002}) {
+        const ChordSet::PartialParam* p = Entry(set, id);
+        ASSERT_NE(p, nullptr) << id;
+        EXPECT_EQ(p->state, ChordSet::eCont);
+        EXPECT_EQ(p->freq, 0.0f);
+        EXPECT_EQ(p->amp, 0.0f);
+    }
+
+    // Ends come first, then beginnings, then what sounds on.
+    ASSERT_TRUE(Kv2ReadChordSet(h.f, set));
+    ASSERT_EQ(set.size(), 4);
+    EXPECT_EQ(set[0].id, 1001);
+    EXPECT_EQ(set[0].state, ChordSet::eEnd);
+    EXPECT_EQ(set[0].freq, 0.0f);
+    EXPECT_EQ(set[1].id, 1004);
+    EXPECT_EQ(set[1].state, ChordSet::eStart);
+    EXPECT_FLOAT_EQ(set[1].freq, 400.0f);
+    EXPECT_EQ(Entry(set, 1002)->state, ChordSet::eCont);
+    EXPECT_EQ(Entry(set, 1003)->state, ChordSet::eCont);
+
+    ASSERT_TRUE(Kv2ReadChordSet(h.f, set));
+    ASSERT_EQ(set.size(), 3);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(set[i].id, 1002 + i);
+        EXPECT_EQ(set[i].state, ChordSet::eEnd);
+    }
+    EXPECT_FALSE(Kv2ReadChordSet(h.f, set));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(StaticIdent::maxIdent, 1004);
+}
+
+TEST(Kv2SdifReadChord, EndWithoutBeginningIsAnError) {
+    std::string path = Save("chordend.sdif", ChordFile({Begin(0.0, {1}), End(0.5, {4})}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    ChordSet set;
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Kv2SdifReadFrame(h.f, set, -1), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Kv2 Error:reading inconsistent chordset, cannot end 4 \n ");
+}
+
+TEST(Kv2SdifReadChord, SecondBeginningOfAnOpenIndexIsAnError) {
+    std::string path =
+        Save("chordtwice.sdif", ChordFile({Begin(0.0, {4}), Begin(0.5, {4}), End(1.0, {4})}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    ChordSet set;
+    int stream = 0;
+    ASSERT_TRUE(Kv2ReadChordSet2(h.f, set, stream, -1));
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(Kv2ReadChordSet2(h.f, set, stream, -1));
+    EXPECT_EQ(stream, -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "Kv2 Error:reading inconsistent chordset, id 4 exists \n ");
+    // The map still holds index 4: its end reads normally.
+    ASSERT_TRUE(Kv2ReadChordSet2(h.f, set, stream, -1));
+    ASSERT_EQ(set.size(), 1);
+    EXPECT_EQ(set[0].state, ChordSet::eEnd);
+}
+
+TEST(Kv2SdifReadChord, BeginsWithoutMatchingPartialsContributeNothing) {
+    std::string mismatch =
+        Frame("1MRK", 0.5, 0,
+              {Indices("1END", {1}), Indices("1BEG", {5, 6}), Partials("1TRC", {5, 6, 7})});
+    std::string path = Save("chordmismatch.sdif", ChordFile({Begin(0.0, {1, 2}), mismatch}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    StaticIdent::maxIdent = 1000;
+    ChordSet set;
+    ASSERT_TRUE(Kv2ReadChordSet(h.f, set));
+    ASSERT_TRUE(Kv2ReadChordSet(h.f, set));
+    EXPECT_DOUBLE_EQ(set.time, 0.5);
+    ASSERT_EQ(set.size(), 2);  // not even the end of index 1
+    EXPECT_EQ(Entry(set, 1001)->state, ChordSet::eCont);
+    EXPECT_EQ(Entry(set, 1002)->state, ChordSet::eCont);
+}
+
+TEST(Kv2SdifReadChord, ChordFilesReadIntoFrameLists) {
+    std::string path =
+        Save("chordlist.sdif", ChordFile({Begin(0.0, {1}), Begin(0.5, {2}), End(1.0, {1, 2})}));
+    Kv2File file;
+    ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    Kv2FrameSet<ChordSet> frames;
+    ASSERT_TRUE(file.ReadFrames(frames, -1, 0.5, -1.0));
+    ASSERT_EQ(frames.size(), 2u);
+    EXPECT_DOUBLE_EQ(frames.front().time, 0.5);
+    EXPECT_EQ(frames.front().numStart(), 1);
+    EXPECT_EQ(frames.back().numEnd(), 2);
+}
+
+// ---- Streams and times ----
+
+TEST(Kv2SdifSelectAllStreams, SelectsTheStreamsOfTheFirstReferenceTime) {
+    std::string one = Frame("1TRC", 0.0, 2, {Partials("1TRC", {1})});
+    std::string path =
+        Save("streams.sdif", Header() + Frame("1TRC", -1.0, 8, {Partials("1TRC", {1})}) + one +
+                                 Frame("1TRC", 0.0, 5, {Partials("1TRC", {1})}) +
+                                 Frame("1TRC", 0.1, 3, {Partials("1TRC", {1})}) +
+                                 Frame("1TRC", 0.1, 5, {Partials("1TRC", {1})}) +
+                                 Frame("1TRC", 0.2, 2, {Partials("1TRC", {1})}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    Kv2SdifSelectAllStreams(h.f);
+    ASSERT_TRUE(h.f->sdif->Rewind());
+    PartialSet set;
+    std::vector<int> streams;
+    for (int s; (s = Kv2SdifReadFrame(h.f, set, -1)) >= 0;) streams.push_back(s);
+    EXPECT_EQ(streams, (std::vector<int>{2, 5, 5, 2}));
+}
+
+TEST(Kv2SdifGetBeginAndEnd, FirstAndLastFrameTimesThenRewound) {
+    std::vector<RefFrame> ref = ParseTrcFile(DataPath("sweep-s0.sdif"));
+    Handle h(
+        Kv2OpenFile(DataPath("sweep-s0.sdif").c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    double begin = -5.0, end = -5.0;
+    ASSERT_TRUE(Kv2SdifGetBeginAndEnd(h.f, begin, end));
+    EXPECT_EQ(begin, ref.front().time);
+    EXPECT_EQ(end, ref.back().time);
+    EXPECT_LT(begin, end);
+    PartialSet set;
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    EXPECT_EQ(set.time, ref.front().time);
+
+    std::string plain = Save("plain.add", "1 0.0\n1 100 0.1 0\n");
+    Handle p(Kv2OpenFile(plain.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr));
+    EXPECT_FALSE(Kv2SdifGetBeginAndEnd(p.f, begin, end));
+    EXPECT_FALSE(Kv2SdifGetBeginAndEnd(nullptr, begin, end));
+}

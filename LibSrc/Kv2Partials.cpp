@@ -354,9 +354,10 @@ bool PartialSet::syncToLeft(PartialSet const& left) {
     try {
         const double tR = time;
         const int nL = left.size();
-        // nT is the count before the padding below; only moves raise it.
+        if (nL > size() && addToSet(PartialParam(), nL - 1) < 0) return false;
+        // The padding counts in nT: a record swapped into a padded slot is
+        // then never taken for a free slot by a later move.
         int nT = size();
-        if (nL > nT && addToSet(PartialParam(), nL - 1) < 0) return false;
 
         SlotIndex<PartialParam> index(mParams, static_cast<std::size_t>(nL));
         // Lowest slot that may still be free on both sides, for each value of
@@ -547,9 +548,10 @@ bool ChordSet::syncToLeft(ChordSet const& left) {
         const double tR = time;
         const double delta = left.time - tR;
         const int nL = left.size();
-        // nT is the count before the padding below; only moves raise it.
+        if (size() < nL && addToSet(PartialParam(), nL - 1) < 0) return false;
+        // The padding counts in nT, so that the last pass gives every ending
+        // note the left values back, also one swapped into a padded slot.
         int nT = size();
-        if (nT < nL && addToSet(PartialParam(), nL - 1) < 0) return false;
 
         SlotIndex<PartialParam> index(mParams, 0);
         int freeFrom = 0;  // lowest slot that may be free on both sides

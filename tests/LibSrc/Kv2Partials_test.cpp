@@ -484,6 +484,21 @@ TEST(ChordSetSyncToLeft, EndingNoteGetsLeftRecordUnadvanced) {
     EXPECT_EQ(r[1].phase, 2.0f);
 }
 
+// Note 5 ended in the left frame; note 6 ends now and is swapped into the slot
+// added to match the left frame's size: it too gets the left values back.
+TEST(ChordSetSyncToLeft, EndingNoteSwappedIntoPaddingGetsLeftRecordUnadvanced) {
+    ChordSet l =
+        Chord(1.0, {C(5, 100, .5f, 1.0f, ChordSet::eEnd), C(6, 200, .25f, 2.0f, ChordSet::eCont)});
+    ChordSet r = Chord(2.0, {C(6, 0, 0, 0, ChordSet::eEnd)});
+    ASSERT_TRUE(r.syncToLeft(l));
+    ASSERT_EQ(r.size(), 2);
+    EXPECT_EQ(r[0].state, ChordSet::eEmpty);
+    EXPECT_EQ(r[1].id, 6);
+    EXPECT_EQ(r[1].state, ChordSet::eEnd);
+    EXPECT_EQ(r[1].freq, 200.0f);
+    EXPECT_EQ(r[1].phase, 2.0f);
+}
+
 TEST(ChordSetSyncToLeft, OccupantIsCopiedAwayAndStartsStayTwice) {
     ChordSet l =
         Chord(0.0, {C(5, 100, .5f, 1.0f, ChordSet::eStart), C(), C(8, 1, 1, 1, ChordSet::eEnd)});
@@ -508,8 +523,8 @@ bool Valid(P const& p) { return p.state >= 1 && p.state <= 3; }
 
 void NaiveSync(std::vector<P>& r, double tR, std::vector<P> const& l, double span) {
     const int nL = static_cast<int>(l.size());
+    if (nL > static_cast<int>(r.size())) r.resize(nL);
     int nT = static_cast<int>(r.size());
-    if (nL > nT) r.resize(nL);
     for (int i = 0; i < nL; ++i) {
         P const& lr = l[i];
         if (!(Valid(lr) || (lr.state == 4 && lr.time >= tR))) continue;
@@ -543,8 +558,8 @@ void NaiveSync(std::vector<P>& r, double tR, std::vector<P> const& l, double spa
 
 void NaiveChordSync(std::vector<C>& r, double tR, std::vector<C> const& l, double tL) {
     const int nL = static_cast<int>(l.size());
+    if (static_cast<int>(r.size()) < nL) r.resize(nL);
     int nT = static_cast<int>(r.size());
-    if (nT < nL) r.resize(nL);
     for (int i = 0; i < nL; ++i) {
         C const& lr = l[i];
         if (lr.state == 0 || lr.state == 3) continue;

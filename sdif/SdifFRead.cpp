@@ -157,6 +157,18 @@ void ForgetMatricesMet(SdifFileT* file) {
     SdifReInitSignatureTab(file->MtrxUsed, nb);
 }
 
+/* The row takes the type of a matrix header before the header is tested,
+** as callers expect; its cell count shrinks when the buffer holds fewer
+** cells of the new type (by its nominal width too, which callers may use). */
+void SetOneRowType(SdifOneRowT* row, SdifDataTypeET type) {
+    if (!row) return;
+    size_t room = CellBytes(type);
+    if (SdifSizeofDataType(type) > room) room = SdifSizeofDataType(type);
+    SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / room);
+    row->DataType = type;
+    if (row->NbData > fit) row->NbData = fit;
+}
+
 /* Give the one-row buffer the type and the column count of the current
 ** matrix.  Its cells are allocated now only when the file holds them (or
 ** the buffer already has room); otherwise SdifFReadOneRow grows it as the
@@ -175,8 +187,7 @@ void PrepareOneRow(SdifFileT* file, SdifDataTypeET type, SdifUInt4 nbCol) {
         SdifReInitOneRow(row, type, nbCol);
         return;
     }
-    row->DataType = type;
-    row->NbData = static_cast<SdifUInt4>(row->NbGranule / CellBytes(type));
+    SetOneRowType(row, type);
 }
 
 SdifMatrixHeaderT* CurrMatrixHeader(SdifFileT* file) {
@@ -302,6 +313,7 @@ size_t SdifFReadMatrixHeader(SdifFileT* file) {
     h->NbCol = words[2];
     if (got < 3) return nbBytes;
 
+    SetOneRowType(file->CurrOneRow, h->DataType);
     bool passed = SdifFTestMatrixHeader(file) != nullptr;
 
     uint64_t bytes = MatrixBytes(h->NbRow, h->NbCol, SdifSizeofDataType(h->DataType), true);

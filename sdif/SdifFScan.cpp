@@ -68,6 +68,18 @@ size_t ScanCells(FILE* f, SdifDataTypeET type, void* p, size_t n) {
     }
 }
 
+/* The row takes the type of a matrix header before the header is tested,
+** as callers expect; its cell count shrinks when the buffer holds fewer
+** cells of the new type (by its nominal width too, which callers may use). */
+void SetOneRowType(SdifOneRowT* row, SdifDataTypeET type) {
+    if (!row) return;
+    size_t room = CellBytes(type);
+    if (SdifSizeofDataType(type) > room) room = SdifSizeofDataType(type);
+    SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / room);
+    row->DataType = type;
+    if (row->NbData > fit) row->NbData = fit;
+}
+
 /* Grow the row to hold need bytes, at least doubling (bounded by limit). */
 bool ReserveRow(SdifOneRowT* row, uint64_t need, uint64_t limit) {
     if (need <= row->NbGranule) return true;
@@ -159,6 +171,7 @@ size_t SdifFScanMatrixHeader(SdifFileT* file) {
     h->NbRow = nbRow;
     h->NbCol = nbCol;
 
+    SetOneRowType(file->CurrOneRow, h->DataType);
     if (SdifFTestMatrixHeader(file)) {
         if (!file->CurrOneRow) file->CurrOneRow = SdifCreateOneRow(h->DataType, 1);
         SdifOneRowT* row = file->CurrOneRow;
@@ -167,8 +180,7 @@ size_t SdifFScanMatrixHeader(SdifFileT* file) {
             if (need <= row->NbGranule || need <= kPiece) {
                 SdifReInitOneRow(row, h->DataType, nbCol);
             } else {
-                row->DataType = h->DataType;
-                row->NbData = static_cast<SdifUInt4>(row->NbGranule / CellBytes(h->DataType));
+                SetOneRowType(row, h->DataType);
             }
         }
     }

@@ -292,6 +292,30 @@ TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
     SdifFClose(f);
 }
 
+TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4) {
+    std::string b = GeneralHeader();
+    PutFrameHeader(b, "1TRC", 16 + (16 + 16) + (16 + 16), 0.0, 0, 2);
+    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
+    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    // Repeated, so rejected before its Int8 type is replaced: 2 cells of 8 bytes.
+    PutMatrixHeader(b, "1TRC", 0x0108, 1, 2);
+    for (float v : {5.0f, 6.0f, 0.0f, 0.0f}) PutF32(b, v);
+    SdifFileT* f = OpenAtFirstFrame(Temp("rejected-int8.sdif", b));
+    RecordReports rec;
+    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+    ASSERT_EQ(SdifFReadMatrixData(f), 16u);
+    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eMatrixUsedYet});
+    EXPECT_EQ(f->CurrOneRow->DataType, 0x0108);
+    EXPECT_EQ(SdifFReadOneRow(f), 8u);
+    EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eMatrixUsedYet, eTypeDataNotSupported}));
+    EXPECT_EQ(RecordReports::LastMessage(),
+              "Type of data not actualy supported : OneRow 0x0108, then Float4 used");
+    EXPECT_EQ(SdifFCurrOneRowCol(f, 2), 6.0);
+    SdifFClose(f);
+}
+
 TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
     std::string b = GeneralHeader();
     PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.0, 0, 1);

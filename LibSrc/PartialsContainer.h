@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Kv2FrameSet.h"
+#include "Kv2Io.h"
 #include "Kv2PartialVector.h"
 #include "Kv2Partials.h"
 
@@ -35,11 +36,20 @@ class PartialsContainer {
     virtual void UpdatePartials() { Kv2::FramesToPartials<T>(mFrames, mPartials); }
 
     // ---- Reading a whole file ----
-    // bool ReadFromFile(Kv2::Kv2File& file);
-    // Lands with the partial library's file handles (Kv2Io.h): read every
-    // frame with file.ReadFrames(mFrames, ...), close the handle with
-    // Kv2CloseFile and null it in file, call UpdatePartials(), answer true;
-    // any exception on the way answers false, keeping the frames read.
+    // Read every frame of the file, close its handle (nulled in file) and
+    // build the tracks.  Any exception on the way answers false, keeping the
+    // frames read; the caller reports it.
+    bool ReadFromFile(Kv2::Kv2File& file) {
+        try {
+            file.ReadFrames(mFrames, -1, -1.0, -1.0);
+            Kv2::Kv2CloseFile(file.mHandle);
+            file.mHandle = nullptr;
+            UpdatePartials();
+        } catch (...) {
+            return false;
+        }
+        return true;
+    }
 
     void DeSelectAllPartials() {
         mSelectedPartials.clear();

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "PartialsContainer.h"
 #include "TestSupport.h"
 #include "sdifexception.h"
 
@@ -721,4 +722,63 @@ TEST(Kv2SdifGetBeginAndEnd, FirstAndLastFrameTimesThenRewound) {
     Handle p(Kv2OpenFile(plain.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr));
     EXPECT_FALSE(Kv2SdifGetBeginAndEnd(p.f, begin, end));
     EXPECT_FALSE(Kv2SdifGetBeginAndEnd(nullptr, begin, end));
+}
+
+// ---- Whole files into a container ----
+
+TEST(PartialsContainerReadFromFile, AnalysisFileBecomesOneTrackPerIndex) {
+    Quorlin::PartialsContainer<PartialSet> container;
+    Kv2File file;
+    ASSERT_TRUE(
+        file.Open(DataPath("saw-s0.sdif").c_str(), KV_READ, KV_FORMAT_UNKNOWN, -1, nullptr));
+    ASSERT_TRUE(container.ReadFromFile(file));
+    EXPECT_EQ(file.mHandle, nullptr);
+    std::vector<RefFrame> ref = ParseTrcFile(DataPath("saw-s0.sdif"));
+    EXPECT_EQ(container.GetFrames().size(), ref.size());
+    const auto& tracks = container.GetPartials();
+    ASSERT_EQ(tracks.size(), ref.front().rows.size());
+    std::set<int> ids;
+    for (const auto& track : tracks) {
+        ids.insert(track.id);
+        EXPECT_EQ(track.occurrence, 0);
+        EXPECT_EQ(track.GetNbPoints(), ref.size());
+        EXPECT_EQ(track.GetStartTime(), ref.front().time);
+        EXPECT_EQ(track.GetEndTime(), ref.back().time);
+    }
+    EXPECT_EQ(ids.size(), tracks.size());
+}
+
+TEST(PartialsContainerReadFromFile, ObjectLayerErrorFailsTheReadKeepingTheFramesRead) {
+    std::string whole = Header() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2})}) +
+                        Frame("1TRC", 0.1, 0, {Partials("1TRC", {1, 2})}) +
+                        Frame("1TRC", 0.2, 0, {Partials("1TRC", {1, 2})});
+    std::string path = Save("cutcontainer.sdif", whole.substr(0, whole.size() - 12));
+    Quorlin::PartialsContainer<PartialSet> container;
+    Kv2File file;
+    ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(container.ReadFromFile(file));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(container.GetFrames().size(), 2u);
+}
+
+TEST(PartialsContainerReadFromFile, ChordSequenceTracksFollowTheNotes) {
+    std::string path =
+        Save("chordcontainer.sdif",
+             ChordFile({Begin(0.0, {1, 2}), Begin(0.5, {3}), End(1.0, {1}), End(1.5, {2, 3})}));
+    Quorlin::PartialsContainer<ChordSet> container;
+    Kv2File file;
+    ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_UNKNOWN, -1, nullptr));
+    ASSERT_NE(file.mHandle, nullptr);
+    EXPECT_EQ(file.mHandle->format, KV_FORMAT_SDIF_CHORDSEQ);
+    StaticIdent::maxIdent = 1000;
+    ASSERT_TRUE(container.ReadFromFile(file));
+    EXPECT_EQ(container.GetFrames().size(), 4u);
+    // Note 1 sounds from 0.0 to 1.0, note 2 from 0.0 to 1.5, note 3 from 0.5 to 1.5.
+    std::map<int, std::pair<double, double>> span;
+    for (const auto& track : container.GetPartials())
+        if (track.occurrence == 0) span[track.id] = {track.GetStartTime(), track.GetEndTime()};
+    EXPECT_EQ(span[1001], std::make_pair(0.0, 1.0));
+    EXPECT_EQ(span[1002], std::make_pair(0.0, 1.5));
+    EXPECT_EQ(span[1003], std::make_pair(0.5, 1.5));
 }

@@ -1,8 +1,173 @@
-// sdif2columns: prints the frames or partial tracks of an SDIF file as text.
-// The reading path lands in stages; until then the program only refuses.
-#include <cstdio>
+// sdif2columns: prints the frames or partial tracks of an SDIF file as
+// columns of text.
+#include "sdif2columns.h"
 
-int main(int, char**) {
-    std::fputs("No input file specified\n", stderr);
-    return 1;
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+
+#include "Kv2Sdif.h"
+#include "PartialsContainer.h"
+#include "PrintOutput.h"
+#include "sdifentity.h"
+
+FILE* gFile = nullptr;
+std::string gSrcFile;
+std::string gDstFile;
+std::vector<OutputField> gFormatVector;
+char gSeparator[2] = "\t";
+char gNewLine[2] = "\n";
+bool gOutputPartials = false;
+
+// The buffers hold one character: a longer argument keeps its first one.
+static void CopyOneChar(char (&dst)[2], const char* src) {
+    dst[0] = src[0];
+    dst[1] = '\0';
+}
+
+void ParseArguments(int argc, char* const* argv) {
+    int i = 1;
+    while (i < argc) {
+        const char* arg = argv[i];
+        // An option whose argument would be past the end counts as absent.
+        const char* next = i + 1 < argc ? argv[i + 1] : nullptr;
+        if (arg[0] != '-') {
+            if (gSrcFile.empty()) gSrcFile = arg;
+            i += 1;
+        } else if (std::strlen(arg) <= 2) {
+            switch (arg[1]) {
+                case 'O':
+                    if (next) SetupFormat(const_cast<char*>(next));
+                    i += next ? 2 : 1;
+                    break;
+                case 'i':
+                    if (next) gSrcFile = next;
+                    i += next ? 2 : 1;
+                    break;
+                case 'o':
+                    if (next) gDstFile = next;
+                    i += next ? 2 : 1;
+                    break;
+                case 'p':
+                    gOutputPartials = true;
+                    i += 1;
+                    break;
+                default:
+                    i += 1;
+                    break;
+            }
+        } else if (std::strcmp(arg, "-sep") == 0) {
+            if (next) CopyOneChar(gSeparator, next);
+            i += next ? 2 : 1;
+        } else if (std::strcmp(arg, "-newline") == 0) {
+            if (next) CopyOneChar(gNewLine, next);
+            i += next ? 2 : 1;
+        } else {
+            // "-help", "--help" and unknown long options are accepted and do
+            // nothing: there is no usage text.
+            (void)ArgStrsEqual(arg, "--help");
+            i += 1;
+        }
+    }
+}
+
+void SetupFormat(char* list) {
+    static const char kLetters[] = "tsdfpan";
+    static const OutputField kFields[] = {eTime,  eStart,     eDuration, eFrequency,
+                                          ePhase, eAmplitude, eCount};
+    const char* p = list;
+    while (*p) {
+        const char* end = std::strchr(p, ',');
+        size_t len = end ? static_cast<size_t>(end - p) : std::strlen(p);
+        if (len == 1) {
+            const char* hit = std::strchr(kLetters, p[0]);
+            if (hit && *hit) gFormatVector.push_back(kFields[hit - kLetters]);
+        }
+        if (!end) break;
+        p = end + 1;
+    }
+}
+
+bool OpenDestinationFile(std::string const& path) {
+    gFile = path.empty() ? stdout : std::fopen(path.c_str(), "wt");
+    return gFile != nullptr;
+}
+
+bool DiscoverFileType(Kv2::KvFormat& format, char const* path, int& aux) {
+    format = Kv2::Kv2SdifGetFileFormat(path, aux);
+    return format != Kv2::KV_FORMAT_UNKNOWN;
+}
+
+bool ArgStrsEqual(char const* a, char const* b) { return std::strcmp(a, b) == 0; }
+
+void usage(char*, char*, int) {}
+
+[[noreturn]] static void FailReading(char const* path) {
+    PrintErrorMessage("error reading file %s!\n", path);
+    std::exit(1);
+}
+
+// Reads the whole file into a container of T and prints it.
+template <class T>
+static void PrintFile(char const* path, Kv2::KvFormat format, int aux) {
+    bool ok = false;
+    {
+        Quorlin::PartialsContainer<T> container;
+        Kv2::Kv2File file;
+        try {
+            file.Open(path, Kv2::KV_READ, format, aux, nullptr);
+        } catch (const std::exception&) {
+            FailReading(path);
+        }
+        ok = container.ReadFromFile(file);
+        if (ok) {
+            if (gOutputPartials)
+                PrintPartials(container);
+            else
+                PrintFrames(container);
+        }
+    }
+    if (!ok) FailReading(path);
+}
+
+void PrintChordSeq(char const* path, int aux) {
+    PrintFile<Kv2::ChordSet>(path, Kv2::KV_FORMAT_SDIF_CHORDSEQ, aux);
+}
+
+void PrintPartialTracking(char const* path, Kv2::KvFormat format, int aux) {
+    PrintFile<Kv2::PartialSet>(path, format, aux);
+}
+
+int main(int argc, char** argv) {
+    Ondel::OndelInit("");
+    ParseArguments(argc, argv);
+    if (gSrcFile.empty()) {
+        PrintErrorMessage("No input file specified\n");
+        std::exit(1);
+    }
+    int aux = 0;
+    Kv2::KvFormat format;
+    try {
+        format = Kv2::Kv2SdifGetFileFormat(gSrcFile.c_str(), aux);
+    } catch (const std::exception&) {
+        // A file that is not SDIF, or of another version, fails while it is
+        // opened for the probe: a failed probe like any other.
+        PrintErrorMessage("Kv2: cannot open file %s \n", gSrcFile.c_str());
+        format = Kv2::KV_FORMAT_UNKNOWN;
+    }
+    if (format == Kv2::KV_FORMAT_UNKNOWN) {
+        PrintErrorMessage("Can't open file %s\n", gSrcFile.c_str());
+        std::exit(1);
+    }
+    if (!OpenDestinationFile(gDstFile)) {
+        PrintErrorMessage("error reading file %s!\n", gDstFile.c_str());
+        std::exit(1);
+    }
+    if (format == Kv2::KV_FORMAT_SDIF_CHORDSEQ)
+        PrintChordSeq(gSrcFile.c_str(), aux);
+    else
+        PrintPartialTracking(gSrcFile.c_str(), format, aux);
+    FlushOutput();
+    if (!gDstFile.empty() && gFile) std::fclose(gFile);
+    return 0;
 }

@@ -1,0 +1,118 @@
+// Text output of frames and partial tracks.  Two layouts for every kind: the
+// fixed default one (no -O) and the column layout chosen with -O.  Numbers are
+// byte-identical to printf's "%f"/"%lf"/"%d"; the text goes through one large
+// buffer in front of gFile.
+#ifndef SDIF2COLUMNS_PRINT_OUTPUT_H
+#define SDIF2COLUMNS_PRINT_OUTPUT_H
+
+#include <vector>
+
+#include "FixedFormat.h"
+#include "Kv2Partials.h"
+#include "PartialsContainer.h"
+#include "sdif2columns.h"
+
+// ---- primitives ----
+
+void PrintToFile(const char* format, ...);        // formatted text; null prints nothing
+void PrintErrorMessage(const char* format, ...);  // the same on standard error
+void PrintNewline();
+void PrintSeparator();
+void PrintFloat(float v);
+void PrintDouble(double v);
+void PrintInt(int v);
+void PrintTimeAndNumber(double time, int n);
+void PrintFrame(int n, const float* a, const float* b, const float* c);
+void PrintEmptyLine();
+// Push what the buffer holds to gFile (before closing it or exiting).
+void FlushOutput();
+
+namespace output {
+// Append raw bytes to the output buffer.
+void Write(const char* text, size_t n);
+inline void PutChar(char c) { Write(&c, 1); }
+// gSeparator / gNewLine as text (a '%' in them is written as itself).
+void PutSeparator();
+void PutNewline();
+}  // namespace output
+
+// ---- frames ----
+
+inline int FramePartialCount(const Kv2::PartialSet& f) { return f.numPartials(false); }
+inline int FramePartialCount(const Kv2::ChordSet& f) { return f.numPartials(); }
+
+template <class T>
+void PrintFrames(Quorlin::PartialsContainer<T>& container) {
+    // Sized from each frame's count; cleared per frame so that slots without a
+    // record of positive identifier print as zero.
+    std::vector<float> freq, ampl, phase;
+    const size_t nCols = gFormatVector.size();
+    for (const T& frame : container.GetFrames()) {
+        const int count = FramePartialCount(frame);
+        if (count > 0) {
+            freq.assign(static_cast<size_t>(count), 0.0f);
+            ampl.assign(static_cast<size_t>(count), 0.0f);
+            phase.assign(static_cast<size_t>(count), 0.0f);
+            frame.getAllFreq(freq.data(), count);
+            frame.getAllAmpl(ampl.data(), count);
+            frame.getAllPhase(phase.data(), count);
+        }
+        if (nCols == 0) {
+            PrintTimeAndNumber(frame.time, count);
+            if (count != 0) PrintFrame(count, freq.data(), ampl.data(), phase.data());
+            PrintEmptyLine();
+            continue;
+        }
+        bool printed = false;
+        for (size_t k = 0; k < nCols; ++k) {
+            switch (gFormatVector[k]) {
+                case eStart:
+                    PrintDouble(frame.time);
+                    break;
+                case eCount:
+                    PrintInt(count);
+                    break;
+                default:
+                    continue;
+            }
+            printed = true;
+            if (k + 1 != nCols) output::PutSeparator();
+        }
+        if (printed) output::PutNewline();
+        for (int i = 0; i < count; ++i) {
+            for (size_t k = 0; k < nCols; ++k) {
+                switch (gFormatVector[k]) {
+                    case eFrequency:
+                        PrintFloat(freq[i]);
+                        break;
+                    case eAmplitude:
+                        PrintFloat(ampl[i]);
+                        break;
+                    case ePhase:
+                        PrintFloat(phase[i]);
+                        break;
+                    default:
+                        continue;
+                }
+                if (k + 1 != nCols) output::PutSeparator();
+            }
+            output::PutNewline();
+        }
+    }
+}
+
+// ---- tracks ----
+
+void PrintPoint(const Kv2::PartialPoint<Kv2::PartialSet>& point);
+void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track);
+void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track);
+
+template <class T>
+void PrintPartials(Quorlin::PartialsContainer<T>& container) {
+    // The tracks built by the read are kept and a second pass is appended:
+    // open tracks are continued, the others appear twice.
+    container.UpdatePartials();
+    for (const auto& track : container.GetPartials()) PrintPartial(track);
+}
+
+#endif

@@ -1,0 +1,40 @@
+// The converter's settings and driver: globals filled from the command line,
+// the choice of the input kind and the run.
+#ifndef SDIF2COLUMNS_H
+#define SDIF2COLUMNS_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "Kv2Io.h"
+
+// Columns that -O can ask for, with their letters t s d f p a n.
+enum OutputField {
+    eTime = 0,       // t: time of a point of a track
+    eStart = 1,      // s: frame time, or a track's start time
+    eDuration = 2,   // d: end time minus start time of a track
+    eFrequency = 3,  // f
+    ePhase = 4,      // p
+    eAmplitude = 5,  // a
+    eCount = 6       // n: partials in the frame, or points in the track
+};
+
+extern FILE* gFile;                             // destination of all text output
+extern std::string gSrcFile;                    // input SDIF path
+extern std::string gDstFile;                    // output path; empty: standard output
+extern std::vector<OutputField> gFormatVector;  // columns chosen with -O, in order
+extern char gSeparator[2];                      // between two columns
+extern char gNewLine[2];                        // at the end of a line
+extern bool gOutputPartials;                    // -p: tracks instead of frames
+
+void ParseArguments(int argc, char* const* argv);
+void SetupFormat(char* list);
+bool OpenDestinationFile(std::string const& path);
+bool DiscoverFileType(Kv2::KvFormat& format, char const* path, int& aux);
+bool ArgStrsEqual(char const* a, char const* b);
+void usage(char*, char*, int);
+void PrintChordSeq(char const* path, int aux);
+void PrintPartialTracking(char const* path, Kv2::KvFormat format, int aux);
+
+#endif

@@ -606,24 +606,6 @@ TEST_F(FramesRead, FrameSizeBeyondAPipeIsReadToItsEndAndReported) {
               "frame=20 skipped=0 reports=2 last=End of file : Skip  FrameData 1TRC ID:2 T:0.5");
 }
 
-// ---- time positions ----
-
-TEST_F(FramesRead, TimePositionsKeepTheOrderTheyWereAddedIn) {
-    SdifTimePositionLT* list = SdifCreateTimePositionL();
-    ASSERT_NE(list, nullptr);
-    EXPECT_EQ(SdifTimePositionLGetTail(list), nullptr);
-    ASSERT_EQ(SdifTimePositionLPutTail(list, 0.5, 16), list);
-    ASSERT_EQ(SdifTimePositionLPutTail(list, 0.25, 696), list);
-    EXPECT_EQ(SdifListGetNbData(list->TimePosList), 2u);
-    const SdifTimePositionT* head =
-        static_cast<SdifTimePositionT*>(SdifListGetHead(list->TimePosList));
-    EXPECT_EQ(head->Time, 0.5);
-    EXPECT_EQ(head->Pos, 16);
-    EXPECT_EQ(SdifTimePositionLGetTail(list)->Time, 0.25);
-    EXPECT_EQ(SdifTimePositionLGetTail(list)->Pos, 696);
-    SdifKillTimePositionL(list);
-}
-
 TEST_F(FramesRead, MatrixMissingAtTheEndOfAPipeIsAnEndOfFile) {
     std::string b = GeneralHeader();
     PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 2);

@@ -1,0 +1,322 @@
+// The entity's frame directory: built as frames are read, walked by
+// iterators, searched by time, filtered by the high-level selections.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "OndelTestUtil.h"
+#include "sdifentity.h"
+#include "sdifexception.h"
+
+using namespace Ondel;
+using ondeltest::Sig;
+
+namespace {
+
+typedef SelectionSet<unsigned int> Sel;
+
+Sel Set(std::set<unsigned int> values) { return Sel(values, false); }
+
+const std::string kSaw = testsupport::DataPath("saw-s0.sdif");
+
+// saw-s0 holds a frame every 1/256 s from 0 on.
+double SawTime(int k) { return k / 256.0; }
+
+// Six frames, two per time: 1TRC in stream 0 and 1HRM in stream 1, at
+// 0.0, 0.1 and 0.2.
+std::string TwoStreamFile() {
+    const std::string path = testsupport::TempPath("twostreams.sdif");
+    SDIFEntity out;
+    EXPECT_TRUE(out.OpenWrite(path.c_str()));
+    for (int k = 0; k < 3; ++k) {
+        SDIFFrame trc;
+        trc.SetHeader("1TRC", 0, 0.1 * k);
+        trc.AddMatrix(SDIFMatrix("1TRC", 2, 4, eFloat4));
+        out.WriteFrame(trc);
+        SDIFFrame hrm;
+        hrm.SetHeader("1HRM", 1, 0.1 * k);
+        hrm.AddMatrix(SDIFMatrix("1HRM", 1, 4, eFloat4));
+        out.WriteFrame(hrm);
+    }
+    return path;
+}
+
+std::vector<std::pair<unsigned, double>> Walk(SDIFEntity& e) {
+    std::vector<std::pair<unsigned, double>> seen;
+    for (FRIterator it = e.begin(); it != e.end(); ++it)
+        seen.push_back({it->GetStreamID(), it->GetTime()});
+    return seen;
+}
+
+}  // namespace
+
+TEST(FrameDir, EntriesAreRecordedAsFramesAreRead) {
+    const auto raw = ondeltest::RawFrames(testsupport::ReadFile(kSaw));
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    EXPECT_TRUE(e.EnableFrameDir());
+    EXPECT_TRUE(e.GetFrameDir().empty());
+    SDIFFrame frame;
+    for (int i = 0; i < 3; ++i) ASSERT_GT(e.ReadNextFrame(frame), 0);
+    ASSERT_EQ(e.GetFrameDir().size(), 3u);
+    size_t i = 0;
+    for (const SDIFLocation& loc : e.GetFrameDir()) {
+        EXPECT_EQ(loc.GetPos(), SdifInt4(raw[i].at));
+        EXPECT_EQ(loc.GetTime(), raw[i].time);
+        EXPECT_EQ(loc.GetSignature(), Sig("1TRC"));
+        EXPECT_EQ(loc.GetNbMatrix(), 1u);
+        EXPECT_EQ(loc.GetMSignature(0), Sig("1TRC"));
+        ++i;
+    }
+    EXPECT_EQ(frame.GetMatrix(0).GetNbRows(), 40);
+    EXPECT_EQ(ondeltest::CaptureStderr([&] { e.PrintFrameDir(); }),
+              "Init pos 16\n"
+              "Pos 16 sig 1TRC time 0\n Matrices: 1TRC\n"
+              "Pos " +
+                  std::to_string(raw[1].at) +
+                  " sig 1TRC time 0.00390625\n Matrices: 1TRC\n"
+                  "Pos " +
+                  std::to_string(raw[2].at) + " sig 1TRC time 0.0078125\n Matrices: 1TRC\n");
+}
+
+TEST(FrameDir, RefusedAfterTheFirstReadAndInWriteMode) {
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    SDIFFrame frame;
+    e.ReadNextFrame(frame);
+    EXPECT_FALSE(e.EnableFrameDir());
+    // Rewinding stands right after the first signature again.
+    ASSERT_TRUE(e.Rewind());
+    EXPECT_TRUE(e.EnableFrameDir());
+
+    SDIFEntity closed;
+    EXPECT_FALSE(closed.EnableFrameDir());
+    SDIFEntity out;
+    ASSERT_TRUE(out.OpenWrite(testsupport::TempPath("w.sdif").c_str()));
+    EXPECT_FALSE(out.EnableFrameDir());
+}
+
+TEST(FrameDir, IteratorsAndTimedReadsNeedTheDirectory) {
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    try {
+        e.begin();
+        FAIL();
+    } catch (const SDIFDirError& ex) {
+        EXPECT_STREQ(ex.what(),
+                     "Error in SDIFEntity::FRIterator:: !!! Iterator can only be used if frame "
+                     "directoy is enabled !!!");
+        EXPECT_EQ(ex.GetTag(), 0);
+        EXPECT_EQ(ex.GetFile(), nullptr);
+    }
+    EXPECT_THROW(e.end(), SDIFDirError);
+    SDIFFrame frame;
+    try {
+        e.ReadNextSelectedFrame(frame, 0.5);
+        FAIL();
+    } catch (const SDIFDirError& ex) {
+        EXPECT_STREQ(ex.what(),
+                     "Error in SDIFEntity::ReadNextFrame(SDIFFrame& frame, SdifFloat8 time):: !!! "
+                     "frame directoy not enabled  !!!");
+    }
+}
+
+TEST(FrameDir, FileSelectionIsFrozenWhileEnabled) {
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    EXPECT_FALSE(e.ClearSelection(eSelectAll));
+    EXPECT_FALSE(e.MergeSelection("#1"));
+    EXPECT_FALSE(e.ChangeSelection("#1"));
+}
+
+TEST(FrameDir, IteratorWalksTheWholeFileReadingOnDemand) {
+    const std::string bytes = testsupport::ReadFile(kSaw);
+    const auto raw = ondeltest::RawFrames(bytes);
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    size_t n = 0;
+    for (FRIterator it = e.begin(); it != e.end(); ++it, ++n) {
+        ASSERT_LT(n, raw.size());
+        EXPECT_EQ(it->GetTime(), raw[n].time);
+        EXPECT_EQ((*it).GetMatrix(0).GetFloat(3, 1),
+                  ondeltest::RawFloat4(bytes, raw[n].matrices[0], 3, 1));
+        // The directory grows one frame at a time, not ahead of the walk.
+        EXPECT_EQ(e.GetFrameDir().size(), n + 1);
+    }
+    EXPECT_EQ(n, raw.size());
+    EXPECT_TRUE(e.eof());
+    // A second walk reads every frame again through the directory.
+    n = 0;
+    for (FRIterator it = e.begin(); it != e.end(); ++it, ++n) ASSERT_EQ(it->GetTime(), raw[n].time);
+    EXPECT_EQ(n, raw.size());
+    EXPECT_EQ(e.GetFrameDir().size(), raw.size());
+}
+
+TEST(FrameDir, SteppingBackFromTheEndReadsTheFileToItsEnd) {
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    FRIterator first = e.begin();
+    EXPECT_EQ(first->GetTime(), 0.0);
+    FRIterator last = e.end();
+    --last;
+    EXPECT_EQ(e.GetFrameDir().size(), 256u);
+    EXPECT_EQ(last->GetTime(), SawTime(255));
+    --last;
+    EXPECT_EQ(last->GetTime(), SawTime(254));
+    ++last;
+    ++last;
+    EXPECT_TRUE(last == e.end());
+    FRIterator front = e.begin();
+    --front;  // off the front, and back on the first entry
+    EXPECT_FALSE(front == e.begin());
+    ++front;
+    EXPECT_TRUE(front == e.begin());
+    EXPECT_EQ(front->GetTime(), 0.0);
+}
+
+TEST(FrameDir, TimedReadsSearchForwardAndBackward) {
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    SDIFFrame frame;
+    // Forward takes a frame at exactly the time asked.
+    EXPECT_EQ(e.ReadNextSelectedFrame(frame, 0.5), 16 + 16 + 40 * 4 * 4);
+    EXPECT_EQ(frame.GetTime(), 0.5);
+    // Backward passes over a frame at exactly the time asked.
+    e.ReadNextSelectedFrame(frame, 0.25);
+    EXPECT_EQ(frame.GetTime(), SawTime(65));
+    e.ReadNextSelectedFrame(frame, 0.3);
+    EXPECT_EQ(frame.GetTime(), SawTime(77));
+    e.ReadNextSelectedFrame(frame, SawTime(77));
+    EXPECT_EQ(frame.GetTime(), SawTime(78));
+    // Past the last frame: nothing, then the end is an error.
+    EXPECT_EQ(e.ReadNextSelectedFrame(frame, 2.0), 0);
+    EXPECT_EQ(frame.GetTime(), -1.0);
+    EXPECT_TRUE(e.eof());
+    try {
+        e.ReadNextSelectedFrame(frame, 2.0);
+        FAIL();
+    } catch (const SDIFEof& ex) {
+        EXPECT_STREQ(ex.what(), "Error in SDIFEntity::ReadNextSelectedFrame -- Eof reached");
+        EXPECT_EQ(ex.GetFile(), e.GetFile());
+    }
+    // From the end, backward again.
+    e.ReadNextSelectedFrame(frame, 0.0);
+    EXPECT_EQ(frame.GetTime(), SawTime(1));
+    EXPECT_FALSE(e.eof());
+    ASSERT_TRUE(e.Rewind());
+    e.ReadNextSelectedFrame(frame, 0.0);
+    EXPECT_EQ(frame.GetTime(), 0.0);
+    // Ordinary reads go on from where the search left the file.
+    e.ReadNextSelectedFrame(frame);
+    EXPECT_EQ(frame.GetTime(), SawTime(1));
+}
+
+TEST(FrameDir, HighLevelSelectionsFilterWalksAndSearches) {
+    const std::string path = TwoStreamFile();
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(path.c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    EXPECT_TRUE(e.RestrictStreamSelection(Set({1})));
+    Sel s;
+    e.GetStreamSelection(s);
+    EXPECT_EQ(std::set<unsigned>(s.begin(), s.end()), (std::set<unsigned>{1}));
+    EXPECT_TRUE(e.TestStreamSelection(1));
+    EXPECT_FALSE(e.TestStreamSelection(0));
+    typedef std::vector<std::pair<unsigned, double>> Seen;
+    EXPECT_EQ(Walk(e), (Seen{{1, 0.0}, {1, 0.1}, {1, 0.2}}));
+    EXPECT_EQ(e.GetFrameDir().size(), 6u);  // every frame is known all the same
+
+    ASSERT_TRUE(e.ReestablishStreamSelection());
+    EXPECT_EQ(Walk(e).size(), 6u);
+
+    EXPECT_TRUE(e.RestrictMatrixSelection(Set({Sig("1TRC"), Sig("1PIC")})));
+    EXPECT_EQ(Walk(e), (Seen{{0, 0.0}, {0, 0.1}, {0, 0.2}}));
+    e.GetMatrixSelection(s);
+    EXPECT_TRUE(e.TestMatrixSelection(Sig("1TRC")));
+    EXPECT_FALSE(e.TestMatrixSelection(Sig("1HRM")));
+    ASSERT_TRUE(e.ReestablishMatrixSelection());
+
+    EXPECT_TRUE(e.RestrictFrameSelection(Set({Sig("1HRM")})));
+    SDIFFrame frame;
+    e.ReadNextSelectedFrame(frame, 0.05);
+    EXPECT_EQ(frame.GetSignature(), Sig("1HRM"));
+    EXPECT_NEAR(frame.GetTime(), 0.1, 1e-12);
+    EXPECT_EQ(frame.GetStreamID(), 1u);
+}
+
+TEST(FrameDir, HighLevelSelectionHonoursTheFileSelection) {
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead((TwoStreamFile() + "::#0").c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    // The file selects stream 0 only: restricting to {0, 1} keeps {0}.
+    EXPECT_TRUE(e.RestrictStreamSelection(Set({0, 1})));
+    Sel s;
+    e.GetStreamSelection(s);
+    EXPECT_EQ(std::set<unsigned>(s.begin(), s.end()), (std::set<unsigned>{0}));
+    SDIFFrame frame;
+    int n = 0;
+    while (!e.eof()) {
+        if (!e.ReadNextSelectedFrame(frame)) continue;
+        ++n;
+        EXPECT_EQ(frame.GetStreamID(), 0u);
+    }
+    EXPECT_EQ(n, 3);
+    EXPECT_EQ(e.GetFrameDir().size(), 3u);  // frames the file rejects are not recorded
+}
+
+TEST(FrameDir, KnownPositionMovesTheCursorNewOneIsInserted) {
+    const auto raw = ondeltest::RawFrames(testsupport::ReadFile(kSaw));
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    SDIFFrame frame;
+    for (int i = 0; i < 3; ++i) e.ReadNextFrame(frame);
+    EXPECT_EQ(e.AddFramePos(0, Sig("1TRC"), SawTime(1), 1, SdifInt4(raw[1].at)), nullptr);
+    SDIFLocation* added = e.AddFramePos(0, Sig("1HRM"), 9.0, 0, SdifInt4(raw[1].at + 8));
+    ASSERT_NE(added, nullptr);
+    std::vector<SdifInt4> positions;
+    for (const SDIFLocation& loc : e.GetFrameDir()) positions.push_back(loc.GetPos());
+    EXPECT_EQ(positions, (std::vector<SdifInt4>{SdifInt4(raw[0].at), SdifInt4(raw[1].at),
+                                                SdifInt4(raw[1].at + 8), SdifInt4(raw[2].at)}));
+}
+
+TEST(FrameDir, EntryBeyondTheFileFailsToSeek) {
+    const size_t size = testsupport::ReadFile(kSaw).size();
+    SDIFEntity e;
+    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
+    ASSERT_TRUE(e.EnableFrameDir());
+    SDIFFrame frame;
+    while (!e.eof()) e.ReadNextFrame(frame);
+    ASSERT_NE(e.AddFramePos(0, Sig("1TRC"), 5.0, 0, SdifInt4(size + 64)), nullptr);
+    FRIterator last = e.end();
+    --last;
+    try {
+        last.GotoPos();
+        FAIL();
+    } catch (const SDIFSeekError& ex) {
+        EXPECT_STREQ(ex.what(),
+                     "Error in  SDIFEntity::FRIterator::GotoPos()!!!error while seeking  !!!");
+        EXPECT_EQ(ex.GetTag(), 0);
+        EXPECT_EQ(ex.GetFile(), nullptr);
+    }
+}
+
+TEST(SDIFLocation, MatrixSignaturesBeyondTheThirdAndOutOfBounds) {
+    SDIFLocation loc(100, Sig("1MRK"), 5, 2, 1.5);
+    loc.SetMSignature(0, Sig("1BEG"));
+    loc.SetMSignature(4, Sig("1END"));
+    EXPECT_EQ(loc.GetMSignature(0), Sig("1BEG"));
+    EXPECT_EQ(loc.GetMSignature(3), 0u);
+    EXPECT_EQ(loc.GetMSignature(4), Sig("1END"));
+    EXPECT_EQ(ondeltest::CaptureStderr([&] { loc.SetMSignature(5, Sig("1SEG")); }),
+              " SDIFLocation:: SetMSignature ind out of bounds 5");
+    EXPECT_EQ(loc.GetMSignature(5), 0u);
+    SDIFLocation spare;
+    EXPECT_EQ(spare.GetPos(), -1);
+    EXPECT_EQ(spare.GetTime(), -1.0);
+}

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
+#include <memory>
 
 #include "SdifErrMess.h"
 #include "SdifFGet.h"
@@ -18,6 +19,9 @@
 namespace Ondel {
 
 namespace {
+
+// Library text buffers are freed however the parse that uses them ends.
+typedef std::unique_ptr<SdifStringT, void (*)(SdifStringT*)> StringPtr;
 
 // Values of cur ∩ s, honouring cur's open end.
 std::set<unsigned int> Intersect(const SelectionSet<unsigned int>& cur,
@@ -258,12 +262,11 @@ bool SDIFEntity::ReOpenRead(const char* name) {
         }
         mAsciiChunksSize = SdifFReadAllASCIIChunks(mFile);
 
-        SdifStringT* types = SdifStringNew();
+        StringPtr types(SdifStringNew(), SdifStringFree);
         if (types) {
-            SdifFAllMatrixTypeToSdifString(mFile, types);
-            SdifFAllFrameTypeToSdifString(mFile, types);
+            SdifFAllMatrixTypeToSdifString(mFile, types.get());
+            SdifFAllFrameTypeToSdifString(mFile, types.get());
             mTypeString = types->str ? types->str : "";
-            SdifStringFree(types);
         }
 
         mv_NVT.clear();
@@ -862,16 +865,10 @@ void SDIFEntity::AddFrameType(const std::string& name, const std::string& compon
 
 bool SDIFEntity::WriteTypes() {
     if (mTypeString.empty() || !mFile) return false;
-    SdifStringT* text = SdifStringNew();
+    StringPtr text(SdifStringNew(), SdifStringFree);
     if (!text) return false;
-    SdifStringAppend(text, mTypeString.c_str());
-    try {
-        SdifFGetAllTypefromSdifString(mFile, text);
-    } catch (...) {
-        SdifStringFree(text);
-        throw;
-    }
-    SdifStringFree(text);
+    SdifStringAppend(text.get(), mTypeString.c_str());
+    SdifFGetAllTypefromSdifString(mFile, text.get());
     return true;
 }
 

@@ -161,6 +161,7 @@ unsigned int SDIFFrame::GetSize() const {
 }
 
 int SDIFFrame::ReadHeader(SdifFileT* file) {
+    if (!file) return 0;
     const size_t bytes = SdifFReadFrameHeader(file);
     if (!SdifFCurrFrameIsSelected(file)) return 0;
     const SdifFrameHeaderT* h = file->CurrFramH;
@@ -175,6 +176,7 @@ int SDIFFrame::ReadHeader(const SDIFEntity& entity) { return ReadHeader(entity.G
 
 int SDIFFrame::ReadData(SdifFileT* file, const std::set<unsigned int>* signatures) {
     int total = 0;
+    if (!file) return 0;
     for (size_t i = 0; i < mNbMatrix;) {
         if (i >= mMatrices.size()) PrepareSlots(i + 1);
         // Signature 0 marks the slot as empty until a wanted matrix lands in it.
@@ -198,6 +200,10 @@ int SDIFFrame::ReadData(const SDIFEntity& entity) {
 int SDIFFrame::Read(SdifFileT* file, bool& eof) {
     mSize = 0;
     ClearData();
+    if (!file) {
+        eof = true;
+        return 0;
+    }
     mSize = static_cast<SdifUInt4>(ReadHeader(file));
     size_t nbSigBytes = 0;
     if (mSize) {
@@ -269,6 +275,7 @@ int SDIFFrame::Read(SDIFEntity& entity) {
 }
 
 int SDIFFrame::WriteHeader(SdifFileT* file) {
+    if (!file) return 0;
     SdifFSetCurrFrameHeader(file, mSignature, GetSize(), mNbMatrix, mStreamID, mTime);
     return static_cast<int>(SdifFWriteFrameHeader(file));
 }
@@ -276,6 +283,7 @@ int SDIFFrame::WriteHeader(SdifFileT* file) {
 int SDIFFrame::WriteHeader(const SDIFEntity& entity) { return WriteHeader(entity.GetFile()); }
 
 int SDIFFrame::Write(SdifFileT* file) {
+    if (!file) return 0;
     const unsigned int size = GetSize();
     int bytes = WriteHeader(file);
     for (size_t i = 0; i < mNbMatrix && i < mMatrices.size(); ++i)

@@ -336,6 +336,7 @@ bool SDIFMatrix::Clear() {
 }
 
 int SDIFMatrix::Read(SdifFileT* file, const std::set<unsigned int>* signatures) {
+    if (!file) return 0;
     mFile = file;
     const size_t headerBytes = SdifFReadMatrixHeader(file);
     mReadSize = static_cast<SdifUInt4>(headerBytes);
@@ -365,6 +366,7 @@ int SDIFMatrix::Read(SdifFileT* file, const std::set<unsigned int>* signatures) 
 }
 
 int SDIFMatrix::Write(SdifFileT* file) {
+    if (!file) return 0;
     SdifFSetCurrMatrixHeader(file, mSignature, mType, static_cast<SdifUInt4>(GetNbRows()),
                              static_cast<SdifUInt4>(GetNbCols()));
     int bytes = static_cast<int>(SdifFWriteMatrixHeader(file));

@@ -773,8 +773,10 @@ bool SDIFEntity::CreateStreamSelection(SdifSelectionT* selection,
                                        const SelectionSet<unsigned int>& set) {
     if (!selection) return false;
     SdifMakeEmptyList(selection->stream);
-    if (set.IsActive() && set.empty()) return CreateEmptyStreamSelection(selection);
-    for (unsigned int v : set) SdifSelectAddInt(selection->stream, static_cast<int>(v));
+    if (set.IsActive()) {
+        if (set.empty()) return CreateEmptyStreamSelection(selection);
+        for (unsigned int v : set) SdifSelectAddInt(selection->stream, static_cast<int>(v));
+    }
     SdifSelectGetIntMask(selection->stream, &selection->streammask);
     if (set.IsActive()) selection->streammask.openend = set.IsOpenEnd() ? 1 : 0;
     return true;

@@ -267,6 +267,10 @@ TEST(SDIFEntitySelection, HelpersBuildTheFileSelection) {
     EXPECT_TRUE(e.TestStreamSelection(2));
     EXPECT_FALSE(e.TestStreamSelection(3));
     EXPECT_TRUE(e.TestStreamSelection(9));
+    Sel inactive = Set({5});
+    inactive.SetActive(false);
+    ASSERT_TRUE(SDIFEntity::CreateStreamSelection(sel, inactive));  // leaves no stream list
+    EXPECT_TRUE(e.TestStreamSelection(3));
     ASSERT_TRUE(SDIFEntity::CreateSignatureSelection(sel->frame, Set({Sig("1TRC")})));
     Sel s;
     e.GetFrameSelection(s);

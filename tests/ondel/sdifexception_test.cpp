@@ -102,17 +102,6 @@ TEST(SDIFException, FileErrorBranchCatchesFileFailuresOnly) {
     }));
 }
 
-TEST(SDIFException, BranchesCatchTheirLeaves) {
-    EXPECT_THROW(throw Thrown<SDIFBadMode>(eBadMode), SDIFOpeningError);
-    EXPECT_THROW(throw Thrown<SDIFBadFormatVersion>(eBadFormatVersion), SDIFHeaderError);
-    EXPECT_THROW(throw Thrown<SDIFUnDefined>(eUnDefined), SDIFAsciiChunkError);
-    EXPECT_THROW(throw Thrown<SDIFEof>(eEof), SDIFReading);
-    EXPECT_THROW(throw Thrown<SDIFNotInDataTypeUnion>(eNotInDataTypeUnion), SDIFMatrixDataError);
-    EXPECT_THROW(throw Thrown<SDIFTokenLength>(eTokenLength), SDIFTextReadingError);
-    EXPECT_THROW(throw Thrown<SDIFAllocFail>(eAllocFail), SDIFMemoryError);
-    EXPECT_THROW(throw Thrown<SDIFFreeNull>(eFreeNull), std::exception);
-}
-
 TEST(OndelInit, LibraryErrorsThrowWithTheComposedDiagnostic) {
     // Tag 15 is Error level: the report reaches the installed thrower.
     try {

@@ -394,9 +394,9 @@ const char* SdifSelectFindSelection(const char* filename) {
 char* SdifGetFilenameAndSelection(const char* filename, SdifSelectionT* sel) {
     SdifAssert(gSdifInitialised && "SDIF library not initialised!");
     if (!filename) filename = "";
-    const char* spec = SdifSelectFindSelection(filename);
-    setnames(sel, filename, spec ? (size_t)(spec - filename) : strlen(filename));
-    if (spec) SdifParseSelection(sel, spec + SdifSelectSeparatorLen[sst_specsep]);
+    const char* cut = SdifSelectFindSelection(filename);
+    setnames(sel, filename, cut ? (size_t)(cut - filename) : strlen(filename));
+    if (cut) SdifParseSelection(sel, cut + SdifSelectSeparatorLen[sst_specsep]);
     return sel->filename;
 }
 

@@ -1,5 +1,5 @@
-// sdif2columns: prints the frames or partial tracks of an SDIF file as
-// columns of text.
+// The converter's run: settings from the command line, the probe of the
+// input, the reading of the whole file and its printing.
 #include "sdif2columns.h"
 
 #include <cstdlib>
@@ -102,9 +102,35 @@ bool ArgStrsEqual(char const* a, char const* b) { return std::strcmp(a, b) == 0;
 
 void usage(char*, char*, int) {}
 
+static Sdif2ColumnsExitHook gExitHook = nullptr;
+
+Sdif2ColumnsExitHook Sdif2ColumnsSetExitHook(Sdif2ColumnsExitHook hook) {
+    Sdif2ColumnsExitHook old = gExitHook;
+    gExitHook = hook;
+    return old;
+}
+
+void Sdif2ColumnsExit(int status) {
+    if (gExitHook) gExitHook(status);
+    std::exit(status);
+}
+
+void Sdif2ColumnsReset() {
+    FILE* open = gFile;
+    gFile = nullptr;
+    FlushOutput();  // drops what a run cut short left in the buffer
+    if (open && open != stdout) std::fclose(open);
+    gSrcFile.clear();
+    gDstFile.clear();
+    gFormatVector.clear();
+    CopyOneChar(gSeparator, "\t");
+    CopyOneChar(gNewLine, "\n");
+    gOutputPartials = false;
+}
+
 [[noreturn]] static void FailReading(char const* path) {
     PrintErrorMessage("error reading file %s!\n", path);
-    std::exit(1);
+    Sdif2ColumnsExit(1);
 }
 
 // Reads the whole file into a container of T and prints it.
@@ -138,12 +164,12 @@ void PrintPartialTracking(char const* path, Kv2::KvFormat format, int aux) {
     PrintFile<Kv2::PartialSet>(path, format, aux);
 }
 
-int main(int argc, char** argv) {
+int Sdif2ColumnsRun(int argc, char** argv) {
     Ondel::OndelInit("");
     ParseArguments(argc, argv);
     if (gSrcFile.empty()) {
         PrintErrorMessage("No input file specified\n");
-        std::exit(1);
+        Sdif2ColumnsExit(1);
     }
     int aux = 0;
     Kv2::KvFormat format;
@@ -157,11 +183,11 @@ int main(int argc, char** argv) {
     }
     if (format == Kv2::KV_FORMAT_UNKNOWN) {
         PrintErrorMessage("Can't open file %s\n", gSrcFile.c_str());
-        std::exit(1);
+        Sdif2ColumnsExit(1);
     }
     if (!OpenDestinationFile(gDstFile)) {
         PrintErrorMessage("error reading file %s!\n", gDstFile.c_str());
-        std::exit(1);
+        Sdif2ColumnsExit(1);
     }
     if (format == Kv2::KV_FORMAT_SDIF_CHORDSEQ)
         PrintChordSeq(gSrcFile.c_str(), aux);

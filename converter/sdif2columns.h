@@ -37,4 +37,18 @@ void usage(char*, char*, int);
 void PrintChordSeq(char const* path, int aux);
 void PrintPartialTracking(char const* path, Kv2::KvFormat format, int aux);
 
+// The program's whole run (main only forwards to it); answers 0, and ends
+// every failed run through Sdif2ColumnsExit(1).
+int Sdif2ColumnsRun(int argc, char** argv);
+
+// Ending a failed run: the hook, when one is installed, then exit(status).
+// An in-process harness installs a hook that throws, so that a failed run
+// unwinds back to it instead of ending the process.
+using Sdif2ColumnsExitHook = void (*)(int status);
+Sdif2ColumnsExitHook Sdif2ColumnsSetExitHook(Sdif2ColumnsExitHook hook);  // answers the old one
+[[noreturn]] void Sdif2ColumnsExit(int status);
+// The settings as before the first run; an output file left open by a run
+// that was cut short is closed and its unwritten text dropped.
+void Sdif2ColumnsReset();
+
 #endif

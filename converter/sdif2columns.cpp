@@ -194,6 +194,9 @@ int Sdif2ColumnsRun(int argc, char** argv) {
     else
         PrintPartialTracking(gSrcFile.c_str(), format, aux);
     FlushOutput();
-    if (!gDstFile.empty() && gFile) std::fclose(gFile);
+    if (!gDstFile.empty() && gFile) {
+        std::fclose(gFile);
+        gFile = nullptr;
+    }
     return 0;
 }

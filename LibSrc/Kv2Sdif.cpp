@@ -1,8 +1,11 @@
 // Reading SDIF frames into frame sets.
 #include "Kv2Sdif.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "SdifFile.h"
 
@@ -360,15 +363,20 @@ int Kv2SdifReadFrame(FILEIO* f, ChordSet& set, int maxPartials) {
         }
     }
     // Partials begun earlier and still open sound on in this frame; those
-    // begun here count as sounding from the next frame on.
+    // begun here count as sounding from the next frame on.  The sounding
+    // ones are listed by rising SDIF index, so that the order of the frame's
+    // entries does not depend on how the hash map happens to iterate.
+    std::vector<std::pair<int, int>> sounding;  // (SDIF index, ident)
     for (auto& entry : map) {
         if (!entry.second.seen)
-            set.addToSet(
-                ChordSet::PartialParam(entry.second.ident, 0.0f, 0.0f, 0.0f, ChordSet::eCont),
-                set.size());
+            sounding.emplace_back(entry.first, entry.second.ident);
         else
             entry.second.seen = false;
     }
+    std::sort(sounding.begin(), sounding.end());
+    for (const auto& s : sounding)
+        set.addToSet(ChordSet::PartialParam(s.second, 0.0f, 0.0f, 0.0f, ChordSet::eCont),
+                     set.size());
     set.time = frame.GetTime();
     return static_cast<int>(frame.GetStreamID());
 }

@@ -623,6 +623,25 @@ TEST(Kv2SdifReadChord, StartsSustainsAndEnds) {
     EXPECT_EQ(StaticIdent::maxIdent, 1004);
 }
 
+// Notes that sound on are listed by rising SDIF index, whatever order they
+// began in.
+TEST(Kv2SdifReadChord, SoundingNotesFollowTheirIndexOrder) {
+    std::string path = Save("chordorder.sdif", ChordFile({Begin(0.0, {9, 3, 5}), End(0.5, {3})}));
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    ASSERT_NE(h.f, nullptr);
+    StaticIdent::maxIdent = 1000;
+    ChordSet set;
+    ASSERT_TRUE(Kv2ReadChordSet(h.f, set));
+    ASSERT_TRUE(Kv2ReadChordSet(h.f, set));
+    ASSERT_EQ(set.size(), 3);
+    EXPECT_EQ(set[0].id, 1002);  // index 3 ends
+    EXPECT_EQ(set[0].state, ChordSet::eEnd);
+    EXPECT_EQ(set[1].id, 1003);  // index 5
+    EXPECT_EQ(set[2].id, 1001);  // index 9
+    EXPECT_EQ(set[1].state, ChordSet::eCont);
+    EXPECT_EQ(set[2].state, ChordSet::eCont);
+}
+
 TEST(Kv2SdifReadChord, EndWithoutBeginningIsAnError) {
     std::string path = Save("chordend.sdif", ChordFile({Begin(0.0, {1}), End(0.5, {4})}));
     Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));

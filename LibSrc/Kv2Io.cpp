@@ -349,7 +349,6 @@ void Kv2SetFileAttribute(char*, KvFormat) {}
 
 FILEIO* Kv2OpenFile(const char* name, KV_FILEMODE mode, KvFormat format, int stream,
                     std::vector<std::string>* nvts) {
-    (void)nvts;
     bool useStd = !name || name[0] == 0 || strcmp(name, "-") == 0;
     SdifAssertAt(mode < KV_NMODE, kIoSource, 589);
     if (format > KV_FORMAT_PICSBIN || format < 0 || mode < 0) return nullptr;
@@ -373,8 +372,7 @@ FILEIO* Kv2OpenFile(const char* name, KV_FILEMODE mode, KvFormat format, int str
         }
         default:
             if (mode == KV_READ) return Kv2SdifOpenRead(name, format, stream);
-            // Writing SDIF (Kv2SdifOpenWrite) is not built yet: such opens fail.
-            return nullptr;
+            return Kv2SdifOpenWrite(name, format, nvts);
     }
 }
 

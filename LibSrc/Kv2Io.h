@@ -156,6 +156,15 @@ bool Kv2ReadPartialSet(FILEIO* f, PartialSet& set);
 // position / sampleRate.  False, with a message, for a sample rate not above 0.
 bool Kv2ReadPeaksSet2(FILEIO* f, PartialSet& set, int maxPeaks, float sampleRate);
 
+// ---- Writing frames ----
+
+// Append set as one frame: a text or binary record of at most maxPartials
+// partials (-1: all) on a plain handle, a frame of the handle's SDIF format
+// otherwise (stream is used there only).  False for a null handle, a plain
+// format other than 0 and 1, and a failed SDIF write.
+bool Kv2WritePartialSet2(FILEIO* f, const PartialSet& set, int maxPartials, int stream);
+bool Kv2WritePartialSet(FILEIO* f, const PartialSet& set);
+
 // Debugging dumps of a frame to out.
 void Kv2PrintPartial(FILE* out, const PartialSet& set, char* label);
 void Kv2PrintPeak(FILE* out, const PartialSet& set, char* label);

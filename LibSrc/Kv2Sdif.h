@@ -47,6 +47,15 @@ KvFormat Kv2SdifGetFileFormat(const char* name, int& stream);
 FILEIO* Kv2SdifOpenRead(const char* name, KvFormat format, int stream);
 // Open name for writing format 2 to 5; null on failure.
 FILEIO* Kv2SdifOpenWrite(const char* name, KvFormat format, std::vector<std::string>* nvts);
+// Write set as one frame of the handle's format, at most maxPartials rows
+// filled (-1: all) in a matrix of as many rows as the set has partials (peaks
+// for 1PIC).  1TRC rows carry an SDIF index that stays with the ident while
+// the track goes on.  False for a handle without SDIF file or a failed write.
+bool Kv2SdifWriteFrame(FILEIO* f, const PartialSet& set, int maxPartials, int stream);
+// Write the beginnings and ends of set as one chord-sequence frame (none when
+// it has neither); an end without beginning or a second beginning is warned
+// about and written without its index.  False as for Kv2SdifWriteFrame.
+bool Kv2SdifWriteChordSeq(FILEIO* f, const ChordSet& set, int stream);
 
 // Select every stream that has a frame of the format's kind at the time of
 // the first such frame met from the current position.

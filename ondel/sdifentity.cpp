@@ -249,13 +249,11 @@ bool SDIFEntity::ReOpenRead(const char* name) {
     mFile = SdifFOpen(name ? name : "", eReadFile);
     if (!mFile) return false;
     try {
-        // A header that cannot be read (not an SDIF file, a newer version,
-        // too short) is a refusal to open, not an error to pass on.
-        try {
-            mGeneralHeaderSize = SdifFReadGeneralHeader(mFile);
-        } catch (const SDIFException&) {
-            mGeneralHeaderSize = 0;
-        }
+        // A header the library rejects raises its exception (not an SDIF
+        // file, another version, too short): the caller learns why, and the
+        // entity is left closed below.  A header read that answers 0 without
+        // an exception (an error callback that returns) is a plain refusal.
+        mGeneralHeaderSize = SdifFReadGeneralHeader(mFile);
         if (!mGeneralHeaderSize) {
             Close();
             return false;

@@ -231,6 +231,14 @@ TEST(ConverterErrors, UnreadableInputsFailWithTheirMessages) {
     ExpectOutput(Convert({s1}), "", "Can't open file " + s1 + "\n", 1);
 }
 
+// Standard input can be probed but not read a second time: opening it again
+// for reading fails on what is left of the stream.
+TEST(ConverterErrors, StandardInputIsConsumedByTheProbe) {
+    const std::string bytes = ReadFile(ExampleFile());
+    auto r = RunProgram({ConverterPath(), "-i", "-"}, bytes);
+    ExpectOutput(r, "", "error reading file -!\n", 1);
+}
+
 TEST(ConverterErrors, TruncatedFileFailsAfterTheProbe) {
     std::string bytes = ReadFile(ExampleFile());
     const std::string cut = TempPath("cut.sdif");

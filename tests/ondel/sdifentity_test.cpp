@@ -74,17 +74,20 @@ TEST(SDIFEntity, OpenRefusesOtherModes) {
     EXPECT_TRUE(e.Open(Data("saw-s0.sdif").c_str(), eReadFile));
 }
 
-TEST(SDIFEntity, FileWithoutSdifHeaderOpensAsFalseAndStaysClosed) {
+// A rejected header raises the library's exception and leaves the entity
+// closed; a missing file is a plain refusal with the library's notice.
+TEST(SDIFEntity, FileWithoutSdifHeaderThrowsAndStaysClosed) {
     const std::string path = testsupport::TempPath("notsdif.txt");
     testsupport::WriteFile(path, "this is not an SDIF file at all");
     SDIFEntity e;
-    EXPECT_FALSE(e.OpenRead(path.c_str()));
+    EXPECT_THROW(e.OpenRead(path.c_str()), Ondel::SDIFBadHeader);
     EXPECT_EQ(e.GetFile(), nullptr);
     EXPECT_EQ(e.GetOpenMode(), 0);
     EXPECT_TRUE(e.eof());
     const std::string shortFile = testsupport::TempPath("short.sdif");
     testsupport::WriteFile(shortFile, "SDIF");
-    EXPECT_FALSE(e.OpenRead(shortFile.c_str()));
+    EXPECT_THROW(e.OpenRead(shortFile.c_str()), Ondel::SDIFEof);
+    EXPECT_EQ(e.GetFile(), nullptr);
     std::string err = ondeltest::CaptureStderr(
         [&] { EXPECT_FALSE(e.OpenRead(testsupport::TempPath("missing.sdif").c_str())); });
     EXPECT_NE(err.find("File not found"), std::string::npos);

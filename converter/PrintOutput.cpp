@@ -125,43 +125,32 @@ void PrintPoint(const Kv2::PartialPoint<Kv2::PartialSet>& point) {
     output::PutNewline();
 }
 
-// A value line of a track: after a printed value the newline at the last
-// position, else the separator; a silent column at the last position still
-// ends the line.
+// Values of one point of a track; t is the point's time, or the start time
+// of a chord track, whose line also shows the duration.
 template <class Track, class Point>
 static void PrintTrackLine(const Track& track, const Point& point, bool chord) {
-    const size_t nCols = gFormatVector.size();
-    for (size_t k = 0; k < nCols; ++k) {
-        const bool last = k + 1 == nCols;
-        bool printed = true;
-        switch (gFormatVector[k]) {
+    PrintValueLine([&](OutputField field) {
+        switch (field) {
             case eTime:
                 PrintDouble(chord ? track.GetStartTime() : point.time);
-                break;
+                return true;
             case eDuration:
-                if (chord)
-                    PrintDouble(track.GetEndTime() - track.GetStartTime());
-                else
-                    printed = false;
-                break;
+                if (!chord) return false;
+                PrintDouble(track.GetEndTime() - track.GetStartTime());
+                return true;
             case eFrequency:
                 PrintFloat(point.param.freq);
-                break;
+                return true;
             case eAmplitude:
                 PrintFloat(point.param.amp);
-                break;
+                return true;
             case ePhase:
                 PrintFloat(point.param.phase);
-                break;
+                return true;
             default:
-                printed = false;
-                break;
+                return false;
         }
-        if (printed && !last)
-            output::PutSeparator();
-        else if (last)
-            output::PutNewline();
-    }
+    });
 }
 
 void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track) {
@@ -192,26 +181,21 @@ void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track) {
         PrintEmptyLine();
         return;
     }
-    const size_t nCols = gFormatVector.size();
-    bool printed = false;
-    for (size_t k = 0; k < nCols; ++k) {
-        switch (gFormatVector[k]) {
+    PrintHeaderLine([&](OutputField field) {
+        switch (field) {
             case eStart:
                 PrintDouble(track.GetStartTime());
-                break;
+                return true;
             case eDuration:
                 PrintDouble(track.GetEndTime() - track.GetStartTime());
-                break;
+                return true;
             case eCount:
                 PrintInt(nPoints);
-                break;
+                return true;
             default:
-                continue;
+                return false;
         }
-        printed = true;
-        if (k + 1 != nCols) output::PutSeparator();
-    }
-    if (printed) output::PutNewline();
+    });
     for (int i = 0; i < nPoints; ++i) PrintTrackLine(track, *track.GetPoint(i), false);
     PrintEmptyLine();
 }

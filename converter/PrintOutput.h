@@ -36,6 +36,34 @@ void PutSeparator();
 void PutNewline();
 }  // namespace output
 
+// ---- column layout ----
+
+// show(field) prints the field's value when the line has one and answers
+// whether it did.  After a printed value comes the separator unless its column
+// is the last chosen one, so a line may end in a separator.
+
+// A header line ends only when it showed something.
+template <class Show>
+void PrintHeaderLine(Show show) {
+    const size_t nCols = gFormatVector.size();
+    bool printed = false;
+    for (size_t k = 0; k < nCols; ++k) {
+        if (!show(gFormatVector[k])) continue;
+        printed = true;
+        if (k + 1 != nCols) output::PutSeparator();
+    }
+    if (printed) output::PutNewline();
+}
+
+// A value line always ends, even when no column showed anything.
+template <class Show>
+void PrintValueLine(Show show) {
+    const size_t nCols = gFormatVector.size();
+    for (size_t k = 0; k < nCols; ++k)
+        if (show(gFormatVector[k]) && k + 1 != nCols) output::PutSeparator();
+    output::PutNewline();
+}
+
 // ---- frames ----
 
 inline int FramePartialCount(const Kv2::PartialSet& f) { return f.numPartials(false); }
@@ -46,7 +74,6 @@ void PrintFrames(Quorlin::PartialsContainer<T>& container) {
     // Sized from each frame's count; cleared per frame so that slots without a
     // record of positive identifier print as zero.
     std::vector<float> freq, ampl, phase;
-    const size_t nCols = gFormatVector.size();
     for (const T& frame : container.GetFrames()) {
         const int count = FramePartialCount(frame);
         if (count > 0) {
@@ -57,46 +84,40 @@ void PrintFrames(Quorlin::PartialsContainer<T>& container) {
             frame.getAllAmpl(ampl.data(), count);
             frame.getAllPhase(phase.data(), count);
         }
-        if (nCols == 0) {
+        if (gFormatVector.empty()) {
             PrintTimeAndNumber(frame.time, count);
             if (count != 0) PrintFrame(count, freq.data(), ampl.data(), phase.data());
             PrintEmptyLine();
             continue;
         }
-        bool printed = false;
-        for (size_t k = 0; k < nCols; ++k) {
-            switch (gFormatVector[k]) {
+        PrintHeaderLine([&](OutputField field) {
+            switch (field) {
                 case eStart:
                     PrintDouble(frame.time);
-                    break;
+                    return true;
                 case eCount:
                     PrintInt(count);
-                    break;
+                    return true;
                 default:
-                    continue;
+                    return false;
             }
-            printed = true;
-            if (k + 1 != nCols) output::PutSeparator();
-        }
-        if (printed) output::PutNewline();
+        });
         for (int i = 0; i < count; ++i) {
-            for (size_t k = 0; k < nCols; ++k) {
-                switch (gFormatVector[k]) {
+            PrintValueLine([&](OutputField field) {
+                switch (field) {
                     case eFrequency:
                         PrintFloat(freq[i]);
-                        break;
+                        return true;
                     case eAmplitude:
                         PrintFloat(ampl[i]);
-                        break;
+                        return true;
                     case ePhase:
                         PrintFloat(phase[i]);
-                        break;
+                        return true;
                     default:
-                        continue;
+                        return false;
                 }
-                if (k + 1 != nCols) output::PutSeparator();
-            }
-            output::PutNewline();
+            });
         }
     }
 }

@@ -23,14 +23,9 @@
 
 namespace {
 
-constexpr SdifSignature Sig(const char (&s)[5]) {
-    return ((SdifSignature)(unsigned char)s[0] << 24) | ((SdifSignature)(unsigned char)s[1] << 16) |
-           ((SdifSignature)(unsigned char)s[2] << 8) | (SdifSignature)(unsigned char)s[3];
-}
-
-constexpr SdifSignature k1MTD = Sig("1MTD");
-constexpr SdifSignature k1FTD = Sig("1FTD");
-constexpr SdifSignature k1TYP = Sig("1TYP");
+constexpr SdifSignature k1MTD = SdifSignatureConst("1MTD");
+constexpr SdifSignature k1FTD = SdifSignatureConst("1FTD");
+constexpr SdifSignature k1TYP = SdifSignatureConst("1TYP");
 /* Stream ID meaning "no stream", used by the 1TYP frame. */
 constexpr SdifUInt4 kNoStreamID = 0xFFFFFFFFu;
 

@@ -28,18 +28,13 @@ SdifFileT* gSdifPredefinedTypes = NULL;
 
 namespace {
 
-constexpr SdifSignature Sig(const char (&s)[5]) {
-    return ((SdifSignature)(unsigned char)s[0] << 24) | ((SdifSignature)(unsigned char)s[1] << 16) |
-           ((SdifSignature)(unsigned char)s[2] << 8) | (SdifSignature)(unsigned char)s[3];
-}
-
-constexpr SdifSignature kSDIF = Sig("SDIF");
-constexpr SdifSignature k1NVT = Sig("1NVT");
-constexpr SdifSignature k1TYP = Sig("1TYP");
-constexpr SdifSignature k1IDS = Sig("1IDS");
-constexpr SdifSignature kENDF = Sig("ENDF");
-constexpr SdifSignature kSDFC = Sig("SDFC");
-constexpr SdifSignature kENDC = Sig("ENDC");
+constexpr SdifSignature kSDIF = SdifSignatureConst("SDIF");
+constexpr SdifSignature k1NVT = SdifSignatureConst("1NVT");
+constexpr SdifSignature k1TYP = SdifSignatureConst("1TYP");
+constexpr SdifSignature k1IDS = SdifSignatureConst("1IDS");
+constexpr SdifSignature kENDF = SdifSignatureConst("ENDF");
+constexpr SdifSignature kSDFC = SdifSignatureConst("SDFC");
+constexpr SdifSignature kENDC = SdifSignatureConst("ENDC");
 
 constexpr SdifUInt4 kFormatVersion = 3;
 constexpr SdifUInt4 kTypesVersion = 1;

@@ -20,11 +20,6 @@ namespace {
 
 const char* const kSrc = "SdifNameValue.cpp";
 
-constexpr SdifSignature Sig(const char (&s)[5]) {
-    return ((SdifSignature)(unsigned char)s[0] << 24) | ((SdifSignature)(unsigned char)s[1] << 16) |
-           ((SdifSignature)(unsigned char)s[2] << 8) | (SdifSignature)(unsigned char)s[3];
-}
-
 char* copytext(const char* s) {
     size_t len = strlen(s);
     char* copy = (char*)malloc(len + 1);
@@ -426,8 +421,9 @@ size_t SdifFWriteNameValueLCurrNVT(SdifFileT* file) {
     if (!text) return 0;
     SdifFNameValueLCurrNVTtoSdifString(file, text);
     /* the most negative time sorts the table before every data frame */
-    size_t written = SdifFWriteTextFrameSdifString(file, Sig("1NVT"), table->StreamID, -DBL_MAX,
-                                                   Sig("1NVT"), text);
+    size_t written =
+        SdifFWriteTextFrameSdifString(file, SdifSignatureConst("1NVT"), table->StreamID, -DBL_MAX,
+                                      SdifSignatureConst("1NVT"), text);
     SdifStringFree(text);
     return written;
 }

@@ -5,6 +5,7 @@
 #include "SdifFile.h"
 #include "SdifFrameType.h"
 #include "SdifMatrixType.h"
+#include "SdifRWLowLevel.h"
 
 namespace {
 
@@ -82,11 +83,6 @@ const char kPredefinedTypesText[] =
     "1FTD 1MID {1MID MIDIEvent; 1SYX MIDISystemExclusive;  }\n"
     "1FTD EFKV {EMKV Tableau; EMJR EndRecording;  }\n";
 
-constexpr SdifSignature Sig(const char (&s)[5]) {
-    return ((SdifSignature)(unsigned char)s[0] << 24) | ((SdifSignature)(unsigned char)s[1] << 16) |
-           ((SdifSignature)(unsigned char)s[2] << 8) | (SdifSignature)(unsigned char)s[3];
-}
-
 struct CodedMatrixType {
     SdifSignature signature;
     const char* columns[8]; /* ends at the first none */
@@ -103,20 +99,22 @@ struct CodedFrameType {
 };
 
 const CodedMatrixType kCodedMatrixTypes[] = {
-    {Sig("1FQ0"), {"Frequency", "Confidence", "Score", "RealAmplitude"}},
-    {Sig("1FOF"), {"Frequency", "Amplitude", "BandWidth", "Tex", "DebAtt", "Atten", "Phase"}},
-    {Sig("1CHA"), {"Channel1", "Channel2"}},
-    {Sig("1RES"), {"Frequency", "Amplitude", "BandWidth", "Saliance", "Correction"}},
-    {Sig("1DIS"), {"Distribution", "Amplitude"}},
+    {SdifSignatureConst("1FQ0"), {"Frequency", "Confidence", "Score", "RealAmplitude"}},
+    {SdifSignatureConst("1FOF"),
+     {"Frequency", "Amplitude", "BandWidth", "Tex", "DebAtt", "Atten", "Phase"}},
+    {SdifSignatureConst("1CHA"), {"Channel1", "Channel2"}},
+    {SdifSignatureConst("1RES"), {"Frequency", "Amplitude", "BandWidth", "Saliance", "Correction"}},
+    {SdifSignatureConst("1DIS"), {"Distribution", "Amplitude"}},
 };
 
 const CodedFrameType kCodedFrameTypes[] = {
-    {Sig("1FOB"),
-     {{Sig("1FQ0"), "FundamentalFrequencyEstimate"},
-      {Sig("1FOF"), "Formants"},
-      {Sig("1CHA"), "Channels"}}},
-    {Sig("1REB"), {{Sig("1RES"), "Filters"}, {Sig("1CHA"), "Channels"}}},
-    {Sig("1NOI"), {{Sig("1DIS"), "NoiseDistribution"}}},
+    {SdifSignatureConst("1FOB"),
+     {{SdifSignatureConst("1FQ0"), "FundamentalFrequencyEstimate"},
+      {SdifSignatureConst("1FOF"), "Formants"},
+      {SdifSignatureConst("1CHA"), "Channels"}}},
+    {SdifSignatureConst("1REB"),
+     {{SdifSignatureConst("1RES"), "Filters"}, {SdifSignatureConst("1CHA"), "Channels"}}},
+    {SdifSignatureConst("1NOI"), {{SdifSignatureConst("1DIS"), "NoiseDistribution"}}},
 };
 
 }  // namespace

@@ -183,6 +183,13 @@ size_t SdiffScanChar(FILE* f, SdifChar* ptr, size_t n);
 
 #ifdef __cplusplus
 }
+
+/* Signature of a four-character literal, usable in constants and case
+** labels: what SdifStringToSignature answers, without the started library. */
+constexpr SdifSignature SdifSignatureConst(const char (&s)[5]) {
+    return ((SdifSignature)(unsigned char)s[0] << 24) | ((SdifSignature)(unsigned char)s[1] << 16) |
+           ((SdifSignature)(unsigned char)s[2] << 8) | (SdifSignature)(unsigned char)s[3];
+}
 #endif
 
 #endif

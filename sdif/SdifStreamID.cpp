@@ -19,11 +19,6 @@ namespace {
 const char* const kSrc = "SdifStreamID.cpp";
 const char* const kStopChars = "{},;:";
 
-constexpr SdifSignature Sig(const char (&s)[5]) {
-    return ((SdifSignature)(unsigned char)s[0] << 24) | ((SdifSignature)(unsigned char)s[1] << 16) |
-           ((SdifSignature)(unsigned char)s[2] << 8) | (SdifSignature)(unsigned char)s[3];
-}
-
 char* copytext(const char* s) {
     size_t len = strlen(s);
     char* copy = (char*)malloc(len + 1);
@@ -363,8 +358,9 @@ size_t SdifFWriteAllStreamID(SdifFileT* file) {
     SdifStringT* text = SdifStringNew();
     if (!text) return 0;
     SdifFStreamIDTableToSdifString(file, text);
-    size_t written = SdifFWriteTextFrameSdifString(file, Sig("1IDS"), table->StreamID, -DBL_MAX,
-                                                   Sig("1IDS"), text);
+    size_t written =
+        SdifFWriteTextFrameSdifString(file, SdifSignatureConst("1IDS"), table->StreamID, -DBL_MAX,
+                                      SdifSignatureConst("1IDS"), text);
     SdifStringFree(text);
     return written;
 }

@@ -8,7 +8,7 @@
 #include "sdifexception.h"
 
 using namespace Ondel;
-using ondeltest::Sig;
+using testsupport::Sig;
 
 namespace {
 
@@ -35,7 +35,7 @@ class RealFile : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(RealFile, ReadsEveryFrameWithItsTimeStreamAndRows) {
     const std::string path = Data(GetParam());
-    const auto raw = ondeltest::RawFrames(testsupport::ReadFile(path));
+    const auto raw = testsupport::RawFrames(testsupport::ReadFile(path));
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead(path.c_str()));
     EXPECT_EQ(e.GetOpenMode(), 2);
@@ -88,7 +88,7 @@ TEST(SDIFEntity, FileWithoutSdifHeaderThrowsAndStaysClosed) {
     testsupport::WriteFile(shortFile, "SDIF");
     EXPECT_THROW(e.OpenRead(shortFile.c_str()), Ondel::SDIFEof);
     EXPECT_EQ(e.GetFile(), nullptr);
-    std::string err = ondeltest::CaptureStderr(
+    std::string err = testsupport::CaptureStderr(
         [&] { EXPECT_FALSE(e.OpenRead(testsupport::TempPath("missing.sdif").c_str())); });
     EXPECT_NE(err.find("File not found"), std::string::npos);
     EXPECT_FALSE(e.Close());
@@ -306,7 +306,7 @@ TEST(SDIFEntity, WrittenTablesAndDeclaredFrameTypeReadBack) {
         EXPECT_EQ(out.WriteFrame(frame), int(frame.GetSize()) + 8);
     }
     SDIFEntity in;
-    std::string err = ondeltest::CaptureStderr([&] {
+    std::string err = testsupport::CaptureStderr([&] {
         ASSERT_TRUE(in.OpenRead(path.c_str()));
         ASSERT_EQ(in.GetNbNVT(), 2u);
         EXPECT_EQ(in.GetNVT(0).GetValue("TableName"), "ChordSeq");
@@ -332,7 +332,7 @@ TEST(SDIFEntity, MissingTableIsReportedAndTheFirstAnswered) {
     e.AddNVT(b, 8);
     EXPECT_EQ(e.GetNVT(0).GetStreamID(), 7u);
     SDIFNameValueTable* got = nullptr;
-    const std::string err = ondeltest::CaptureStderr([&] { got = &e.GetNVT(5); });
+    const std::string err = testsupport::CaptureStderr([&] { got = &e.GetNVT(5); });
     EXPECT_EQ(err, " No such NameValueTable \n");
     EXPECT_EQ(e.GetNbNVT(), 3u);
     EXPECT_EQ(got, &e.GetNVT(0));
@@ -345,9 +345,9 @@ TEST(SDIFEntity, PrintsTablesAndTypes) {
     a.AddNameValue("n", "v");
     e.AddNVT(a, 0);
     e.AddNVT(a, 1);
-    EXPECT_EQ(ondeltest::CaptureStdout([&] { e.PrintAllNVTs(); }),
+    EXPECT_EQ(testsupport::CaptureStdout([&] { e.PrintAllNVTs(); }),
               "\nNameValueTable number : 1\nn\t\tv\n\nNameValueTable number : 2\nn\t\tv\n");
     e.AddMatrixType("1ABC", "a, b");
-    EXPECT_EQ(ondeltest::CaptureStdout([&] { e.PrintTypes(); }), "\n1MTD1ABC { a, b }\n\n");
+    EXPECT_EQ(testsupport::CaptureStdout([&] { e.PrintTypes(); }), "\n1MTD1ABC { a, b }\n\n");
     EXPECT_FALSE(e.WriteTypes());  // no file open
 }

@@ -98,7 +98,7 @@ TEST(SDIFException, FileErrorBranchCatchesFileFailuresOnly) {
     }));
     EXPECT_FALSE(CaughtAsFileError([] {
         SDIFFrame f;
-        f.GetMatrixWithSig(ondeltest::Sig("1TRC"));
+        f.GetMatrixWithSig(testsupport::Sig("1TRC"));
     }));
 }
 
@@ -120,7 +120,7 @@ TEST(OndelInit, LibraryErrorsThrowWithTheComposedDiagnostic) {
 
 TEST(OndelInit, WarningsStillPrintAndDoNotThrow) {
     std::string err;
-    EXPECT_NO_THROW(err = ondeltest::CaptureStderr(
+    EXPECT_NO_THROW(err = testsupport::CaptureStderr(
                         [] { SdifFError(nullptr, eFileNotFound, "nofile.sdif", "t.cpp", 1); }));
     EXPECT_NE(err.find("File not found or permission denied: \"nofile.sdif\""), std::string::npos)
         << err;

@@ -9,7 +9,7 @@
 #include "sdifexception.h"
 
 using namespace Ondel;
-using ondeltest::Sig;
+using testsupport::Sig;
 
 namespace {
 
@@ -135,7 +135,7 @@ TEST(SDIFFrame, WriteAnnouncesTheSizeOfTheMatricesAtWriteTime) {
     ASSERT_TRUE(out.OpenWrite(path.c_str()));
     EXPECT_EQ(out.WriteFrame(frame), 88);
     out.Close();
-    const auto raw = ondeltest::RawFrames(testsupport::ReadFile(path));
+    const auto raw = testsupport::RawFrames(testsupport::ReadFile(path));
     ASSERT_EQ(raw.size(), 1u);
     EXPECT_EQ(raw[0].size, 80u);
     EXPECT_EQ(raw[0].id, 2u);
@@ -235,7 +235,7 @@ TEST(SDIFFrame, PrintShowsOneHeaderBlockAndEachMatrix) {
     frame.SetHeader("1TRC", 3, 0.5);
     frame.AddMatrix(FloatMatrix("1TRC", 1, 2, 1));
     frame.AddMatrix(IntMatrix("1HRM", {7}));
-    EXPECT_EQ(ondeltest::CaptureStdout([&] { frame.Print(); }),
+    EXPECT_EQ(testsupport::CaptureStdout([&] { frame.Print(); }),
               "\nFrame signature : 1TRC\n"
               "StreamID: 3 Time: 0.5 number of Matrix in current Frame : 2\n"
               " Signature : 1TRC\n1 2 \n"
@@ -284,7 +284,7 @@ TEST(SDIFFrame, OneFrameObjectReadsFramesOfChangingShape) {
 TEST(SDIFFrame, RealAnalysisFileMatchesItsBytes) {
     const std::string path = testsupport::DataPath("chord-s0.sdif");
     const std::string bytes = testsupport::ReadFile(path);
-    const auto raw = ondeltest::RawFrames(bytes);
+    const auto raw = testsupport::RawFrames(bytes);
     ASSERT_FALSE(raw.empty());
     SDIFEntity in;
     ASSERT_TRUE(in.OpenRead(path.c_str()));
@@ -293,7 +293,7 @@ TEST(SDIFFrame, RealAnalysisFileMatchesItsBytes) {
     while (!in.eof()) {
         in.ReadNextFrame(frame);
         ASSERT_LT(n, raw.size());
-        const ondeltest::RawFrame& r = raw[n];
+        const testsupport::RawFrame& r = raw[n];
         ASSERT_EQ(frame.GetNbMatrix(), 1u);
         const SDIFMatrix& m = frame.GetMatrix(0);
         ASSERT_EQ(unsigned(m.GetNbRows()), r.matrices[0].rows);
@@ -301,8 +301,9 @@ TEST(SDIFFrame, RealAnalysisFileMatchesItsBytes) {
         EXPECT_EQ(frame.GetTime(), r.time);
         for (int row = 0; row < m.GetNbRows(); ++row)
             for (int col = 0; col < m.GetNbCols(); ++col)
-                ASSERT_EQ(m.GetFloat(row, col),
-                          ondeltest::RawFloat4(bytes, r.matrices[0], unsigned(row), unsigned(col)))
+                ASSERT_EQ(
+                    m.GetFloat(row, col),
+                    testsupport::RawFloat4(bytes, r.matrices[0], unsigned(row), unsigned(col)))
                     << "frame " << n << " cell " << row << "," << col;
         ++n;
     }

@@ -9,7 +9,7 @@
 #include "sdifexception.h"
 
 using namespace Ondel;
-using ondeltest::Sig;
+using testsupport::Sig;
 
 namespace {
 
@@ -51,7 +51,7 @@ std::vector<std::pair<unsigned, double>> Walk(SDIFEntity& e) {
 }  // namespace
 
 TEST(FrameDir, EntriesAreRecordedAsFramesAreRead) {
-    const auto raw = ondeltest::RawFrames(testsupport::ReadFile(kSaw));
+    const auto raw = testsupport::RawFrames(testsupport::ReadFile(kSaw));
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
     ASSERT_TRUE(e.EnableFrameDir());
@@ -70,7 +70,7 @@ TEST(FrameDir, EntriesAreRecordedAsFramesAreRead) {
         ++i;
     }
     EXPECT_EQ(frame.GetMatrix(0).GetNbRows(), 40);
-    EXPECT_EQ(ondeltest::CaptureStderr([&] { e.PrintFrameDir(); }),
+    EXPECT_EQ(testsupport::CaptureStderr([&] { e.PrintFrameDir(); }),
               "Init pos 16\n"
               "Pos 16 sig 1TRC time 0\n Matrices: 1TRC\n"
               "Pos " +
@@ -133,7 +133,7 @@ TEST(FrameDir, FileSelectionIsFrozenWhileEnabled) {
 
 TEST(FrameDir, IteratorWalksTheWholeFileReadingOnDemand) {
     const std::string bytes = testsupport::ReadFile(kSaw);
-    const auto raw = ondeltest::RawFrames(bytes);
+    const auto raw = testsupport::RawFrames(bytes);
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
     ASSERT_TRUE(e.EnableFrameDir());
@@ -142,7 +142,7 @@ TEST(FrameDir, IteratorWalksTheWholeFileReadingOnDemand) {
         ASSERT_LT(n, raw.size());
         EXPECT_EQ(it->GetTime(), raw[n].time);
         EXPECT_EQ((*it).GetMatrix(0).GetFloat(3, 1),
-                  ondeltest::RawFloat4(bytes, raw[n].matrices[0], 3, 1));
+                  testsupport::RawFloat4(bytes, raw[n].matrices[0], 3, 1));
         // The directory grows one frame at a time, not ahead of the walk.
         EXPECT_EQ(e.GetFrameDir().size(), n + 1);
     }
@@ -270,7 +270,7 @@ TEST(FrameDir, HighLevelSelectionHonoursTheFileSelection) {
 }
 
 TEST(FrameDir, KnownPositionMovesTheCursorNewOneIsInserted) {
-    const auto raw = ondeltest::RawFrames(testsupport::ReadFile(kSaw));
+    const auto raw = testsupport::RawFrames(testsupport::ReadFile(kSaw));
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
     ASSERT_TRUE(e.EnableFrameDir());
@@ -313,7 +313,7 @@ TEST(SDIFLocation, MatrixSignaturesBeyondTheThirdAndOutOfBounds) {
     EXPECT_EQ(loc.GetMSignature(0), Sig("1BEG"));
     EXPECT_EQ(loc.GetMSignature(3), 0u);
     EXPECT_EQ(loc.GetMSignature(4), Sig("1END"));
-    EXPECT_EQ(ondeltest::CaptureStderr([&] { loc.SetMSignature(5, Sig("1SEG")); }),
+    EXPECT_EQ(testsupport::CaptureStderr([&] { loc.SetMSignature(5, Sig("1SEG")); }),
               " SDIFLocation:: SetMSignature ind out of bounds 5");
     EXPECT_EQ(loc.GetMSignature(5), 0u);
     SDIFLocation spare;

@@ -13,7 +13,7 @@
 #include "sdifframe.h"
 
 using namespace Ondel;
-using ondeltest::Sig;
+using testsupport::Sig;
 
 namespace {
 
@@ -233,10 +233,10 @@ TEST(SDIFMatrix, EveryTypeRoundTripsThroughAFile) {
 
     // The bytes themselves: big-endian cells, data padded to 8 bytes.
     const std::string bytes = testsupport::ReadFile(path);
-    const auto frames = ondeltest::RawFrames(bytes);
+    const auto frames = testsupport::RawFrames(bytes);
     ASSERT_EQ(frames.size(), written.size());
     for (size_t i = 0; i < 8; ++i) EXPECT_EQ(frames[i].matrices[0].type, unsigned(types[i]));
-    const ondeltest::RawFrame& last = frames.back();
+    const testsupport::RawFrame& last = frames.back();
     EXPECT_EQ(last.size, 16u + 16u + 8u);
     EXPECT_EQ(bytes.substr(last.matrices[0].data, 8),
               std::string("\x00\x01\xFF\xFE\x00\x03\x00\x00", 8));
@@ -280,7 +280,7 @@ TEST(SDIFMatrix, TextMatrixReadsWritesAndPrintsCharacters) {
     const char hello[] = "hello";
     for (int c = 0; c < 5; ++c) text.Set(0, c, int(hello[c]));
     const std::string path = WriteMatrices("text.sdif", {text});
-    EXPECT_EQ(ondeltest::RawFrames(testsupport::ReadFile(path))[0].matrices[0].type, 0x0301u);
+    EXPECT_EQ(testsupport::RawFrames(testsupport::ReadFile(path))[0].matrices[0].type, 0x0301u);
     SDIFEntity in;
     ASSERT_TRUE(in.OpenRead(path.c_str()));
     SDIFFrame frame;
@@ -289,7 +289,7 @@ TEST(SDIFMatrix, TextMatrixReadsWritesAndPrintsCharacters) {
     EXPECT_EQ(m.GetType(), eText);
     ASSERT_NE(m.Data<char>(), nullptr);
     EXPECT_EQ(std::string(m.Data<char>(), 5), "hello");
-    EXPECT_EQ(ondeltest::CaptureStdout([&] { m.Print(); }), " Signature : 1TRC\nh e l l o \n");
+    EXPECT_EQ(testsupport::CaptureStdout([&] { m.Print(); }), " Signature : 1TRC\nh e l l o \n");
 }
 
 TEST(SDIFMatrix, RowAndColumnSelectionsKeepOnlyWhatIsSelected) {
@@ -345,9 +345,9 @@ TEST(SDIFMatrix, UnwantedMatrixIsSkippedAndLeavesPreviousContents) {
 }
 
 TEST(SDIFMatrix, HeaderClaimingMoreCellsThanTheFileHoldsRaisesEof) {
-    std::string b = ondeltest::GeneralHeader();
-    ondeltest::PutFrameHeader(b, "1TRC", 16 + 16, 0.0, 0, 1);
-    ondeltest::PutMatrixHeader(b, "1TRC", eFloat4, 100000000, 4);
+    std::string b = testsupport::SdifHeader();
+    testsupport::PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.0, 0, 1);
+    testsupport::PutMatrixHeader(b, "1TRC", eFloat4, 100000000, 4);
     testsupport::PutF32(b, 1.0f);
     testsupport::PutF32(b, 2.0f);
     testsupport::PutF32(b, 3.0f);
@@ -368,9 +368,9 @@ TEST(SDIFMatrix, HeaderClaimingMoreCellsThanTheFileHoldsRaisesEof) {
 TEST(SDIFMatrix, StreamWithLyingHeaderFailsAsItsDataRunsOut) {
     // On a pipe nothing tells the size: the store may only grow as cells
     // arrive, so 1.6 GB of claimed cells end in an end-of-file report.
-    std::string b = ondeltest::GeneralHeader();
-    ondeltest::PutFrameHeader(b, "1TRC", 0xFFFFFFFFu - 8, 0.0, 0, 1);
-    ondeltest::PutMatrixHeader(b, "1TRC", eFloat4, 100000000, 4);
+    std::string b = testsupport::SdifHeader();
+    testsupport::PutFrameHeader(b, "1TRC", 0xFFFFFFFFu - 8, 0.0, 0, 1);
+    testsupport::PutMatrixHeader(b, "1TRC", eFloat4, 100000000, 4);
     for (int i = 0; i < 4096; ++i) testsupport::PutF32(b, float(i));
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);

@@ -31,9 +31,9 @@ TEST(SDIFNameValueTable, PrintsEntriesInNameOrder) {
     SDIFNameValueTable t;
     t.AddNameValue("Zeta", "last");
     t.AddNameValue("Alpha", "first");
-    EXPECT_EQ(ondeltest::CaptureStdout([&] { t.PrintNameValueTable(); }),
+    EXPECT_EQ(testsupport::CaptureStdout([&] { t.PrintNameValueTable(); }),
               "Alpha\t\tfirst\nZeta\t\tlast\n");
-    EXPECT_EQ(ondeltest::CaptureStdout([&] { t.PrintNameValue("Nope"); }),
+    EXPECT_EQ(testsupport::CaptureStdout([&] { t.PrintNameValue("Nope"); }),
               "Nope\t\tUNKNOWN NAME\n");
 }
 

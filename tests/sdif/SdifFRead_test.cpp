@@ -6,19 +6,19 @@
 #include <string>
 #include <vector>
 
-#include "SdifFramesTestUtil.h"
 #include "SdifTestEnv.h"
+#include "TestSupport.h"
 
-using framestest::BEF32;
-using framestest::GeneralHeader;
-using framestest::PutFrameHeader;
-using framestest::PutMatrixHeader;
-using framestest::RawFrame;
-using framestest::Sig;
 using sdiftest::AllowFatal;
 using sdiftest::CaptureSdifStdErr;
 using sdiftest::RecordReports;
+using testsupport::BEF32;
 using testsupport::PutF32;
+using testsupport::PutFrameHeader;
+using testsupport::PutMatrixHeader;
+using testsupport::RawFrame;
+using testsupport::SdifHeader;
+using testsupport::Sig;
 
 namespace {
 
@@ -57,7 +57,7 @@ std::string Temp(const std::string& name, const std::string& bytes) {
 
 // Position of the cell (row, col), both from 1, of a raw frame's matrix.
 size_t CellAt(const RawFrame& r, uint32_t row, uint32_t col) {
-    return r.data + 4 * ((row - 1) * size_t(r.mCols) + (col - 1));
+    return r.matrices[0].data + 4 * ((row - 1) * size_t(r.matrices[0].cols) + (col - 1));
 }
 
 }  // namespace
@@ -69,7 +69,7 @@ TEST_F(FramesRead, EveryFrameOfTheAnalysisFilesAgreesWithItsBytes) {
         SCOPED_TRACE(d.name);
         const std::string path = testsupport::DataPath(d.name);
         const std::string bytes = testsupport::ReadFile(path);
-        const std::vector<RawFrame> raw = framestest::RawFrames(bytes);
+        const std::vector<RawFrame> raw = testsupport::RawFrames(bytes, true);
         ASSERT_EQ(raw.size(), size_t(d.frames));
 
         RecordReports rec;
@@ -159,7 +159,7 @@ TEST_F(FramesRead, EverySkipLandsOnTheNextFrame) {
     for (const DataFile& d : kFiles) {
         SCOPED_TRACE(d.name);
         const std::string path = testsupport::DataPath(d.name);
-        const std::vector<RawFrame> raw = framestest::RawFrames(testsupport::ReadFile(path));
+        const std::vector<RawFrame> raw = testsupport::RawFrames(testsupport::ReadFile(path), true);
         RecordReports rec;
         SdifFileT* f = OpenAtFirstFrame(path);
         ASSERT_NE(f, nullptr);
@@ -196,7 +196,7 @@ TEST_F(FramesRead, EverySkipLandsOnTheNextFrame) {
 // ---- the matrix header test ----
 
 TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.5, 0, 1);
     PutMatrixHeader(b, "1TRC", 0x0108, 1, 4);
     for (float v : {1.0f, 440.0f, 0.5f, 0.0f}) PutF32(b, v);
@@ -219,7 +219,7 @@ TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
 }
 
 TEST_F(FramesRead, CodeNoCellTypeHasFallsBackTheSameWay) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 16 + 16 + 8, 0.5, 0, 1);
     PutMatrixHeader(b, "1TRC", 0x7777, 1, 2);
     PutF32(b, 3.0f);
@@ -237,7 +237,7 @@ TEST_F(FramesRead, CodeNoCellTypeHasFallsBackTheSameWay) {
 }
 
 TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 16 + 16 + 24, 0.0, 0, 1);
     PutMatrixHeader(b, "1PIC", eFloat4, 1, 6);
     for (int i = 0; i < 6; i++) PutF32(b, float(i));
@@ -257,7 +257,7 @@ TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
 }
 
 TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 16 + (16 + 16) + (16 + 24), 0.0, 0, 2);
     PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
     for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
@@ -293,7 +293,7 @@ TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
 }
 
 TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 16 + (16 + 16) + (16 + 16), 0.0, 0, 2);
     PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
     for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
@@ -317,7 +317,7 @@ TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4)
 }
 
 TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.0, 0, 1);
     PutMatrixHeader(b, "QQQQ", eFloat4, 1, 3);
     for (int i = 0; i < 4; i++) PutF32(b, 0.0f);  // 3 cells and the padding
@@ -338,7 +338,7 @@ TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
 // ---- truncated and lying files ----
 
 TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
     PutMatrixHeader(b, "1TRC", eFloat4, 0x40000000, 4);  // 16 GiB of cells
     for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
@@ -360,7 +360,7 @@ TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
 }
 
 TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
     PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
     for (int i = 0; i < 4; i++) PutF32(b, 7.0f);
@@ -380,7 +380,7 @@ TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim
 }
 
 TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 16 + 16, 0.5, 0, 1);
     PutMatrixHeader(b, "1TRC", eFloat4, 0, 0xFFFFFFFF);
     SdifFileT* f = OpenAtFirstFrame(Temp("cols.sdif", b));
@@ -397,7 +397,7 @@ TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
 }
 
 TEST_F(FramesRead, FrameSizeBeyondTheFileIsReportedAtItsHeaderAndItsSkipStopsAtTheEnd) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 0x7FFFFFF0, 0.5, 0, 1);
     PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
     for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
@@ -422,7 +422,7 @@ TEST_F(FramesRead, FrameSizeBeyondTheFileIsReportedAtItsHeaderAndItsSkipStopsAtT
 }
 
 TEST_F(FramesRead, MatrixCountBeyondTheFileIsReportedAndSizesNothing) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 0xFFFFFFF0);
     PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
     for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
@@ -439,7 +439,7 @@ TEST_F(FramesRead, MatrixCountBeyondTheFileIsReportedAndSizesNothing) {
 
 TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
     const std::string saw = testsupport::ReadFile(testsupport::DataPath("saw-s0.sdif"));
-    const std::vector<RawFrame> raw = framestest::RawFrames(saw);
+    const std::vector<RawFrame> raw = testsupport::RawFrames(saw, true);
     struct Cut {
         size_t at;      // bytes kept
         int complete;   // frames read whole before the cut
@@ -479,7 +479,7 @@ TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
 
 TEST_F(FramesRead, LyingRowCountInsideAnAnalysisFileIsCaughtAtItsMatrixHeader) {
     std::string saw = testsupport::ReadFile(testsupport::DataPath("saw-s0.sdif"));
-    const std::vector<RawFrame> raw = framestest::RawFrames(saw);
+    const std::vector<RawFrame> raw = testsupport::RawFrames(saw, true);
     std::string rows;
     testsupport::PutU32(rows, 1000000);
     saw.replace(raw[5].at + 32, 4, rows);
@@ -510,7 +510,7 @@ TEST_F(FramesRead, LyingRowCountInsideAnAnalysisFileIsCaughtAtItsMatrixHeader) {
 
 TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) {
     const std::string chord = testsupport::ReadFile(testsupport::DataPath("chord-s0.sdif"));
-    const std::vector<RawFrame> raw = framestest::RawFrames(chord);
+    const std::vector<RawFrame> raw = testsupport::RawFrames(chord, true);
     // Expected: the frequencies of the even frames, the odd ones skipped.
     double sum = 0;
     for (size_t k = 0; k < raw.size(); k += 2)
@@ -519,7 +519,7 @@ TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) 
     snprintf(expected, sizeof expected,
              "seekable=0 size=-1 frames=256 last=%.17g sum=%.17g reports=0", raw.back().time, sum);
 
-    framestest::ChildRun run = framestest::RunChild(chord, [] {
+    testsupport::ChildRun run = testsupport::RunChild(chord, [] {
         RecordReports rec;
         SdifFileT* f = SdifFOpen("-", eReadFile);
         if (!f) return std::string("no file");
@@ -554,11 +554,11 @@ TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) 
 }
 
 TEST_F(FramesRead, LyingCountsThroughAPipeCostOnlyTheDataThatCame) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
     PutMatrixHeader(b, "1TRC", eFloat4, 0x40000000, 4);  // 16 GiB claimed
     for (int i = 0; i < 100; i++) PutF32(b, float(i));   // 400 bytes come
-    framestest::ChildRun run = framestest::RunChild(b, [] {
+    testsupport::ChildRun run = testsupport::RunChild(b, [] {
         RecordReports rec;
         AllowFatal fatal;
         SdifFileT* f = SdifFOpen("-", eReadFile);
@@ -582,11 +582,11 @@ TEST_F(FramesRead, LyingCountsThroughAPipeCostOnlyTheDataThatCame) {
 }
 
 TEST_F(FramesRead, FrameSizeBeyondAPipeIsReadToItsEndAndReported) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", 0x7FFFFFF0, 0.5, 2, 1);
     PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
     for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
-    framestest::ChildRun run = framestest::RunChild(b, [] {
+    testsupport::ChildRun run = testsupport::RunChild(b, [] {
         RecordReports rec;
         AllowFatal fatal;
         SdifFileT* f = SdifFOpen("-", eReadFile);
@@ -607,13 +607,13 @@ TEST_F(FramesRead, FrameSizeBeyondAPipeIsReadToItsEndAndReported) {
 }
 
 TEST_F(FramesRead, MatrixMissingAtTheEndOfAPipeIsAnEndOfFile) {
-    std::string b = GeneralHeader();
+    std::string b = SdifHeader();
     PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 2);
     PutMatrixHeader(b, "1TRC", eFloat4, 1, 2);
     PutF32(b, 1.0f);
     PutF32(b, 2.0f);
     b += "1T";  // the second matrix breaks off inside its signature
-    framestest::ChildRun run = framestest::RunChild(b, [] {
+    testsupport::ChildRun run = testsupport::RunChild(b, [] {
         RecordReports rec;
         AllowFatal fatal;
         SdifFileT* f = SdifFOpen("-", eReadFile);

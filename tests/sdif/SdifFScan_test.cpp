@@ -2,12 +2,12 @@
 #include <string>
 #include <vector>
 
-#include "SdifFramesTestUtil.h"
 #include "SdifTestEnv.h"
+#include "TestSupport.h"
 
-using framestest::Sig;
 using sdiftest::CaptureSdifStdErr;
 using sdiftest::RecordReports;
+using testsupport::Sig;
 
 namespace {
 

@@ -6,16 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "SdifFramesTestUtil.h"
 #include "SdifTestEnv.h"
+#include "TestSupport.h"
 
-using framestest::BE16;
-using framestest::BE32;
-using framestest::BEF32;
-using framestest::BEF64;
-using framestest::Sig;
 using sdiftest::CaptureSdifStdErr;
 using sdiftest::RecordReports;
+using testsupport::BE16;
+using testsupport::BE32;
+using testsupport::BEF32;
+using testsupport::BEF64;
+using testsupport::Sig;
 
 namespace {
 
@@ -162,12 +162,12 @@ TEST_F(FramesWrite, MixedCellTypesLieOnDiskAsWritten) {
     EXPECT_EQ(BE32(b, 176), 8u);
     EXPECT_EQ(b.substr(184, 8), std::string(kLabel, 8));
     // Frames 3, 4, 5 follow; the file ends with the last padding.
-    const std::vector<framestest::RawFrame> raw = framestest::RawFrames(b);
+    const std::vector<testsupport::RawFrame> raw = testsupport::RawFrames(b, true);
     ASSERT_EQ(raw.size(), 5u);
     EXPECT_EQ(raw[3].size, 16u + 16u + 64u);
-    EXPECT_EQ(BEF64(b, raw[3].data + 8 * 5), 880.25);
+    EXPECT_EQ(BEF64(b, raw[3].matrices[0].data + 8 * 5), 880.25);
     EXPECT_EQ(raw[4].size, 16u + 24u + 24u);
-    EXPECT_EQ(BE32(b, raw[4].data), 7u);
+    EXPECT_EQ(BE32(b, raw[4].matrices[0].data), 7u);
     EXPECT_EQ(raw[4].at + 8 + raw[4].size, b.size());
 }
 
@@ -239,8 +239,8 @@ TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
 TEST_F(FramesWrite, MixedCellTypesAreSkippedFrameByFrameAndMatrixByMatrix) {
     const std::string path = testsupport::TempPath("mixed-skip.sdif");
     WriteMixedFile(path);
-    const std::vector<framestest::RawFrame> raw =
-        framestest::RawFrames(testsupport::ReadFile(path));
+    const std::vector<testsupport::RawFrame> raw =
+        testsupport::RawFrames(testsupport::ReadFile(path), true);
     RecordReports rec;
     SdifFileT* f = OpenAtFirstFrame(path);
     ASSERT_NE(f, nullptr);
@@ -314,7 +314,7 @@ TEST_F(FramesWrite, UnhandledCellTypeWritesTheRowAsFloat4WithTheFallbackText) {
 }
 
 TEST_F(FramesWrite, FramesWrittenToAPipeKeepTheirUnknownSizeAndAreWalkedMatrixByMatrix) {
-    framestest::ChildRun writer = framestest::RunChild("", [] {
+    testsupport::ChildRun writer = testsupport::RunChild("", [] {
         CaptureSdifStdErr notices;
         SdifFileT* f = SdifFOpen("-", eWriteFile);
         if (!f) return std::string("no file");
@@ -365,7 +365,7 @@ TEST_F(FramesWrite, FramesWrittenToAPipeKeepTheirUnknownSizeAndAreWalkedMatrixBy
     SdifFClose(f);
 
     // And through a pipe again, where skipping means reading.
-    framestest::ChildRun reader = framestest::RunChild(b, [] {
+    testsupport::ChildRun reader = testsupport::RunChild(b, [] {
         RecordReports rec;
         SdifFileT* f = SdifFOpen("-", eReadFile);
         SdifFReadGeneralHeader(f);

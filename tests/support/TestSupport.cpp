@@ -1,6 +1,8 @@
 #include "TestSupport.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -49,6 +51,16 @@ static std::string Drain(int fd) {
     return s;
 }
 
+static void Feed(int fd, const std::string& bytes) {
+    size_t off = 0;
+    while (off < bytes.size()) {
+        ssize_t n = write(fd, bytes.data() + off, bytes.size() - off);
+        if (n <= 0) break;
+        off += static_cast<size_t>(n);
+    }
+    close(fd);
+}
+
 RunResult RunProgram(const std::vector<std::string>& argv, const std::string& stdinBytes) {
     int inPipe[2], outPipe[2], errPipe[2];
     RunResult r;
@@ -69,15 +81,7 @@ RunResult RunProgram(const std::vector<std::string>& argv, const std::string& st
     close(inPipe[0]);
     close(outPipe[1]);
     close(errPipe[1]);
-    std::thread feeder([&] {
-        size_t off = 0;
-        while (off < stdinBytes.size()) {
-            ssize_t n = write(inPipe[1], stdinBytes.data() + off, stdinBytes.size() - off);
-            if (n <= 0) break;
-            off += static_cast<size_t>(n);
-        }
-        close(inPipe[1]);
-    });
+    std::thread feeder([&] { Feed(inPipe[1], stdinBytes); });
     std::string err;
     std::thread errReader([&] { err = Drain(errPipe[0]); });
     r.out = Drain(outPipe[0]);
@@ -93,6 +97,57 @@ RunResult RunProgram(const std::vector<std::string>& argv, const std::string& st
 std::string ConverterPath() {
     const char* p = std::getenv("SDIF2COLUMNS_BIN");
     return p ? p : SDIF2COLUMNS_BIN_PATH;
+}
+
+ChildRun RunChild(const std::string& stdinBytes, const std::function<std::string()>& body) {
+    int in[2], out[2], res[2];
+    ChildRun run;
+    if (pipe(in) || pipe(out) || pipe(res)) return run;
+    // A child that stops reading early must not kill the feeding parent.
+    signal(SIGPIPE, SIG_IGN);
+    fflush(nullptr);
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(in[0], 0);
+        dup2(out[1], 1);
+        for (int fd : {in[0], in[1], out[0], out[1], res[0]}) close(fd);
+        std::string answer;
+        try {
+            answer = body();
+        } catch (...) {
+            answer = "body threw";
+        }
+        fflush(stdout);
+        close(1);
+        Feed(res[1], answer);
+        _exit(0);
+    }
+    close(in[0]);
+    close(out[1]);
+    close(res[1]);
+    std::thread feeder([&] { Feed(in[1], stdinBytes); });
+    std::string result;
+    std::thread resultReader([&] { result = Drain(res[0]); });
+    run.out = Drain(out[0]);
+    resultReader.join();
+    feeder.join();
+    run.result = result;
+    int st = 0;
+    waitpid(pid, &st, 0);
+    run.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    return run;
+}
+
+std::string CaptureStderr(const std::function<void()>& f) {
+    ::testing::internal::CaptureStderr();
+    f();
+    return ::testing::internal::GetCapturedStderr();
+}
+
+std::string CaptureStdout(const std::function<void()>& f) {
+    ::testing::internal::CaptureStdout();
+    f();
+    return ::testing::internal::GetCapturedStdout();
 }
 
 void PutU32(std::string& out, uint32_t v) {
@@ -112,6 +167,70 @@ void PutF64(std::string& out, double v) {
 }
 void PutSig(std::string& out, const char* sig4) { out.append(sig4, 4); }
 
+void PutFrameHeader(std::string& out, const char* sig, uint32_t size, double time, uint32_t id,
+                    uint32_t nbMatrix) {
+    PutSig(out, sig);
+    PutU32(out, size);
+    PutF64(out, time);
+    PutU32(out, id);
+    PutU32(out, nbMatrix);
+}
+
+void PutMatrixHeader(std::string& out, const char* sig, uint32_t type, uint32_t rows,
+                     uint32_t cols) {
+    PutSig(out, sig);
+    PutU32(out, type);
+    PutU32(out, rows);
+    PutU32(out, cols);
+}
+
+uint16_t BE16(const std::string& b, size_t at) {
+    return uint16_t((uint8_t(b[at]) << 8) | uint8_t(b[at + 1]));
+}
+uint32_t BE32(const std::string& b, size_t at) {
+    return (uint32_t(uint8_t(b[at])) << 24) | (uint32_t(uint8_t(b[at + 1])) << 16) |
+           (uint32_t(uint8_t(b[at + 2])) << 8) | uint32_t(uint8_t(b[at + 3]));
+}
+float BEF32(const std::string& b, size_t at) {
+    uint32_t u = BE32(b, at);
+    float f;
+    std::memcpy(&f, &u, 4);
+    return f;
+}
+double BEF64(const std::string& b, size_t at) {
+    uint64_t u = (uint64_t(BE32(b, at)) << 32) | BE32(b, at + 4);
+    double d;
+    std::memcpy(&d, &u, 8);
+    return d;
+}
+uint32_t Sig(const char* sig4) { return BE32(std::string(sig4, 4), 0); }
+
+std::vector<RawFrame> RawFrames(const std::string& b, bool withTextChunks) {
+    std::vector<RawFrame> frames;
+    size_t at = 8 + BE32(b, 4);
+    while (at + 24 <= b.size()) {
+        RawFrame f{
+            at, BE32(b, at), BE32(b, at + 4), BEF64(b, at + 8), BE32(b, at + 16), BE32(b, at + 20),
+            {}};
+        size_t m = at + 24;
+        for (uint32_t i = 0; i < f.nbMatrix && m + 16 <= b.size(); ++i) {
+            RawMatrix rm{BE32(b, m), BE32(b, m + 4), BE32(b, m + 8), BE32(b, m + 12), m + 16};
+            size_t bytes = size_t(rm.rows) * rm.cols * (rm.type & 0xFF);
+            f.matrices.push_back(rm);
+            m += 16 + bytes + (bytes % 8 ? 8 - bytes % 8 : 0);
+        }
+        if (withTextChunks ||
+            (f.sig != Sig("1NVT") && f.sig != Sig("1TYP") && f.sig != Sig("1IDS")))
+            frames.push_back(f);
+        at += 8 + f.size;
+    }
+    return frames;
+}
+
+float RawFloat4(const std::string& b, const RawMatrix& m, uint32_t row, uint32_t col) {
+    return BEF32(b, m.data + 4 * (size_t(row) * m.cols + col));
+}
+
 }  // namespace testsupport
 
 namespace testsupport {
@@ -127,10 +246,7 @@ std::string SdifHeader() {
 
 static std::string MatrixBytes(const TestMatrix& m) {
     std::string s;
-    PutSig(s, m.sig.c_str());
-    PutU32(s, m.dataType);
-    PutU32(s, m.rows);
-    PutU32(s, m.cols);
+    PutMatrixHeader(s, m.sig.c_str(), m.dataType, m.rows, m.cols);
     std::string data;
     for (double v : m.values) {
         switch (m.dataType) {
@@ -157,11 +273,8 @@ std::string SdifFrame(const char* sig, uint32_t streamId, double time,
     std::string body;
     for (const auto& m : matrices) body += MatrixBytes(m);
     std::string s;
-    PutSig(s, sig);
-    PutU32(s, static_cast<uint32_t>(16 + body.size()));
-    PutF64(s, time);
-    PutU32(s, streamId);
-    PutU32(s, static_cast<uint32_t>(matrices.size()));
+    PutFrameHeader(s, sig, static_cast<uint32_t>(16 + body.size()), time, streamId,
+                   static_cast<uint32_t>(matrices.size()));
     return s + body;
 }
 

@@ -4,6 +4,7 @@
 #define TEST_SUPPORT_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,12 +33,62 @@ RunResult RunProgram(const std::vector<std::string>& argv, const std::string& st
 // Path of the converter under test (SDIF2COLUMNS_BIN overrides the build's).
 std::string ConverterPath();
 
+struct ChildRun {
+    int status = -1;     // exit status of the child, -1 when it did not exit
+    std::string out;     // what it wrote on its standard output
+    std::string result;  // what body answered
+};
+
+// Run body in a forked child whose standard input is a pipe fed with
+// stdinBytes and whose standard output is a pipe read back, for streams that
+// cannot seek; body's answer comes back in result so that the parent makes
+// the checks. A body that throws answers "body threw".
+ChildRun RunChild(const std::string& stdinBytes, const std::function<std::string()>& body);
+
+// What f wrote on the standard error or output of the process.
+std::string CaptureStderr(const std::function<void()>& f);
+std::string CaptureStdout(const std::function<void()>& f);
+
 // Big-endian byte builders for hand-made SDIF files.
 void PutU32(std::string& out, uint32_t v);
 void PutI32(std::string& out, int32_t v);
 void PutF32(std::string& out, float v);
 void PutF64(std::string& out, double v);
 void PutSig(std::string& out, const char* sig4);
+// A frame header (Size as given) and a matrix header.
+void PutFrameHeader(std::string& out, const char* sig, uint32_t size, double time, uint32_t id,
+                    uint32_t nbMatrix);
+void PutMatrixHeader(std::string& out, const char* sig, uint32_t type, uint32_t rows,
+                     uint32_t cols);
+
+// Big-endian decoders, independent of the library under test so that
+// expected values come from the bytes.
+uint16_t BE16(const std::string& b, size_t at);
+uint32_t BE32(const std::string& b, size_t at);
+float BEF32(const std::string& b, size_t at);
+double BEF64(const std::string& b, size_t at);
+// Four characters as the big-endian number a signature is.
+uint32_t Sig(const char* sig4);
+
+struct RawMatrix {
+    uint32_t sig, type, rows, cols;
+    size_t data;  // offset of the first cell
+};
+
+// One frame as the bytes say, walked by its Size field.
+struct RawFrame {
+    size_t at;  // offset of the signature
+    uint32_t sig, size;
+    double time;
+    uint32_t id, nbMatrix;
+    std::vector<RawMatrix> matrices;
+};
+
+// Every frame after the general header; ASCII chunks (1NVT, 1TYP, 1IDS) are
+// left out unless withTextChunks.
+std::vector<RawFrame> RawFrames(const std::string& b, bool withTextChunks = false);
+// Float4 cell (row, col), counted from 0, of a matrix.
+float RawFloat4(const std::string& b, const RawMatrix& m, uint32_t row, uint32_t col);
 
 }  // namespace testsupport
 

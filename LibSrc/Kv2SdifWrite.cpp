@@ -18,20 +18,13 @@ namespace {
 using Ondel::SDIFFrame;
 using Ondel::SDIFMatrix;
 
-constexpr SdifSignature Sig(const char (&s)[5]) {
-    return (SdifSignature(static_cast<unsigned char>(s[0])) << 24) |
-           (SdifSignature(static_cast<unsigned char>(s[1])) << 16) |
-           (SdifSignature(static_cast<unsigned char>(s[2])) << 8) |
-           SdifSignature(static_cast<unsigned char>(s[3]));
-}
-
-constexpr SdifSignature k1TRC = Sig("1TRC");
-constexpr SdifSignature k1HRM = Sig("1HRM");
-constexpr SdifSignature k1PIC = Sig("1PIC");
-constexpr SdifSignature k1MRK = Sig("1MRK");
-constexpr SdifSignature k1BEG = Sig("1BEG");
-constexpr SdifSignature k1END = Sig("1END");
-constexpr SdifSignature kXCHS = Sig("XCHS");
+constexpr SdifSignature k1TRC = SdifSignatureConst("1TRC");
+constexpr SdifSignature k1HRM = SdifSignatureConst("1HRM");
+constexpr SdifSignature k1PIC = SdifSignatureConst("1PIC");
+constexpr SdifSignature k1MRK = SdifSignatureConst("1MRK");
+constexpr SdifSignature k1BEG = SdifSignatureConst("1BEG");
+constexpr SdifSignature k1END = SdifSignatureConst("1END");
+constexpr SdifSignature kXCHS = SdifSignatureConst("XCHS");
 
 // The stop for an unknown format names the library's SDIF source and line:
 // that text is part of the documented diagnostics, wherever the code sits.

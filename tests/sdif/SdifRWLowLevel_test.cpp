@@ -59,13 +59,11 @@ std::string Bytes(std::initializer_list<int> b) {
 // ---- widths, padding, comparisons ----
 
 TEST_F(ByteLayer, DataTypeWidthIsTheLowByteOfTheCode) {
-    EXPECT_EQ(SdifSizeofDataType(eText), 1u);
-    EXPECT_EQ(SdifSizeofDataType(eFloat8), 8u);
-    EXPECT_EQ(SdifSizeofDataType(eFloat4), 4u);
-    EXPECT_EQ(SdifSizeofDataType(eInt2), 2u);
-    EXPECT_EQ(SdifSizeofDataType(eUInt8), 8u);
-    // No table: an unknown code still answers its low byte.
-    EXPECT_EQ(SdifSizeofDataType(static_cast<SdifDataTypeET>(0x0310)), 16u);
+    // No table: an unknown code (0x0310) still answers its low byte.
+    const int cases[][2] = {{eText, 1}, {eFloat8, 8}, {eFloat4, 4},
+                            {eInt2, 2}, {eUInt8, 8},  {0x0310, 16}};
+    for (const auto& c : cases)
+        EXPECT_EQ(SdifSizeofDataType(static_cast<SdifDataTypeET>(c[0])), size_t(c[1])) << c[0];
 }
 
 TEST_F(ByteLayer, DataTypeKnownAcceptsTheNineHandledCodesAndWarnsOnlyFor64BitIntegers) {
@@ -83,13 +81,8 @@ TEST_F(ByteLayer, DataTypeKnownAcceptsTheNineHandledCodesAndWarnsOnlyFor64BitInt
 }
 
 TEST_F(ByteLayer, PaddingCompletesChunksToEightBytes) {
-    EXPECT_EQ(SdifPaddingCalculate(0), 0u);
-    EXPECT_EQ(SdifPaddingCalculate(8), 0u);
-    EXPECT_EQ(SdifPaddingCalculate(16), 0u);
-    EXPECT_EQ(SdifPaddingCalculate(1), 7u);
-    EXPECT_EQ(SdifPaddingCalculate(7), 1u);
-    EXPECT_EQ(SdifPaddingCalculate(9), 7u);
-    EXPECT_EQ(SdifPaddingCalculate(12), 4u);
+    const size_t cases[][2] = {{0, 0}, {8, 0}, {16, 0}, {1, 7}, {7, 1}, {9, 7}, {12, 4}};
+    for (const auto& c : cases) EXPECT_EQ(SdifPaddingCalculate(c[0]), c[1]) << c[0];
     EXPECT_EQ(SdifFPaddingCalculate(nullptr, 12), 4u);
 }
 
@@ -142,18 +135,9 @@ TEST_F(ByteLayer, SignatureCompareIgnoresTheFourthCharacter) {
 }
 
 TEST(ByteLayerDeath, SignatureConversionBeforeStartUpStops) {
-    EXPECT_DEATH(
-        {
-            gSdifInitialised = 0;
-            SdifSignatureToString(0x31545243);
-        },
-        "failed assertion `gSdifInitialised && \"SDIF library not initialised!\"'");
-    EXPECT_DEATH(
-        {
-            gSdifInitialised = 0;
-            SdifStringToSignature("1TRC");
-        },
-        "failed assertion `gSdifInitialised && \"SDIF library not initialised!\"'");
+    const char* stop = "failed assertion `gSdifInitialised && \"SDIF library not initialised!\"'";
+    EXPECT_DEATH((gSdifInitialised = 0, SdifSignatureToString(0x31545243)), stop);
+    EXPECT_DEATH((gSdifInitialised = 0, SdifStringToSignature("1TRC")), stop);
 }
 
 // ---- byte swapping ----
@@ -185,6 +169,24 @@ TEST_F(ByteLayer, SwapReversesEachItemAndCopyLeavesTheSource) {
 
 // ---- binary transfer ----
 
+namespace {
+// Reads two cells of type T from image, checks them, writes them back and
+// compares the bytes with image.
+template <class T>
+void ExpectRoundTrip(const std::string& image, size_t (*read)(T*, size_t, SdifFileT*),
+                     size_t (*write)(const T*, size_t, SdifFileT*), T first, T second) {
+    StreamFile in(ReadStream(image));
+    T v[2];
+    ASSERT_EQ(read(v, 2, in.get()), 2u);
+    EXPECT_EQ(v[0], first);
+    EXPECT_EQ(v[1], second);
+    MemOut out;
+    StreamFile o(out.f);
+    EXPECT_EQ(write(v, 2, o.get()), 2u);
+    EXPECT_EQ(out.Bytes(), image);
+}
+}  // namespace
+
 // Big-endian images written by hand, read into host values and written back.
 TEST_F(ByteLayer, EveryCellTypeRoundTripsThroughItsBigEndianImage) {
     const std::string i2 = Bytes({0x12, 0x34, 0xFF, 0xFE});
@@ -192,73 +194,12 @@ TEST_F(ByteLayer, EveryCellTypeRoundTripsThroughItsBigEndianImage) {
     const std::string f4 = Bytes({0x3F, 0xC0, 0, 0, 0xC0, 0, 0, 0});  // 1.5f, -2.0f
     const std::string f8 = Bytes({0x3F, 0xF8, 0, 0, 0, 0, 0, 0, 0xC0, 0x24, 0, 0, 0, 0, 0, 0});
     const std::string b1 = Bytes({'a', 0x80, 0xFF});
-
-    {
-        StreamFile in(ReadStream(i2));
-        SdifInt2 v[2];
-        ASSERT_EQ(SdiffReadInt2(v, 2, in.get()), 2u);
-        EXPECT_EQ(v[0], 0x1234);
-        EXPECT_EQ(v[1], -2);
-        MemOut out;
-        StreamFile o(out.f);
-        EXPECT_EQ(SdiffWriteInt2(v, 2, o.get()), 2u);
-        EXPECT_EQ(out.Bytes(), i2);
-    }
-    {
-        StreamFile in(ReadStream(i2));
-        SdifUInt2 v[2];
-        ASSERT_EQ(SdiffReadUInt2(v, 2, in.get()), 2u);
-        EXPECT_EQ(v[0], 0x1234);
-        EXPECT_EQ(v[1], 0xFFFE);
-        MemOut out;
-        StreamFile o(out.f);
-        EXPECT_EQ(SdiffWriteUInt2(v, 2, o.get()), 2u);
-        EXPECT_EQ(out.Bytes(), i2);
-    }
-    {
-        StreamFile in(ReadStream(i4));
-        SdifInt4 v[2];
-        ASSERT_EQ(SdiffReadInt4(v, 2, in.get()), 2u);
-        EXPECT_EQ(v[0], 0x00010203);
-        EXPECT_EQ(v[1], -3);
-        MemOut out;
-        StreamFile o(out.f);
-        EXPECT_EQ(SdiffWriteInt4(v, 2, o.get()), 2u);
-        EXPECT_EQ(out.Bytes(), i4);
-    }
-    {
-        StreamFile in(ReadStream(i4));
-        SdifUInt4 v[2];
-        ASSERT_EQ(SdiffReadUInt4(v, 2, in.get()), 2u);
-        EXPECT_EQ(v[0], 0x00010203u);
-        EXPECT_EQ(v[1], 0xFFFFFFFDu);
-        MemOut out;
-        StreamFile o(out.f);
-        EXPECT_EQ(SdiffWriteUInt4(v, 2, o.get()), 2u);
-        EXPECT_EQ(out.Bytes(), i4);
-    }
-    {
-        StreamFile in(ReadStream(f4));
-        SdifFloat4 v[2];
-        ASSERT_EQ(SdiffReadFloat4(v, 2, in.get()), 2u);
-        EXPECT_EQ(v[0], 1.5f);
-        EXPECT_EQ(v[1], -2.0f);
-        MemOut out;
-        StreamFile o(out.f);
-        EXPECT_EQ(SdiffWriteFloat4(v, 2, o.get()), 2u);
-        EXPECT_EQ(out.Bytes(), f4);
-    }
-    {
-        StreamFile in(ReadStream(f8));
-        SdifFloat8 v[2];
-        ASSERT_EQ(SdiffReadFloat8(v, 2, in.get()), 2u);
-        EXPECT_EQ(v[0], 1.5);
-        EXPECT_EQ(v[1], -10.0);
-        MemOut out;
-        StreamFile o(out.f);
-        EXPECT_EQ(SdiffWriteFloat8(v, 2, o.get()), 2u);
-        EXPECT_EQ(out.Bytes(), f8);
-    }
+    ExpectRoundTrip<SdifInt2>(i2, SdiffReadInt2, SdiffWriteInt2, 0x1234, -2);
+    ExpectRoundTrip<SdifUInt2>(i2, SdiffReadUInt2, SdiffWriteUInt2, 0x1234, 0xFFFE);
+    ExpectRoundTrip<SdifInt4>(i4, SdiffReadInt4, SdiffWriteInt4, 0x00010203, -3);
+    ExpectRoundTrip<SdifUInt4>(i4, SdiffReadUInt4, SdiffWriteUInt4, 0x00010203u, 0xFFFFFFFDu);
+    ExpectRoundTrip<SdifFloat4>(f4, SdiffReadFloat4, SdiffWriteFloat4, 1.5f, -2.0f);
+    ExpectRoundTrip<SdifFloat8>(f8, SdiffReadFloat8, SdiffWriteFloat8, 1.5, -10.0);
     {
         StreamFile in(ReadStream(b1));
         SdifChar c[3];

@@ -55,6 +55,18 @@ std::string Temp(const std::string& name, const std::string& bytes) {
     return path;
 }
 
+// A general header, then one frame header and one matrix header with the
+// given fields, then the Float4 cells (padding included where wanted).
+std::string OneMatrix(uint32_t frameSize, uint32_t nbMatrix, const char* mSig, uint32_t type,
+                      uint32_t rows, uint32_t cols, const std::vector<float>& cells,
+                      double time = 0.5, uint32_t id = 0) {
+    std::string b = SdifHeader();
+    PutFrameHeader(b, "1TRC", frameSize, time, id, nbMatrix);
+    PutMatrixHeader(b, mSig, type, rows, cols);
+    for (float v : cells) PutF32(b, v);
+    return b;
+}
+
 // Position of the cell (row, col), both from 1, of a raw frame's matrix.
 size_t CellAt(const RawFrame& r, uint32_t row, uint32_t col) {
     return r.matrices[0].data + 4 * ((row - 1) * size_t(r.matrices[0].cols) + (col - 1));
@@ -196,10 +208,7 @@ TEST_F(FramesRead, EverySkipLandsOnTheNextFrame) {
 // ---- the matrix header test ----
 
 TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.5, 0, 1);
-    PutMatrixHeader(b, "1TRC", 0x0108, 1, 4);
-    for (float v : {1.0f, 440.0f, 0.5f, 0.0f}) PutF32(b, v);
+    std::string b = OneMatrix(16 + 16 + 16, 1, "1TRC", 0x0108, 1, 4, {1.0f, 440.0f, 0.5f, 0.0f});
     SdifFileT* f = OpenAtFirstFrame(Temp("int8.sdif", b));
     ASSERT_NE(f, nullptr);
     RecordReports rec;
@@ -219,11 +228,7 @@ TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
 }
 
 TEST_F(FramesRead, CodeNoCellTypeHasFallsBackTheSameWay) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 16 + 16 + 8, 0.5, 0, 1);
-    PutMatrixHeader(b, "1TRC", 0x7777, 1, 2);
-    PutF32(b, 3.0f);
-    PutF32(b, 4.0f);
+    std::string b = OneMatrix(16 + 16 + 8, 1, "1TRC", 0x7777, 1, 2, {3.0f, 4.0f});
     SdifFileT* f = OpenAtFirstFrame(Temp("type7777.sdif", b));
     RecordReports rec;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -237,10 +242,7 @@ TEST_F(FramesRead, CodeNoCellTypeHasFallsBackTheSameWay) {
 }
 
 TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 16 + 16 + 24, 0.0, 0, 1);
-    PutMatrixHeader(b, "1PIC", eFloat4, 1, 6);
-    for (int i = 0; i < 6; i++) PutF32(b, float(i));
+    std::string b = OneMatrix(16 + 16 + 24, 1, "1PIC", eFloat4, 1, 6, {0, 1, 2, 3, 4, 5}, 0.0);
     SdifFileT* f = OpenAtFirstFrame(Temp("pic-in-trc.sdif", b));
     RecordReports rec;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -257,15 +259,12 @@ TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
 }
 
 TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 16 + (16 + 16) + (16 + 24), 0.0, 0, 2);
-    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
-    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    std::string b = OneMatrix(16 + (16 + 16) + (16 + 24), 2, "1TRC", eFloat4, 1, 4,
+                              std::vector<float>(4, 1.0f), 0.0);
     PutMatrixHeader(b, "1TRC", eFloat4, 1, 6);
     for (int i = 0; i < 6; i++) PutF32(b, 2.0f);
-    PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.1, 0, 1);
-    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
-    for (int i = 0; i < 4; i++) PutF32(b, 3.0f);
+    b += OneMatrix(16 + 16 + 16, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 3.0f), 0.1)
+             .substr(16);
     SdifFileT* f = OpenAtFirstFrame(Temp("twice.sdif", b));
     RecordReports rec;
     size_t nb = 0;
@@ -293,10 +292,8 @@ TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
 }
 
 TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 16 + (16 + 16) + (16 + 16), 0.0, 0, 2);
-    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
-    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    std::string b = OneMatrix(16 + (16 + 16) + (16 + 16), 2, "1TRC", eFloat4, 1, 4,
+                              std::vector<float>(4, 1.0f), 0.0);
     // Repeated, so rejected before its Int8 type is replaced: 2 cells of 8 bytes.
     PutMatrixHeader(b, "1TRC", 0x0108, 1, 2);
     for (float v : {5.0f, 6.0f, 0.0f, 0.0f}) PutF32(b, v);
@@ -317,10 +314,8 @@ TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4)
 }
 
 TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 16 + 16 + 16, 0.0, 0, 1);
-    PutMatrixHeader(b, "QQQQ", eFloat4, 1, 3);
-    for (int i = 0; i < 4; i++) PutF32(b, 0.0f);  // 3 cells and the padding
+    std::string b = OneMatrix(16 + 16 + 16, 1, "QQQQ", eFloat4, 1, 3, std::vector<float>(4, 0.0f),
+                              0.0);  // 3 cells and the padding
     SdifFileT* f = OpenAtFirstFrame(Temp("qqqq.sdif", b));
     RecordReports rec;
     size_t nb = 0;
@@ -338,10 +333,8 @@ TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
 // ---- truncated and lying files ----
 
 TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
-    PutMatrixHeader(b, "1TRC", eFloat4, 0x40000000, 4);  // 16 GiB of cells
-    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    std::string b = OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 0x40000000, 4,
+                              std::vector<float>(4, 1.0f));  // 16 GiB of cells
     SdifFileT* f = OpenAtFirstFrame(Temp("rows.sdif", b));
     RecordReports rec;
     AllowFatal fatal;
@@ -360,10 +353,8 @@ TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
 }
 
 TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
-    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
-    for (int i = 0; i < 4; i++) PutF32(b, 7.0f);
+    std::string b =
+        OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 7.0f));
     SdifFileT* f = OpenAtFirstFrame(Temp("setrows.sdif", b));
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
@@ -380,9 +371,7 @@ TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim
 }
 
 TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 16 + 16, 0.5, 0, 1);
-    PutMatrixHeader(b, "1TRC", eFloat4, 0, 0xFFFFFFFF);
+    std::string b = OneMatrix(16 + 16, 1, "1TRC", eFloat4, 0, 0xFFFFFFFF, {});
     SdifFileT* f = OpenAtFirstFrame(Temp("cols.sdif", b));
     RecordReports rec;
     size_t nb = 0;
@@ -397,10 +386,7 @@ TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
 }
 
 TEST_F(FramesRead, FrameSizeBeyondTheFileIsReportedAtItsHeaderAndItsSkipStopsAtTheEnd) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 0x7FFFFFF0, 0.5, 0, 1);
-    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
-    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    std::string b = OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f));
     SdifFileT* f = OpenAtFirstFrame(Temp("size.sdif", b));
     RecordReports rec;
     AllowFatal fatal;
@@ -422,10 +408,8 @@ TEST_F(FramesRead, FrameSizeBeyondTheFileIsReportedAtItsHeaderAndItsSkipStopsAtT
 }
 
 TEST_F(FramesRead, MatrixCountBeyondTheFileIsReportedAndSizesNothing) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 0xFFFFFFF0);
-    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
-    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    std::string b =
+        OneMatrix(_SdifUnknownSize, 0xFFFFFFF0, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f));
     SdifFileT* f = OpenAtFirstFrame(Temp("nbmatrix.sdif", b));
     RecordReports rec;
     AllowFatal fatal;
@@ -521,10 +505,8 @@ TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) 
 
     testsupport::ChildRun run = testsupport::RunChild(chord, [] {
         RecordReports rec;
-        SdifFileT* f = SdifFOpen("-", eReadFile);
+        SdifFileT* f = OpenAtFirstFrame("-");
         if (!f) return std::string("no file");
-        SdifFReadGeneralHeader(f);
-        SdifFReadAllASCIIChunks(f);
         int frames = 0;
         double sum = 0, last = -1;
         for (;;) {
@@ -554,16 +536,13 @@ TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) 
 }
 
 TEST_F(FramesRead, LyingCountsThroughAPipeCostOnlyTheDataThatCame) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 1);
-    PutMatrixHeader(b, "1TRC", eFloat4, 0x40000000, 4);  // 16 GiB claimed
-    for (int i = 0; i < 100; i++) PutF32(b, float(i));   // 400 bytes come
+    // 16 GiB claimed, 400 bytes come
+    std::string b = OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 0x40000000, 4,
+                              std::vector<float>(100, 1.0f));
     testsupport::ChildRun run = testsupport::RunChild(b, [] {
         RecordReports rec;
         AllowFatal fatal;
-        SdifFileT* f = SdifFOpen("-", eReadFile);
-        SdifFReadGeneralHeader(f);
-        SdifFReadAllASCIIChunks(f);
+        SdifFileT* f = OpenAtFirstFrame("-");
         size_t frame = SdifFReadFrameHeader(f);
         size_t header = SdifFReadMatrixHeader(f);
         size_t row = f->CurrOneRow->NbGranule;
@@ -582,16 +561,12 @@ TEST_F(FramesRead, LyingCountsThroughAPipeCostOnlyTheDataThatCame) {
 }
 
 TEST_F(FramesRead, FrameSizeBeyondAPipeIsReadToItsEndAndReported) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", 0x7FFFFFF0, 0.5, 2, 1);
-    PutMatrixHeader(b, "1TRC", eFloat4, 1, 4);
-    for (int i = 0; i < 4; i++) PutF32(b, 1.0f);
+    std::string b =
+        OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f), 0.5, 2);
     testsupport::ChildRun run = testsupport::RunChild(b, [] {
         RecordReports rec;
         AllowFatal fatal;
-        SdifFileT* f = SdifFOpen("-", eReadFile);
-        SdifFReadGeneralHeader(f);
-        SdifFReadAllASCIIChunks(f);
+        SdifFileT* f = OpenAtFirstFrame("-");
         size_t frame = SdifFReadFrameHeader(f);
         size_t skipped = SdifFSkipFrameData(f);
         std::string text = "frame=" + std::to_string(frame) +
@@ -607,18 +582,12 @@ TEST_F(FramesRead, FrameSizeBeyondAPipeIsReadToItsEndAndReported) {
 }
 
 TEST_F(FramesRead, MatrixMissingAtTheEndOfAPipeIsAnEndOfFile) {
-    std::string b = SdifHeader();
-    PutFrameHeader(b, "1TRC", _SdifUnknownSize, 0.5, 0, 2);
-    PutMatrixHeader(b, "1TRC", eFloat4, 1, 2);
-    PutF32(b, 1.0f);
-    PutF32(b, 2.0f);
+    std::string b = OneMatrix(_SdifUnknownSize, 2, "1TRC", eFloat4, 1, 2, {1.0f, 2.0f});
     b += "1T";  // the second matrix breaks off inside its signature
     testsupport::ChildRun run = testsupport::RunChild(b, [] {
         RecordReports rec;
         AllowFatal fatal;
-        SdifFileT* f = SdifFOpen("-", eReadFile);
-        SdifFReadGeneralHeader(f);
-        SdifFReadAllASCIIChunks(f);
+        SdifFileT* f = OpenAtFirstFrame("-");
         SdifFReadFrameHeader(f);
         size_t first = SdifFReadMatrixHeader(f);
         size_t data = SdifFReadMatrixData(f);

@@ -22,7 +22,7 @@ install(TARGETS sdif ondel kv2 sdif2columns
 # through the link chain.  The folder names match the targets'
 # INSTALL_INTERFACE include directories.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/sdif/ DESTINATION include/sdif
-    FILES_MATCHING PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.h" PATTERN "SdifPrivate.h" EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/ondel/ DESTINATION include/ondel
     FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/LibSrc/ DESTINATION include/kv2

@@ -12,6 +12,7 @@
 #include "SdifFrameType.h"
 #include "SdifMatrix.h"
 #include "SdifMatrixType.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 #include "SdifSignatureTab.h"
 #include "SdifString.h"
@@ -23,32 +24,6 @@ const char kSrc[] = "SdifFRead.cpp";
 /* Largest piece read at once when the end of the file is not known: a
 ** buffer then never runs more than one piece ahead of the data that came. */
 const size_t kPiece = 64 * 1024;
-
-/* Largest code a SdifDataTypeET can hold (its enumerators need 10 bits);
-** a code read from a file beyond it never enters a header as it stands. */
-const SdifUInt4 kLargestTypeCode = 0x3FF;
-
-bool Handled(SdifDataTypeET type) {
-    switch (type) {
-        case eFloat4:
-        case eFloat8:
-        case eInt1:
-        case eInt2:
-        case eInt4:
-        case eUInt1:
-        case eUInt2:
-        case eUInt4:
-        case eText:
-            return true;
-        default:
-            return false;
-    }
-}
-
-/* Bytes per cell as read: an unhandled type is read as Float4. */
-size_t CellBytes(SdifDataTypeET type) {
-    return Handled(type) ? SdifSizeofDataType(type) : sizeof(SdifFloat4);
-}
 
 size_t ReadCells(SdifFileT* file, SdifDataTypeET type, void* p, size_t n) {
     switch (type) {
@@ -116,7 +91,7 @@ bool Reserve(void** buf, SdifUInt4* cap, uint64_t need, uint64_t limit) {
 ** failed allocation from a short read (which the typed read reports). */
 size_t ReadCellsInto(SdifFileT* file, SdifDataTypeET type, void** buf, SdifUInt4* cap, uint64_t n,
                      bool* allocFailed) {
-    const size_t width = CellBytes(type);
+    const size_t width = SdifCellBytes(type);
     const uint64_t total = n > UINT64_MAX / width ? UINT64_MAX : n * width;
     *allocFailed = false;
     if (n == 0) return 0;
@@ -157,18 +132,6 @@ void ForgetMatricesMet(SdifFileT* file) {
     SdifReInitSignatureTab(file->MtrxUsed, nb);
 }
 
-/* The row takes the type of a matrix header before the header is tested,
-** as callers expect; its cell count shrinks when the buffer holds fewer
-** cells of the new type (by its nominal width too, which callers may use). */
-void SetOneRowType(SdifOneRowT* row, SdifDataTypeET type) {
-    if (!row) return;
-    size_t room = CellBytes(type);
-    if (SdifSizeofDataType(type) > room) room = SdifSizeofDataType(type);
-    SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / room);
-    row->DataType = type;
-    if (row->NbData > fit) row->NbData = fit;
-}
-
 /* Give the one-row buffer the type and the column count of the current
 ** matrix.  Its cells are allocated now only when the file holds them (or
 ** the buffer already has room); otherwise SdifFReadOneRow grows it as the
@@ -179,7 +142,7 @@ void PrepareOneRow(SdifFileT* file, SdifDataTypeET type, SdifUInt4 nbCol) {
         if (!file->CurrOneRow) return;
     }
     SdifOneRowT* row = file->CurrOneRow;
-    const uint64_t need = static_cast<uint64_t>(nbCol) * CellBytes(type);
+    const uint64_t need = static_cast<uint64_t>(nbCol) * SdifCellBytes(type);
     long long left = SdifFBytesLeft(file);
     bool backed = need <= row->NbGranule ||
                   (left >= 0 ? need <= static_cast<uint64_t>(left) : need <= kPiece);
@@ -187,7 +150,7 @@ void PrepareOneRow(SdifFileT* file, SdifDataTypeET type, SdifUInt4 nbCol) {
         SdifReInitOneRow(row, type, nbCol);
         return;
     }
-    SetOneRowType(row, type);
+    SdifOneRowSetType(row, type);
 }
 
 SdifMatrixHeaderT* CurrMatrixHeader(SdifFileT* file) {
@@ -299,7 +262,7 @@ size_t SdifFReadMatrixHeader(SdifFileT* file) {
     SdifUInt4 words[3] = {eFloat4, 0, 0};
     size_t got = SdiffReadUInt4(words, 3, file);
     nbBytes += got * sizeof(SdifUInt4);
-    if (words[0] > kLargestTypeCode) {
+    if (words[0] > kSdifLargestTypeCode) {
         /* Not a code of any cell type: the same fallback as for an unknown
         ** type, reported here because the header cannot hold the code. */
         char text[_SdifStringLen];
@@ -313,7 +276,7 @@ size_t SdifFReadMatrixHeader(SdifFileT* file) {
     h->NbCol = words[2];
     if (got < 3) return nbBytes;
 
-    SetOneRowType(file->CurrOneRow, h->DataType);
+    SdifOneRowSetType(file->CurrOneRow, h->DataType);
     bool passed = SdifFTestMatrixHeader(file) != nullptr;
 
     uint64_t bytes = MatrixBytes(h->NbRow, h->NbCol, SdifSizeofDataType(h->DataType), true);
@@ -335,7 +298,7 @@ size_t SdifFReadOneRow(SdifFileT* file) {
     const SdifMatrixHeaderT* h = file->CurrMtrxH;
     if (!row || !h) return 0;
     SdifDataTypeET type = row->DataType;
-    if (!Handled(type)) {
+    if (!SdifDataTypeHandled(type)) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "OneRow 0x%04x, then Float4 used", static_cast<unsigned>(type));
         SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
@@ -347,14 +310,14 @@ size_t SdifFReadOneRow(SdifFileT* file) {
     if (allocFailed) SdifFError(file, eAllocFail, "OneRow->Data allocation", kSrc, __LINE__);
     /* After a short read (reported) only the cells that came count. */
     row->NbData = static_cast<SdifUInt4>(got);
-    return got * CellBytes(type);
+    return got * SdifCellBytes(type);
 }
 
 size_t SdifFReadMatrixData(SdifFileT* file) {
     const SdifMatrixHeaderT* h = file->CurrMtrxH;
     if (!h) return 0;
     SdifDataTypeET type = h->DataType;
-    if (!Handled(type)) {
+    if (!SdifDataTypeHandled(type)) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "SdifFReadMatrixData 0x%04x, then Float4 used",
                  static_cast<unsigned>(type));
@@ -382,14 +345,14 @@ size_t SdifFReadMatrixData(SdifFileT* file) {
     size_t got = ReadCellsInto(file, type, &data->Data.Void, &data->AllocSize, cells, &allocFailed);
     /* Size counts the cells held, which after a short read are fewer than
     ** the header claims. */
-    data->Size = static_cast<SdifUInt4>(got * CellBytes(type));
+    data->Size = static_cast<SdifUInt4>(got * SdifCellBytes(type));
     if (allocFailed) {
         SdifFError(file, eAllocFail, "not enough memory for Matrix Data header update", kSrc,
                    __LINE__);
         return 0;
     }
     if (got == 0 && cells > 0) return 0;
-    size_t nbBytes = got * CellBytes(type);
+    size_t nbBytes = got * SdifCellBytes(type);
     /* After a short read (already reported) there is no padding left to read. */
     if (got < cells) return nbBytes;
     return nbBytes + SdifFReadPadding(file, SdifPaddingCalculate(nbBytes));

@@ -10,6 +10,7 @@
 #include "SdifFrame.h"
 #include "SdifFrameType.h"
 #include "SdifMatrix.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 #include "SdifSignatureTab.h"
 
@@ -20,30 +21,6 @@ const char kSrc[] = "SdifFScan.cpp";
 /* A text file's length says nothing about its cell count, so the row
 ** grows at most one piece ahead of the cells actually scanned. */
 const size_t kPiece = 64 * 1024;
-
-/* Largest code a SdifDataTypeET can hold (its enumerators need 10 bits). */
-const SdifUInt4 kLargestTypeCode = 0x3FF;
-
-bool Handled(SdifDataTypeET type) {
-    switch (type) {
-        case eFloat4:
-        case eFloat8:
-        case eInt1:
-        case eInt2:
-        case eInt4:
-        case eUInt1:
-        case eUInt2:
-        case eUInt4:
-        case eText:
-            return true;
-        default:
-            return false;
-    }
-}
-
-size_t CellBytes(SdifDataTypeET type) {
-    return Handled(type) ? SdifSizeofDataType(type) : sizeof(SdifFloat4);
-}
 
 size_t ScanCells(FILE* f, SdifDataTypeET type, void* p, size_t n) {
     switch (type) {
@@ -66,18 +43,6 @@ size_t ScanCells(FILE* f, SdifDataTypeET type, void* p, size_t n) {
         default:
             return SdiffScanFloat4(f, static_cast<SdifFloat4*>(p), n);
     }
-}
-
-/* The row takes the type of a matrix header before the header is tested,
-** as callers expect; its cell count shrinks when the buffer holds fewer
-** cells of the new type (by its nominal width too, which callers may use). */
-void SetOneRowType(SdifOneRowT* row, SdifDataTypeET type) {
-    if (!row) return;
-    size_t room = CellBytes(type);
-    if (SdifSizeofDataType(type) > room) room = SdifSizeofDataType(type);
-    SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / room);
-    row->DataType = type;
-    if (row->NbData > fit) row->NbData = fit;
 }
 
 /* Grow the row to hold need bytes, at least doubling (bounded by limit). */
@@ -160,7 +125,7 @@ size_t SdifFScanMatrixHeader(SdifFileT* file) {
     /* Codes of old text files. */
     if (code == 1 || code == 32) code = eFloat4;
     if (code == 2 || code == 64) code = eFloat8;
-    if (static_cast<SdifUInt4>(code) > kLargestTypeCode) {
+    if (static_cast<SdifUInt4>(code) > kSdifLargestTypeCode) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, " 0x%04x, then Float4 used", static_cast<unsigned>(code));
         h->DataType = eFloat4;
@@ -171,16 +136,16 @@ size_t SdifFScanMatrixHeader(SdifFileT* file) {
     h->NbRow = nbRow;
     h->NbCol = nbCol;
 
-    SetOneRowType(file->CurrOneRow, h->DataType);
+    SdifOneRowSetType(file->CurrOneRow, h->DataType);
     if (SdifFTestMatrixHeader(file)) {
         if (!file->CurrOneRow) file->CurrOneRow = SdifCreateOneRow(h->DataType, 1);
         SdifOneRowT* row = file->CurrOneRow;
         if (row) {
-            uint64_t need = static_cast<uint64_t>(nbCol) * CellBytes(h->DataType);
+            uint64_t need = static_cast<uint64_t>(nbCol) * SdifCellBytes(h->DataType);
             if (need <= row->NbGranule || need <= kPiece) {
                 SdifReInitOneRow(row, h->DataType, nbCol);
             } else {
-                SetOneRowType(row, h->DataType);
+                SdifOneRowSetType(row, h->DataType);
             }
         }
     }
@@ -193,14 +158,14 @@ size_t SdifFScanOneRow(SdifFileT* file) {
     const SdifMatrixHeaderT* h = file->CurrMtrxH;
     if (!f || !row || !h) return 0;
     SdifDataTypeET type = row->DataType;
-    if (!Handled(type)) {
+    if (!SdifDataTypeHandled(type)) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "in text file, OneRow 0x%04x, then Float4 used",
                  static_cast<unsigned>(type));
         SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
         type = eFloat4;
     }
-    const size_t width = CellBytes(type);
+    const size_t width = SdifCellBytes(type);
     const uint64_t total = static_cast<uint64_t>(h->NbCol) * width;
     uint64_t done = 0;
     while (done < h->NbCol) {

@@ -6,28 +6,10 @@
 
 #include "SdifErrMess.h"
 #include "SdifFile.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 
 namespace {
-
-/* Bytes one cell takes in memory.  A type the library cannot handle is held
-** as Float4, the fallback every reader and writer applies to it. */
-size_t CellBytes(SdifDataTypeET type) {
-    switch (type) {
-        case eFloat4:
-        case eFloat8:
-        case eInt1:
-        case eInt2:
-        case eInt4:
-        case eUInt1:
-        case eUInt2:
-        case eUInt4:
-        case eText:
-            return SdifSizeofDataType(type);
-        default:
-            return sizeof(SdifFloat4);
-    }
-}
 
 SdifFloat8 CellGet(SdifDataTypeET type, const DataTypeUT& data, size_t i) {
     switch (type) {
@@ -174,11 +156,7 @@ SdifOneRowT* SdifCreateOneRow(SdifDataTypeET dataType, SdifUInt4 nbData) {
 }
 
 SdifOneRowT* SdifReInitOneRow(SdifOneRowT* row, SdifDataTypeET dataType, SdifUInt4 nbData) {
-    /* An unhandled type is held as Float4, yet callers may copy cells by its
-    ** nominal width: room for the larger of the two. */
-    size_t cell = CellBytes(dataType);
-    if (SdifSizeofDataType(dataType) > cell) cell = SdifSizeofDataType(dataType);
-    uint64_t bytes = static_cast<uint64_t>(nbData) * cell;
+    uint64_t bytes = static_cast<uint64_t>(nbData) * SdifCellRoom(dataType);
     if (bytes > row->NbGranule) {
         void* grown =
             bytes <= UINT32_MAX ? realloc(row->Data.Void, static_cast<size_t>(bytes)) : nullptr;
@@ -248,7 +226,7 @@ void SdifKillMatrixData(SdifMatrixDataT* data) {
 SdifMatrixDataT* SdifMatrixDataUpdateHeader(SdifMatrixDataT* data,
                                             const SdifMatrixHeaderT* header) {
     uint64_t bytes =
-        static_cast<uint64_t>(header->NbRow) * header->NbCol * CellBytes(header->DataType);
+        static_cast<uint64_t>(header->NbRow) * header->NbCol * SdifCellBytes(header->DataType);
     if (bytes > UINT32_MAX) return nullptr;
     if (bytes > data->AllocSize || !data->Data.Void) {
         size_t want = bytes ? static_cast<size_t>(bytes) : 1;
@@ -266,7 +244,7 @@ SdifFloat8 SdifMatrixDataGetValue(SdifMatrixDataT* data, SdifUInt4 numRow, SdifU
     const SdifMatrixHeaderT* h = data->Header;
     uint64_t cell = (static_cast<uint64_t>(numRow) - 1) * h->NbCol + (numCol - 1);
     if (numRow < 1 || numRow > h->NbRow || numCol < 1 || numCol > h->NbCol ||
-        (cell + 1) * CellBytes(h->DataType) > data->Size) {
+        (cell + 1) * SdifCellBytes(h->DataType) > data->Size) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "MatrixData cell (%u, %u) of %u x %u", numRow, numCol, h->NbRow,
                  h->NbCol);

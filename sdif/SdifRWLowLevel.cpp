@@ -13,6 +13,7 @@
 #include "SdifFile.h"
 #include "SdifHard_OS.h"
 #include "SdifList.h"
+#include "SdifPrivate.h"
 #include "SdifString.h"
 
 /* Created by SdifInitGlobalsKey (SdifHard_OS.cpp) with FreeGlobals as destructor. */
@@ -98,25 +99,11 @@ void SdifSwap8Copy(const void* src, void* dst, size_t n) {
 size_t SdifSizeofDataType(SdifDataTypeET type) { return static_cast<size_t>(type & 0xFF); }
 
 int SdifDataTypeKnown(SdifDataTypeET type) {
-    switch (type) {
-        case eFloat4:
-        case eFloat8:
-        case eInt1:
-        case eInt2:
-        case eInt4:
-        case eUInt1:
-        case eUInt2:
-        case eUInt4:
-        case eText:
-            return 1;
-        case eInt8:
-        case eUInt8:
-            std::fprintf(SdifStdErr ? SdifStdErr : stderr, "*Sdif* %s\n",
-                         "standard datatypes Int8, UInt8 not yet handled");
-            return 0;
-        default:
-            return 0;
-    }
+    if (SdifDataTypeHandled(type)) return 1;
+    if (type == eInt8 || type == eUInt8)
+        std::fprintf(SdifStdErr ? SdifStdErr : stderr, "*Sdif* %s\n",
+                     "standard datatypes Int8, UInt8 not yet handled");
+    return 0;
 }
 
 size_t SdifPaddingCalculate(size_t nbBytes) {

@@ -17,11 +17,6 @@
 
 using namespace Kv2;
 using testsupport::DataPath;
-using testsupport::PutF32;
-using testsupport::PutF64;
-using testsupport::PutI32;
-using testsupport::PutSig;
-using testsupport::PutU32;
 using testsupport::TempPath;
 using testsupport::WriteFile;
 
@@ -39,48 +34,12 @@ const uint32_t kFloat4 = 0x0004;
 const uint32_t kInt4 = 0x0104;
 const uint32_t kText = 0x0301;
 
-struct M {
-    const char* sig;
-    uint32_t type;
-    uint32_t rows, cols;
-    std::vector<double> values;  // row by row
-};
+using M = testsupport::TestMatrix;
+using testsupport::SdifHeader;
 
-std::string Header() {
-    std::string s;
-    PutSig(s, "SDIF");
-    PutI32(s, 8);
-    PutU32(s, 3);
-    PutU32(s, 1);
-    return s;
-}
-
-std::string MatrixBytes(const M& m) {
-    std::string s;
-    PutSig(s, m.sig);
-    PutU32(s, m.type);
-    PutU32(s, m.rows);
-    PutU32(s, m.cols);
-    size_t start = s.size();
-    for (double v : m.values) {
-        if (m.type == kFloat4) PutF32(s, static_cast<float>(v));
-        if (m.type == kInt4) PutI32(s, static_cast<int32_t>(v));
-        if (m.type == kText) s.push_back(static_cast<char>(v));
-    }
-    while ((s.size() - start) % 8) s.push_back(0);
-    return s;
-}
-
+// A frame of the given matrices (argument order of the reader's results).
 std::string Frame(const char* sig, double time, uint32_t stream, const std::vector<M>& ms) {
-    std::string body;
-    for (const M& m : ms) body += MatrixBytes(m);
-    std::string s;
-    PutSig(s, sig);
-    PutU32(s, static_cast<uint32_t>(16 + body.size()));
-    PutF64(s, time);
-    PutU32(s, stream);
-    PutU32(s, static_cast<uint32_t>(ms.size()));
-    return s + body;
+    return testsupport::SdifFrame(sig, stream, time, ms);
 }
 
 // The 1TYP chunk that lets a chord frame carry its 1TRC matrix.
@@ -117,23 +76,6 @@ std::string Save(const std::string& name, const std::string& bytes) {
 
 // ---- An independent reader of the analysis files of tests/data ----
 
-uint32_t U32(const std::string& b, size_t at) {
-    return (uint32_t(uint8_t(b[at])) << 24) | (uint32_t(uint8_t(b[at + 1])) << 16) |
-           (uint32_t(uint8_t(b[at + 2])) << 8) | uint32_t(uint8_t(b[at + 3]));
-}
-float F32(const std::string& b, size_t at) {
-    uint32_t u = U32(b, at);
-    float f;
-    memcpy(&f, &u, 4);
-    return f;
-}
-double F64(const std::string& b, size_t at) {
-    uint64_t u = (uint64_t(U32(b, at)) << 32) | U32(b, at + 4);
-    double d;
-    memcpy(&d, &u, 8);
-    return d;
-}
-
 struct RefFrame {
     double time;
     uint32_t stream;
@@ -144,23 +86,22 @@ struct RefFrame {
 std::vector<RefFrame> ParseTrcFile(const std::string& path) {
     std::string b = testsupport::ReadFile(path);
     std::vector<RefFrame> frames;
-    size_t pos = 16;
-    while (pos + 24 <= b.size()) {
-        RefFrame f;
-        uint32_t size = U32(b, pos + 4);
-        f.time = F64(b, pos + 8);
-        f.stream = U32(b, pos + 16);
-        size_t m = pos + 24;
-        uint32_t rows = U32(b, m + 8), cols = U32(b, m + 12);
-        for (uint32_t r = 0; r < rows; ++r) {
+    for (const testsupport::RawFrame& raw : testsupport::RawFrames(b)) {
+        RefFrame f{raw.time, raw.id, {}};
+        const testsupport::RawMatrix& m = raw.matrices.at(0);
+        for (uint32_t r = 0; r < m.rows; ++r) {
             std::array<float, 4> row;
-            for (int c = 0; c < 4; ++c) row[c] = F32(b, m + 16 + 4 * (r * cols + c));
+            for (uint32_t c = 0; c < 4; ++c) row[c] = testsupport::RawFloat4(b, m, r, c);
             f.rows.push_back(row);
         }
         frames.push_back(f);
-        pos += 8 + size;
     }
     return frames;
+}
+
+// The bytes saved under name, opened for reading in format.
+FILEIO* OpenSaved(const std::string& name, const std::string& bytes, KvFormat format) {
+    return Kv2OpenFile(Save(name, bytes).c_str(), KV_READ, format, -1, nullptr);
 }
 
 struct Handle {
@@ -216,13 +157,13 @@ TEST(Kv2SdifGetFileFormat, FirstDecidingFrameWins) {
         KvFormat format;
         int streamAfter;
     } cases[] = {
-        {Header() + gain + hrm + trc, -1, KV_FORMAT_SDIF_HRM, 3},
-        {Header() + gain + hrm + trc, 0, KV_FORMAT_SDIF_TRC, 0},
-        {Header() + pic + trc, -1, KV_FORMAT_SDIF_PIC, 0},
-        {Header() + ChordTypes() + endOnly + chord, -1, KV_FORMAT_SDIF_CHORDSEQ, 0},
-        {Header() + ChordTypes() + endOnly + trc, -1, KV_FORMAT_SDIF_TRC, 0},
-        {Header() + gain, -1, KV_FORMAT_UNKNOWN, 0},
-        {Header(), -1, KV_FORMAT_UNKNOWN, -1},
+        {SdifHeader() + gain + hrm + trc, -1, KV_FORMAT_SDIF_HRM, 3},
+        {SdifHeader() + gain + hrm + trc, 0, KV_FORMAT_SDIF_TRC, 0},
+        {SdifHeader() + pic + trc, -1, KV_FORMAT_SDIF_PIC, 0},
+        {SdifHeader() + ChordTypes() + endOnly + chord, -1, KV_FORMAT_SDIF_CHORDSEQ, 0},
+        {SdifHeader() + ChordTypes() + endOnly + trc, -1, KV_FORMAT_SDIF_TRC, 0},
+        {SdifHeader() + gain, -1, KV_FORMAT_UNKNOWN, 0},
+        {SdifHeader(), -1, KV_FORMAT_UNKNOWN, -1},
     };
     int i = 0;
     for (const Case& c : cases) {
@@ -354,12 +295,12 @@ TEST(Kv2SdifReadFrame, AnalysisFilesReadRowForRowWithStableIdents) {
 }
 
 TEST(Kv2SdifReadFrame, AnIndexBackAfterAGapIsANewTrack) {
-    std::string path =
-        Save("gap.sdif", Header() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {5, 6})}) +
-                             Frame("1TRC", 0.1, 0, {Partials("1TRC", {6, 5})}) +
-                             Frame("1TRC", 0.2, 0, {Partials("1TRC", {6})}) +
-                             Frame("1TRC", 0.3, 0, {Partials("1TRC", {5, 6})}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    Handle h(OpenSaved("gap.sdif",
+                       SdifHeader() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {5, 6})}) +
+                           Frame("1TRC", 0.1, 0, {Partials("1TRC", {6, 5})}) +
+                           Frame("1TRC", 0.2, 0, {Partials("1TRC", {6})}) +
+                           Frame("1TRC", 0.3, 0, {Partials("1TRC", {5, 6})}),
+                       KV_FORMAT_SDIF_TRC));
     ASSERT_NE(h.f, nullptr);
     StaticIdent::maxIdent = 1000;
     PartialSet set;
@@ -385,8 +326,8 @@ TEST(Kv2SdifReadFrame, AnIndexBackAfterAGapIsANewTrack) {
 
 TEST(Kv2SdifReadFrame, MaxPartialsLimitsTheRows) {
     std::string frame = Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10})});
-    std::string path = Save("ten.sdif", Header() + frame + frame + frame + frame);
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    Handle h(
+        OpenSaved("ten.sdif", SdifHeader() + frame + frame + frame + frame, KV_FORMAT_SDIF_TRC));
     PartialSet set;
     for (int limit : {3, 0, -1, 12}) {
         ASSERT_EQ(Kv2SdifReadFrame(h.f, set, limit), 0);
@@ -395,10 +336,10 @@ TEST(Kv2SdifReadFrame, MaxPartialsLimitsTheRows) {
 }
 
 TEST(Kv2SdifReadFrame, HarmonicIdentsAreTheIndicesThemselves) {
-    std::string path =
-        Save("hrm.sdif", Header() + Frame("1HRM", 0.5, 2, {Partials("1HRM", {3, 1})}) +
-                             Frame("1HRM", 0.6, 2, {Partials("1HRM", {3})}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_HRM, -1, nullptr));
+    Handle h(OpenSaved("hrm.sdif",
+                       SdifHeader() + Frame("1HRM", 0.5, 2, {Partials("1HRM", {3, 1})}) +
+                           Frame("1HRM", 0.6, 2, {Partials("1HRM", {3})}),
+                       KV_FORMAT_SDIF_HRM));
     ASSERT_NE(h.f, nullptr);
     StaticIdent::maxIdent = 1000;
     PartialSet set;
@@ -415,8 +356,8 @@ TEST(Kv2SdifReadFrame, HarmonicIdentsAreTheIndicesThemselves) {
 
 TEST(Kv2SdifReadFrame, PeaksAreNumberedByRow) {
     M peaks{"1PIC", kFloat4, 3, 4, {440, 0.5, 0.25, 1, 880, 0.25, -0.5, 1, 1320, 0.125, 1, 1}};
-    std::string path = Save("pic.sdif", Header() + Frame("1PIC", 1.5, 0, {peaks}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_PIC, -1, nullptr));
+    Handle h(
+        OpenSaved("pic.sdif", SdifHeader() + Frame("1PIC", 1.5, 0, {peaks}), KV_FORMAT_SDIF_PIC));
     ASSERT_NE(h.f, nullptr);
     PartialSet set;
     ASSERT_TRUE(Kv2ReadPeaksSet2(h.f, set, -1, 44100.0f));
@@ -433,10 +374,10 @@ TEST(Kv2SdifReadFrame, PeaksAreNumberedByRow) {
 
 TEST(Kv2SdifReadFrame, AFrameWithoutSelectedMatrixHasNoRows) {
     // A 1TRC frame carrying only a 1HRM matrix, which the format deselects.
-    std::string path =
-        Save("nomatrix.sdif", Header() + Frame("1TRC", 0.0, 0, {Partials("1HRM", {1})}) +
-                                  Frame("1TRC", 0.1, 0, {Partials("1TRC", {1})}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    Handle h(OpenSaved("nomatrix.sdif",
+                       SdifHeader() + Frame("1TRC", 0.0, 0, {Partials("1HRM", {1})}) +
+                           Frame("1TRC", 0.1, 0, {Partials("1TRC", {1})}),
+                       KV_FORMAT_SDIF_TRC));
     ASSERT_NE(h.f, nullptr);
     PartialSet set;
     testing::internal::CaptureStderr();
@@ -449,10 +390,9 @@ TEST(Kv2SdifReadFrame, AFrameWithoutSelectedMatrixHasNoRows) {
 }
 
 TEST(Kv2SdifReadFrame, TruncatedFileRaisesTheObjectLayersError) {
-    std::string whole = Header() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2, 3})}) +
+    std::string whole = SdifHeader() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2, 3})}) +
                         Frame("1TRC", 0.1, 0, {Partials("1TRC", {1, 2, 3})});
-    std::string path = Save("cut.sdif", whole.substr(0, whole.size() - 20));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    Handle h(OpenSaved("cut.sdif", whole.substr(0, whole.size() - 20), KV_FORMAT_SDIF_TRC));
     ASSERT_NE(h.f, nullptr);
     PartialSet set;
     EXPECT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
@@ -541,7 +481,7 @@ TEST(Kv2SdifReadMatrix, OtherCellTypesAndNarrowMatrices) {
 
 namespace {
 std::string ChordFile(const std::vector<std::string>& frames) {
-    std::string s = Header() + ChordTypes();
+    std::string s = SdifHeader() + ChordTypes();
     for (const std::string& f : frames) s += f;
     return s;
 }
@@ -626,8 +566,8 @@ TEST(Kv2SdifReadChord, StartsSustainsAndEnds) {
 // Notes that sound on are listed by rising SDIF index, whatever order they
 // began in.
 TEST(Kv2SdifReadChord, SoundingNotesFollowTheirIndexOrder) {
-    std::string path = Save("chordorder.sdif", ChordFile({Begin(0.0, {9, 3, 5}), End(0.5, {3})}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    Handle h(OpenSaved("chordorder.sdif", ChordFile({Begin(0.0, {9, 3, 5}), End(0.5, {3})}),
+                       KV_FORMAT_SDIF_CHORDSEQ));
     ASSERT_NE(h.f, nullptr);
     StaticIdent::maxIdent = 1000;
     ChordSet set;
@@ -643,8 +583,8 @@ TEST(Kv2SdifReadChord, SoundingNotesFollowTheirIndexOrder) {
 }
 
 TEST(Kv2SdifReadChord, EndWithoutBeginningIsAnError) {
-    std::string path = Save("chordend.sdif", ChordFile({Begin(0.0, {1}), End(0.5, {4})}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    Handle h(OpenSaved("chordend.sdif", ChordFile({Begin(0.0, {1}), End(0.5, {4})}),
+                       KV_FORMAT_SDIF_CHORDSEQ));
     ASSERT_NE(h.f, nullptr);
     ChordSet set;
     ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
@@ -655,9 +595,9 @@ TEST(Kv2SdifReadChord, EndWithoutBeginningIsAnError) {
 }
 
 TEST(Kv2SdifReadChord, SecondBeginningOfAnOpenIndexIsAnError) {
-    std::string path =
-        Save("chordtwice.sdif", ChordFile({Begin(0.0, {4}), Begin(0.5, {4}), End(1.0, {4})}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    Handle h(OpenSaved("chordtwice.sdif",
+                       ChordFile({Begin(0.0, {4}), Begin(0.5, {4}), End(1.0, {4})}),
+                       KV_FORMAT_SDIF_CHORDSEQ));
     ASSERT_NE(h.f, nullptr);
     ChordSet set;
     int stream = 0;
@@ -677,8 +617,8 @@ TEST(Kv2SdifReadChord, BeginsWithoutMatchingPartialsContributeNothing) {
     std::string mismatch =
         Frame("1MRK", 0.5, 0,
               {Indices("1END", {1}), Indices("1BEG", {5, 6}), Partials("1TRC", {5, 6, 7})});
-    std::string path = Save("chordmismatch.sdif", ChordFile({Begin(0.0, {1, 2}), mismatch}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_CHORDSEQ, -1, nullptr));
+    Handle h(OpenSaved("chordmismatch.sdif", ChordFile({Begin(0.0, {1, 2}), mismatch}),
+                       KV_FORMAT_SDIF_CHORDSEQ));
     ASSERT_NE(h.f, nullptr);
     StaticIdent::maxIdent = 1000;
     ChordSet set;
@@ -707,13 +647,13 @@ TEST(Kv2SdifReadChord, ChordFilesReadIntoFrameLists) {
 
 TEST(Kv2SdifSelectAllStreams, SelectsTheStreamsOfTheFirstReferenceTime) {
     std::string one = Frame("1TRC", 0.0, 2, {Partials("1TRC", {1})});
-    std::string path =
-        Save("streams.sdif", Header() + Frame("1TRC", -1.0, 8, {Partials("1TRC", {1})}) + one +
-                                 Frame("1TRC", 0.0, 5, {Partials("1TRC", {1})}) +
-                                 Frame("1TRC", 0.1, 3, {Partials("1TRC", {1})}) +
-                                 Frame("1TRC", 0.1, 5, {Partials("1TRC", {1})}) +
-                                 Frame("1TRC", 0.2, 2, {Partials("1TRC", {1})}));
-    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    Handle h(OpenSaved("streams.sdif",
+                       SdifHeader() + Frame("1TRC", -1.0, 8, {Partials("1TRC", {1})}) + one +
+                           Frame("1TRC", 0.0, 5, {Partials("1TRC", {1})}) +
+                           Frame("1TRC", 0.1, 3, {Partials("1TRC", {1})}) +
+                           Frame("1TRC", 0.1, 5, {Partials("1TRC", {1})}) +
+                           Frame("1TRC", 0.2, 2, {Partials("1TRC", {1})}),
+                       KV_FORMAT_SDIF_TRC));
     ASSERT_NE(h.f, nullptr);
     Kv2SdifSelectAllStreams(h.f);
     ASSERT_TRUE(h.f->sdif->Rewind());
@@ -768,7 +708,7 @@ TEST(PartialsContainerReadFromFile, AnalysisFileBecomesOneTrackPerIndex) {
 }
 
 TEST(PartialsContainerReadFromFile, ObjectLayerErrorFailsTheReadKeepingTheFramesRead) {
-    std::string whole = Header() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2})}) +
+    std::string whole = SdifHeader() + Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2})}) +
                         Frame("1TRC", 0.1, 0, {Partials("1TRC", {1, 2})}) +
                         Frame("1TRC", 0.2, 0, {Partials("1TRC", {1, 2})});
     std::string path = Save("cutcontainer.sdif", whole.substr(0, whole.size() - 12));

@@ -17,67 +17,23 @@ namespace {
 
 using sdiftest::AllowFatal;
 using sdiftest::CaptureSdifStdErr;
+using sdiftest::OpenBytes;
 using sdiftest::RecordReports;
 using sdiftest::SdifLibraryTest;
-using testsupport::PutF64;
+using testsupport::BE32;
+using testsupport::BEF64;
+using testsupport::FrameBytes;
 using testsupport::PutSig;
 using testsupport::PutU32;
+using testsupport::SdifHeader;
+using testsupport::TextMatrixBytes;
 
 const char* Value(SdifNameValuesLT* list, const char* name) {
     SdifNameValueT* nv = SdifNameValuesLGetCurrNVT(list, name);
     return nv ? nv->Value : nullptr;
 }
 
-uint32_t U32At(const std::string& b, size_t at) {
-    return (uint32_t(uint8_t(b[at])) << 24) | (uint32_t(uint8_t(b[at + 1])) << 16) |
-           (uint32_t(uint8_t(b[at + 2])) << 8) | uint32_t(uint8_t(b[at + 3]));
-}
-
-double F64At(const std::string& b, size_t at) {
-    uint64_t bits = (uint64_t(U32At(b, at)) << 32) | U32At(b, at + 4);
-    double d;
-    std::memcpy(&d, &bits, sizeof d);
-    return d;
-}
-
-size_t Pad8(size_t n) { return (8 - n % 8) % 8; }
-
-// One text matrix: cells are the bytes of text, padded to 8.
-std::string TextMatrix(const char* sig, const std::string& text, uint32_t cols = 1) {
-    std::string s;
-    PutSig(s, sig);
-    PutU32(s, 0x0301);
-    PutU32(s, static_cast<uint32_t>(text.size() / cols));
-    PutU32(s, cols);
-    s += text;
-    s.append(Pad8(text.size()), '\0');
-    return s;
-}
-
-// A frame around body; size overrides the exact Size when given.
-std::string Frame(const char* sig, uint32_t numID, uint32_t nbMatrix, const std::string& body,
-                  int64_t size = -1) {
-    std::string s;
-    PutSig(s, sig);
-    PutU32(s, size < 0 ? static_cast<uint32_t>(16 + body.size()) : static_cast<uint32_t>(size));
-    PutF64(s, 0.0);
-    PutU32(s, numID);
-    PutU32(s, nbMatrix);
-    return s + body;
-}
-
-std::string DataFrame() { return Frame("1TRC", 0, 0, ""); }
-
-// Open bytes as an SDIF file and read its header and ASCII chunks.
-SdifFileT* OpenBytes(const std::string& name, const std::string& bytes) {
-    std::string path = testsupport::TempPath(name);
-    testsupport::WriteFile(path, bytes);
-    SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
-    if (!f) return nullptr;
-    EXPECT_EQ(SdifFReadGeneralHeader(f), 16u);
-    SdifFReadAllASCIIChunks(f);
-    return f;
-}
+std::string DataFrame() { return FrameBytes("1TRC", 0, 0, ""); }
 
 class NameValue : public SdifLibraryTest {};
 
@@ -252,20 +208,20 @@ TEST_F(NameValue, WrittenTablesAreTextFramesAndReadBack) {
     // 16 + 25 + 7 padding = 48 bytes of matrix, Size 16 + 48
     ASSERT_GE(b.size(), 88u);
     EXPECT_EQ(b.substr(16, 4), "1NVT");
-    EXPECT_EQ(U32At(b, 20), 64u);
-    EXPECT_EQ(F64At(b, 24), -DBL_MAX);
-    EXPECT_EQ(U32At(b, 32), 5u);
-    EXPECT_EQ(U32At(b, 36), 1u);
+    EXPECT_EQ(BE32(b, 20), 64u);
+    EXPECT_EQ(BEF64(b, 24), -DBL_MAX);
+    EXPECT_EQ(BE32(b, 32), 5u);
+    EXPECT_EQ(BE32(b, 36), 1u);
     EXPECT_EQ(b.substr(40, 4), "1NVT");
-    EXPECT_EQ(U32At(b, 44), 0x0301u);
-    EXPECT_EQ(U32At(b, 48), 25u);
-    EXPECT_EQ(U32At(b, 52), 1u);
+    EXPECT_EQ(BE32(b, 44), 0x0301u);
+    EXPECT_EQ(BE32(b, 48), 25u);
+    EXPECT_EQ(BE32(b, 52), 1u);
     EXPECT_EQ(b[56 + 24], '\0');
     EXPECT_EQ(b.substr(81, 7), std::string(7, '\0'));
     // table 2: "x\ty\n" and NUL, 5 rows, 16 + 5 + 3
     EXPECT_EQ(b.substr(88, 4), "1NVT");
-    EXPECT_EQ(U32At(b, 92), 40u);
-    EXPECT_EQ(U32At(b, 104), 6u);
+    EXPECT_EQ(BE32(b, 92), 40u);
+    EXPECT_EQ(BE32(b, 104), 6u);
     EXPECT_EQ(b.substr(128, 5), std::string("x\ty\n\0", 5));
     EXPECT_EQ(b.size(), 88u + 48u);
     EXPECT_EQ(written, b.size() - 16);
@@ -288,7 +244,7 @@ TEST_F(NameValue, WrittenTablesAreTextFramesAndReadBack) {
 TEST_F(NameValue, TwoColumnTextMatrixIsReportedAndStillRead) {
     std::string text("a\t1\nb\t2\n\0\0", 10);
     std::string bytes =
-        testsupport::SdifHeader() + Frame("1NVT", 0, 1, TextMatrix("1NVT", text, 2)) + DataFrame();
+        SdifHeader() + FrameBytes("1NVT", 0, 1, TextMatrixBytes("1NVT", text, 2)) + DataFrame();
     RecordReports rec;
     SdifFileT* f = OpenBytes("nvt-2cols.sdif", bytes);
     ASSERT_NE(f, nullptr);
@@ -305,7 +261,7 @@ TEST_F(NameValue, TwoColumnTextMatrixIsReportedAndStillRead) {
 TEST_F(NameValue, IntermediateFormIsReadWithAWarning) {
     std::string text = "{\na\t1\nb\t2\n}";  // 11 characters, then 5 of padding
     std::string body = text + std::string(5, '\0');
-    std::string bytes = testsupport::SdifHeader() + Frame("1NVT", 3, 0, body) + DataFrame();
+    std::string bytes = SdifHeader() + FrameBytes("1NVT", 3, 0, body) + DataFrame();
     CaptureSdifStdErr err;
     RecordReports rec;
     SdifFileT* f = OpenBytes("nvt-intermediate.sdif", bytes);
@@ -322,9 +278,9 @@ TEST_F(NameValue, IntermediateFormIsReadWithAWarning) {
 }
 
 TEST_F(NameValue, SizeDisagreeingWithTheMatrixIsNoticedAndPassed) {
-    std::string matrix = TextMatrix("1NVT", std::string("a\t1\n\0", 5));  // 24 bytes
+    std::string matrix = TextMatrixBytes("1NVT", std::string("a\t1\n\0", 5));  // 24 bytes
     std::string body = matrix + std::string(8, '\0');
-    std::string bytes = testsupport::SdifHeader() + Frame("1NVT", 0, 1, body) + DataFrame();
+    std::string bytes = SdifHeader() + FrameBytes("1NVT", 0, 1, body) + DataFrame();
     CaptureSdifStdErr err;
     SdifFileT* f = OpenBytes("nvt-size.sdif", bytes);
     ASSERT_NE(f, nullptr);
@@ -341,7 +297,7 @@ TEST_F(NameValue, HugeTextMatrixInATinyFileIsAnEndOfFile) {
     PutU32(matrix, 0x7FFFFFF0u);
     PutU32(matrix, 1);
     matrix += "a\t1\n";
-    std::string bytes = testsupport::SdifHeader() + Frame("1NVT", 0, 1, matrix, 16 + 0x7FFFFFF0u);
+    std::string bytes = SdifHeader() + FrameBytes("1NVT", 0, 1, matrix, 0.0, 16 + 0x7FFFFFF0u);
     CaptureSdifStdErr err;
     RecordReports rec;
     AllowFatal fatal;

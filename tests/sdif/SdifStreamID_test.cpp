@@ -15,51 +15,20 @@
 namespace {
 
 using sdiftest::CaptureSdifStdErr;
+using sdiftest::OpenBytes;
 using sdiftest::RecordReports;
 using sdiftest::SdifLibraryTest;
-using testsupport::PutF64;
-using testsupport::PutSig;
-using testsupport::PutU32;
+using testsupport::BE32;
+using testsupport::BEF64;
+using testsupport::FrameBytes;
+using testsupport::SdifHeader;
+using testsupport::TextMatrixBytes;
 
-uint32_t U32At(const std::string& b, size_t at) {
-    return (uint32_t(uint8_t(b[at])) << 24) | (uint32_t(uint8_t(b[at + 1])) << 16) |
-           (uint32_t(uint8_t(b[at + 2])) << 8) | uint32_t(uint8_t(b[at + 3]));
-}
-
-std::string TextMatrix(const char* sig, const std::string& text) {
-    std::string s;
-    PutSig(s, sig);
-    PutU32(s, 0x0301);
-    PutU32(s, static_cast<uint32_t>(text.size()));
-    PutU32(s, 1);
-    return s + text + std::string((8 - text.size() % 8) % 8, '\0');
-}
-
-std::string Frame(const char* sig, uint32_t numID, uint32_t nbMatrix, const std::string& body) {
-    std::string s;
-    PutSig(s, sig);
-    PutU32(s, static_cast<uint32_t>(16 + body.size()));
-    PutF64(s, 0.0);
-    PutU32(s, numID);
-    PutU32(s, nbMatrix);
-    return s + body;
-}
-
-std::string DataFrame() { return Frame("1TRC", 0, 0, ""); }
+std::string DataFrame() { return FrameBytes("1TRC", 0, 0, ""); }
 
 std::string Source(SdifFileT* f, SdifUInt4 id) {
     SdifStreamIDT* sid = SdifStreamIDTableGetSID(f->StreamIDsTable, id);
     return sid ? std::string(sid->Source) + "|" + sid->TreeWay : "(none)";
-}
-
-SdifFileT* OpenBytes(const std::string& name, const std::string& bytes) {
-    std::string path = testsupport::TempPath(name);
-    testsupport::WriteFile(path, bytes);
-    SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
-    if (!f) return nullptr;
-    EXPECT_EQ(SdifFReadGeneralHeader(f), 16u);
-    SdifFReadAllASCIIChunks(f);
-    return f;
 }
 
 class StreamID : public SdifLibraryTest {};
@@ -168,10 +137,10 @@ TEST_F(StreamID, WrittenTableIsATextFrameAndReadsBack) {
     ASSERT_EQ(b.size(), 16u + 24u + 40u);
     EXPECT_EQ(written, b.size() - 16);
     EXPECT_EQ(b.substr(16, 4), "1IDS");
-    EXPECT_EQ(U32At(b, 20), 56u);
-    EXPECT_EQ(U32At(b, 32), 0xFFFFFFFEu);
+    EXPECT_EQ(BE32(b, 20), 56u);
+    EXPECT_EQ(BE32(b, 32), 0xFFFFFFFEu);
     EXPECT_EQ(b.substr(40, 4), "1IDS");
-    EXPECT_EQ(U32At(b, 48), 23u);
+    EXPECT_EQ(BE32(b, 48), 23u);
     EXPECT_EQ(b.substr(56, 23), std::string("1 src:a/b;\n2 other:x;\n\0", 23));
 
     SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
@@ -195,9 +164,9 @@ TEST_F(StreamID, EmptyTableWritesNothing) {
 
 TEST_F(StreamID, SecondChunkIsReportedAndStillRead) {
     std::string bytes =
-        testsupport::SdifHeader() +
-        Frame("1IDS", 0xFFFFFFFEu, 1, TextMatrix("1IDS", std::string("1 a:b;\n\0", 8))) +
-        Frame("1IDS", 0xFFFFFFFEu, 1, TextMatrix("1IDS", std::string("2 c:d;\n\0", 8))) +
+        SdifHeader() +
+        FrameBytes("1IDS", 0xFFFFFFFEu, 1, TextMatrixBytes("1IDS", std::string("1 a:b;\n\0", 8))) +
+        FrameBytes("1IDS", 0xFFFFFFFEu, 1, TextMatrixBytes("1IDS", std::string("2 c:d;\n\0", 8))) +
         DataFrame();
     RecordReports rec;
     SdifFileT* f = OpenBytes("sid-twice.sdif", bytes);
@@ -212,7 +181,7 @@ TEST_F(StreamID, SecondChunkIsReportedAndStillRead) {
 
 TEST_F(StreamID, IntermediateFormIsReadWithAWarning) {
     std::string body = std::string("{ 1 a:b; }") + std::string(6, '\0');
-    std::string bytes = testsupport::SdifHeader() + Frame("1IDS", 0, 0, body) + DataFrame();
+    std::string bytes = SdifHeader() + FrameBytes("1IDS", 0, 0, body) + DataFrame();
     CaptureSdifStdErr err;
     RecordReports rec;
     SdifFileT* f = OpenBytes("sid-intermediate.sdif", bytes);

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "TestSupport.h"
 #include "sdif.h"
 
 namespace sdiftest {
@@ -194,6 +195,18 @@ class CaptureSdifStdErr {
     FILE* mOld;
     FILE* mFile;
 };
+
+// Open bytes, saved under name, as an SDIF file and read its general header
+// and ASCII chunks.
+inline SdifFileT* OpenBytes(const std::string& name, const std::string& bytes) {
+    std::string path = testsupport::TempPath(name);
+    testsupport::WriteFile(path, bytes);
+    SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
+    if (!f) return nullptr;
+    EXPECT_EQ(SdifFReadGeneralHeader(f), 16u);
+    SdifFReadAllASCIIChunks(f);
+    return f;
+}
 
 }  // namespace sdiftest
 

@@ -278,6 +278,20 @@ std::string SdifFrame(const char* sig, uint32_t streamId, double time,
     return s + body;
 }
 
+std::string FrameBytes(const char* sig, uint32_t streamId, uint32_t nbMatrix,
+                       const std::string& body, double time, int64_t size) {
+    std::string s;
+    PutFrameHeader(s, sig, size < 0 ? uint32_t(16 + body.size()) : uint32_t(size), time, streamId,
+                   nbMatrix);
+    return s + body;
+}
+
+std::string TextMatrixBytes(const char* sig, const std::string& text, uint32_t cols) {
+    std::string s;
+    PutMatrixHeader(s, sig, 0x0301, uint32_t(text.size() / cols), cols);
+    return s + text + std::string((8 - text.size() % 8) % 8, '\0');
+}
+
 TestMatrix TrcMatrix(const char* sig, const std::vector<std::vector<double>>& rows) {
     TestMatrix m{sig, 0x0004, static_cast<uint32_t>(rows.size()), 4, {}};
     for (const auto& r : rows) m.values.insert(m.values.end(), r.begin(), r.end());

@@ -107,6 +107,12 @@ std::string SdifHeader();
 // One frame with its matrices, each padded to 8 bytes; Size is exact.
 std::string SdifFrame(const char* sig, uint32_t streamId, double time,
                       const std::vector<TestMatrix>& matrices);
+// A frame around body (matrices already laid out); Size counts body exactly
+// unless size is given.
+std::string FrameBytes(const char* sig, uint32_t streamId, uint32_t nbMatrix,
+                       const std::string& body, double time = 0.0, int64_t size = -1);
+// A text matrix (type 0x0301) of the bytes of text in cols columns, padded to 8.
+std::string TextMatrixBytes(const char* sig, const std::string& text, uint32_t cols = 1);
 // A 1TRC matrix of (index, frequency, amplitude, phase) rows in Float4.
 TestMatrix TrcMatrix(const char* sig, const std::vector<std::vector<double>>& rows);
 

@@ -17,9 +17,6 @@
 
 using sdiftest::CaptureSdifStdErr;
 using sdiftest::RecordReports;
-using testsupport::PutF64;
-using testsupport::PutSig;
-using testsupport::PutU32;
 
 namespace {
 
@@ -568,20 +565,10 @@ TEST_F(SdifTypes, OneTYPChunkWrittenWithAFileReadsBack) {
 
 TEST_F(SdifTypes, OneTYPFrameWithoutMatrixIsReadAsIntermediateText) {
     const std::string decl = "{\n1MTD XNEW {A, B}\n}";
-    std::string b;
-    PutSig(b, "SDIF");
-    PutU32(b, 8);
-    PutU32(b, 3);
-    PutU32(b, 1);
-    PutSig(b, "1TYP");
-    PutU32(b, static_cast<uint32_t>(16 + decl.size()));
-    PutF64(b, 0.0);
-    PutU32(b, 0xFFFFFFFFu);
-    PutU32(b, 0);
-    b += decl;
-    PutSig(b, "1TRC");  // a frame follows
-    std::string path = testsupport::TempPath("intermediate.sdif");
-    testsupport::WriteFile(path, b);
+    std::string path = testsupport::SaveTemp(
+        "intermediate.sdif", testsupport::SdifHeader() +
+                                 testsupport::FrameBytes("1TYP", 0xFFFFFFFFu, 0, decl) +
+                                 "1TRC");  // a frame follows
 
     SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
     ASSERT_NE(r, nullptr);
@@ -599,26 +586,13 @@ TEST_F(SdifTypes, OneTYPFrameWithoutMatrixIsReadAsIntermediateText) {
 
 TEST_F(SdifTypes, OneTYPChunkOfTheWrongSizeIsNoticedAndStillRead) {
     std::string text = "1MTD XNEW {A}\n";
-    std::string b;
-    PutSig(b, "SDIF");
-    PutU32(b, 8);
-    PutU32(b, 3);
-    PutU32(b, 1);
-    PutSig(b, "1TYP");
     // one text matrix of text.size() rows, padded to 16 bytes; Size claims 8 less
     uint32_t matrixBytes = 16 + 16;
-    PutU32(b, 16 + matrixBytes - 8);
-    PutF64(b, 0.0);
-    PutU32(b, 0xFFFFFFFFu);
-    PutU32(b, 1);
-    PutSig(b, "1TYP");
-    PutU32(b, 0x0301);
-    PutU32(b, static_cast<uint32_t>(text.size()));
-    PutU32(b, 1);
-    b += text;
-    b += std::string(16 - text.size(), '\0');
-    std::string path = testsupport::TempPath("badsize.sdif");
-    testsupport::WriteFile(path, b);
+    std::string path = testsupport::SaveTemp(
+        "badsize.sdif", testsupport::SdifHeader() +
+                            testsupport::FrameBytes("1TYP", 0xFFFFFFFFu, 1,
+                                                    testsupport::TextMatrixBytes("1TYP", text), 0.0,
+                                                    16 + matrixBytes - 8));
 
     SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
     ASSERT_NE(r, nullptr);

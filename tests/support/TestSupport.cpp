@@ -42,6 +42,12 @@ void WriteFile(const std::string& path, const std::string& bytes) {
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
+std::string SaveTemp(const std::string& name, const std::string& bytes) {
+    std::string path = TempPath(name);
+    WriteFile(path, bytes);
+    return path;
+}
+
 static std::string Drain(int fd) {
     std::string s;
     char buf[65536];
@@ -235,12 +241,12 @@ float RawFloat4(const std::string& b, const RawMatrix& m, uint32_t row, uint32_t
 
 namespace testsupport {
 
-std::string SdifHeader() {
+std::string SdifHeader(uint32_t size, uint32_t format, uint32_t types) {
     std::string s;
     PutSig(s, "SDIF");
-    PutI32(s, 8);
-    PutU32(s, 3);
-    PutU32(s, 1);
+    PutU32(s, size);
+    PutU32(s, format);
+    PutU32(s, types);
     return s;
 }
 

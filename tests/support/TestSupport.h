@@ -19,6 +19,8 @@ std::string TempPath(const std::string& name);
 // Whole file as bytes; empty when it cannot be read.
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& bytes);
+// Writes bytes to TempPath(name) and answers that path.
+std::string SaveTemp(const std::string& name, const std::string& bytes);
 
 struct RunResult {
     int status = -1;  // exit status, or -1 when the child did not exit normally
@@ -102,8 +104,8 @@ struct TestMatrix {
     std::vector<double> values;  // rows * cols, row-major
 };
 
-// General header: "SDIF", size 8, format version 3, types version 1.
-std::string SdifHeader();
+// General header: "SDIF", its size (8), format version (3), types version (1).
+std::string SdifHeader(uint32_t size = 8, uint32_t format = 3, uint32_t types = 1);
 // One frame with its matrices, each padded to 8 bytes; Size is exact.
 std::string SdifFrame(const char* sig, uint32_t streamId, double time,
                       const std::vector<TestMatrix>& matrices);

@@ -1,10 +1,8 @@
 #include "sdifmatrix.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <thread>
 #include <vector>
 
 #include "OndelTestUtil.h"
@@ -352,8 +350,7 @@ TEST(SDIFMatrix, HeaderClaimingMoreCellsThanTheFileHoldsRaisesEof) {
     testsupport::PutF32(b, 2.0f);
     testsupport::PutF32(b, 3.0f);
     testsupport::PutF32(b, 4.0f);
-    const std::string path = testsupport::TempPath("lying.sdif");
-    testsupport::WriteFile(path, b);
+    const std::string path = testsupport::SaveTemp("lying.sdif", b);
     SDIFEntity in;
     ASSERT_TRUE(in.OpenRead(path.c_str()));
     SDIFFrame frame;
@@ -372,36 +369,16 @@ TEST(SDIFMatrix, StreamWithLyingHeaderFailsAsItsDataRunsOut) {
     testsupport::PutFrameHeader(b, "1TRC", 0xFFFFFFFFu - 8, 0.0, 0, 1);
     testsupport::PutMatrixHeader(b, "1TRC", eFloat4, 100000000, 4);
     for (int i = 0; i < 4096; ++i) testsupport::PutF32(b, float(i));
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    fflush(stdin);
-    const int savedStdin = dup(0);
-    dup2(fds[0], 0);
-    close(fds[0]);
-    std::thread feeder([&] {
-        size_t off = 0;
-        while (off < b.size()) {
-            ssize_t n = write(fds[1], b.data() + off, b.size() - off);
-            if (n <= 0) break;
-            off += size_t(n);
-        }
-        close(fds[1]);
-    });
-    bool sawEof = false;
-    {
+    testsupport::ChildRun run = testsupport::RunChild(b, [] {
         SDIFEntity in;
-        if (in.OpenRead("-")) {
-            SDIFFrame frame;
-            try {
-                in.ReadNextFrame(frame);
-            } catch (const SDIFEof&) {
-                sawEof = true;
-            }
+        if (!in.OpenRead("-")) return "not opened";
+        SDIFFrame frame;
+        try {
+            in.ReadNextFrame(frame);
+        } catch (const SDIFEof&) {
+            return "eof";
         }
-    }
-    feeder.join();
-    dup2(savedStdin, 0);
-    close(savedStdin);
-    clearerr(stdin);
-    EXPECT_TRUE(sawEof);
+        return "read";
+    });
+    EXPECT_EQ(run.result, "eof");
 }

@@ -164,85 +164,86 @@ TEST_F(Select, ParsingAddsToTheListsAndReplacingEmptiesThem) {
 
 // ---- malformed expressions ----
 
-TEST_F(Select, RangeOfSignaturesIsRefused) {
-    Sel sel;
-    int ret;
-    std::string err = ParseErr(sel, ":1TRC-1HRM", &ret);
-    EXPECT_EQ(ret, 0);
-    EXPECT_EQ(err,
-              "ERROR: SDIF selection: can't parse frame from '1HRM'\n(recently read: '-'):\n"
-              "Range only permitted with numerical values\n\n\n");
-    EXPECT_TRUE(SdifListIsEmpty(sel->frame));
-}
-
-TEST_F(Select, SecondRangeSymbolAfterACompleteRange) {
-    Sel sel;
-    int ret;
-    std::string err = ParseErr(sel, "#1-2-3", &ret);
-    EXPECT_EQ(ret, 0);
-    EXPECT_EQ(err,
-              "ERROR: SDIF selection: can't parse stream from '3'\n(recently read: '-'):\n"
-              "Another range symbol '-' after complete range\n\n");
-    // the complete range stays in the list, and the masks follow it
-    EXPECT_EQ(Ints(sel->stream), std::vector<int>{1});
-    EXPECT_EQ(sel->streammask.num, 2);
-}
-
-TEST_F(Select, ValueWithoutSeparator) {
-    Sel sel;
-    int ret;
-    std::string err = ParseErr(sel, "#1 2", &ret);
-    EXPECT_EQ(ret, 0);
-    EXPECT_EQ(err,
-              "ERROR: SDIF selection: can't parse stream from '2'\n(recently read: ''):\n"
-              "No separator after value '1'\n\n\n");
-    EXPECT_EQ(Ints(sel->stream), std::vector<int>{1});
-}
-
-TEST_F(Select, MissingValuesAndMalformedRanges) {
-    int ret;
-    {
+// Each malformed expression is reported with its text; what was read before
+// the fault stays in its list.
+TEST_F(Select, MalformedExpressionsAreReportedAndKeepWhatWasRead) {
+    struct Case {
+        const char* text;
+        const char* err;
+        SdifListT* SdifSelectionT::*list;  // the list that was being read
+        std::vector<int> kept;             // the values it keeps
+        bool checkRet;                     // the parse answers 0
+    } cases[] = {
+        {":1TRC-1HRM",
+         "ERROR: SDIF selection: can't parse frame from '1HRM'\n(recently read: '-'):\n"
+         "Range only permitted with numerical values\n\n\n",
+         &SdifSelectionT::frame,
+         {},
+         true},
+        // the complete range stays in the list
+        {"#1-2-3",
+         "ERROR: SDIF selection: can't parse stream from '3'\n(recently read: '-'):\n"
+         "Another range symbol '-' after complete range\n\n",
+         &SdifSelectionT::stream,
+         {1},
+         true},
+        {"#1 2",
+         "ERROR: SDIF selection: can't parse stream from '2'\n(recently read: ''):\n"
+         "No separator after value '1'\n\n\n",
+         &SdifSelectionT::stream,
+         {1},
+         true},
+        {"#x",
+         "ERROR: SDIF selection: can't parse stream from 'x'\n(recently read: '#'):\n"
+         "Can't read value from 'x'\n\n\n",
+         &SdifSelectionT::stream,
+         {},
+         true},
+        {"@0.5-",
+         "ERROR: SDIF selection: can't parse time from ''\n(recently read: '-'):\n"
+         "Malformed range expression\n\n\n",
+         &SdifSelectionT::time,
+         {},
+         true},
+        // a trailing comma asks for one more value
+        {"_1,",
+         "ERROR: SDIF selection: can't parse row from ''\n(recently read: ','):\n"
+         "Can't read value from ''\n\n\n",
+         &SdifSelectionT::row,
+         {1},
+         false},
+        // a word after a complete range
+        {"#1-3 5",
+         "ERROR: SDIF selection: can't parse stream from '5'\n(recently read: ''):\n"
+         "No separator after value '3'\n\n\n",
+         &SdifSelectionT::stream,
+         {1},
+         true},
+        // a double colon only starts the expression
+        {"#1::2",
+         "ERROR: SDIF selection: can't parse stream from '2'\n(recently read: '::'):\n"
+         "Unexpected symbol '::'\n\n\n",
+         &SdifSelectionT::stream,
+         {1},
+         true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
         Sel sel;
-        EXPECT_EQ(ParseErr(sel, "#x", &ret),
-                  "ERROR: SDIF selection: can't parse stream from 'x'\n(recently read: '#'):\n"
-                  "Can't read value from 'x'\n\n\n");
-        EXPECT_EQ(ret, 0);
+        int ret;
+        EXPECT_EQ(ParseErr(sel, c.text, &ret), c.err);
+        if (c.checkRet) {
+            EXPECT_EQ(ret, 0);
+        }
+        EXPECT_EQ(Ints(sel.sel->*c.list), c.kept);
+        // the masks follow the complete range
+        if (std::string(c.text) == "#1-2-3") {
+            EXPECT_EQ(sel->streammask.num, 2);
+        }
     }
-    {
-        Sel sel;
-        EXPECT_EQ(ParseErr(sel, "@0.5-", &ret),
-                  "ERROR: SDIF selection: can't parse time from ''\n(recently read: '-'):\n"
-                  "Malformed range expression\n\n\n");
-        EXPECT_EQ(ret, 0);
-        EXPECT_TRUE(SdifListIsEmpty(sel->time));
-    }
-    {
-        Sel sel;  // a trailing comma asks for one more value
-        EXPECT_EQ(ParseErr(sel, "_1,", &ret),
-                  "ERROR: SDIF selection: can't parse row from ''\n(recently read: ','):\n"
-                  "Can't read value from ''\n\n\n");
-        EXPECT_EQ(Ints(sel->row), std::vector<int>{1});
-    }
-    {
-        Sel sel;  // a word after a complete range
-        EXPECT_EQ(ParseErr(sel, "#1-3 5", &ret),
-                  "ERROR: SDIF selection: can't parse stream from '5'\n(recently read: ''):\n"
-                  "No separator after value '3'\n\n\n");
-        EXPECT_EQ(ret, 0);
-    }
-}
-
-TEST_F(Select, DoubleColonOnlyStartsTheExpression) {
     Sel sel;
     EXPECT_EQ(SdifParseSelection(sel, "::1TRC"), 1);
     EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
-    Sel later;
-    int ret;
-    EXPECT_EQ(ParseErr(later, "#1::2", &ret),
-              "ERROR: SDIF selection: can't parse stream from '2'\n(recently read: '::'):\n"
-              "Unexpected symbol '::'\n\n\n");
-    EXPECT_EQ(ret, 0);
-    EXPECT_EQ(Ints(later->stream), std::vector<int>{1});
 }
 
 TEST_F(Select, ColumnNamesStopTheProgram) {

@@ -1,0 +1,43 @@
+// The converter's whole run, in process, on an input file: once in the
+// default frame layout and once printing tracks with every column, both to
+// /dev/null.  Each run starts from the settings and the ident counter of a
+// fresh process.
+#include <cstdint>
+#include <string>
+
+#include "FuzzSupport.h"
+#include "Kv2Partials.h"
+#include "sdif2columns.h"
+
+namespace {
+
+[[noreturn]] void ThrowOnExit(int status) { throw fuzz::PrescribedStop{status}; }
+
+void Run(std::initializer_list<const char*> options) {
+    std::string path = fuzz::ScratchPath();
+    std::vector<std::string> words = {"sdif2columns", path, "-o", "/dev/null"};
+    for (const char* o : options) words.push_back(o);
+    std::vector<char*> argv;
+    for (std::string& w : words) argv.push_back(&w[0]);
+    argv.push_back(nullptr);
+
+    Sdif2ColumnsReset();
+    Kv2::StaticIdent::maxIdent = 0;
+    try {
+        Sdif2ColumnsRun(static_cast<int>(words.size()), argv.data());
+    } catch (const fuzz::PrescribedStop&) {
+        // exit(1) with its message, or a prescribed assertion.
+    }
+    Sdif2ColumnsReset();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    fuzz::Init(true);
+    Sdif2ColumnsSetExitHook(ThrowOnExit);
+    fuzz::WriteScratch(data, size);
+    Run({});
+    Run({"-p", "-O", "t,s,d,f,p,a,n", "-sep", ","});
+    return 0;
+}

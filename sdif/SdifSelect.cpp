@@ -178,44 +178,55 @@ SdifSelectElementT* newelement(void) {
     return elem;
 }
 
+/* Append a copy of a complete element; 0 when memory is out (reported). */
+int putelement(SdifListT* list, const SdifSelectElementT& complete) {
+    SdifSelectElementT* elem = newelement();
+    if (!elem) return 0;
+    *elem = complete;
+    SdifListPutTail(list, elem);
+    return 1;
+}
+
 /* One list: values separated by ",", with ranges "a-b" and deltas "a+b"
 ** where allowed.  Ends successfully at a list symbol or at the end of the
-** input; the symbol that ended it is left in the context. */
+** input; the symbol that ended it is left in the context.  Each element is
+** read on the stack and copied into the list once complete, so that nothing
+** is left allocated when a value reader stops (column names) and a harness
+** unwinds from the stop instead of ending the program. */
 int parse(SdifSelectContext* context, SdifSelectReaderT readval, SdifListT* list, int rangeallowed,
           const char* name) {
     int ret = 1;
     for (;;) {
-        SdifSelectElementT* elem = newelement();
-        if (!elem) {
-            ret = 0;
-            break;
-        }
-        if (!readval(context, &elem->value)) {
-            free(elem);
+        SdifSelectElementT elem = {};
+        if (!readval(context, &elem.value)) {
             ret =
                 parseerror(context, name, "\n\n\n", "Can't read value from '%s'", context->mInput);
             break;
         }
         parsenexttoken(context);
         if (context->mToken == sst_list) {
-            SdifListPutTail(list, elem);
+            if (!putelement(list, elem)) {
+                ret = 0;
+                break;
+            }
             continue;
         }
         if (context->mToken == sst_range || context->mToken == sst_delta) {
             if (!rangeallowed) {
-                free(elem);
                 ret = parseerror(context, name, "\n\n\n",
                                  "Range only permitted with numerical values");
                 break;
             }
             SdifSelectTokens rangetype = context->mToken;
-            if (!readval(context, &elem->range)) {
-                free(elem);
+            if (!readval(context, &elem.range)) {
                 ret = parseerror(context, name, "\n\n\n", "Malformed range expression");
                 break;
             }
-            elem->rangetype = rangetype;
-            SdifListPutTail(list, elem);
+            elem.rangetype = rangetype;
+            if (!putelement(list, elem)) {
+                ret = 0;
+                break;
+            }
             parsenexttoken(context);
             if (context->mToken == sst_list) continue;
             if (context->mToken == sst_range || context->mToken == sst_delta)
@@ -224,7 +235,10 @@ int parse(SdifSelectContext* context, SdifSelectReaderT readval, SdifListT* list
                                  tokensymbol(context));
             break;
         }
-        SdifListPutTail(list, elem);
+        if (!putelement(list, elem)) {
+            ret = 0;
+            break;
+        }
         if (context->mToken == sst_num && *context->mInput)
             ret = parseerror(context, name, "\n\n\n", "No separator after value '%.*s'",
                              context->mValueLen, context->mValue);

@@ -210,7 +210,9 @@ int SDIFMatrixData<T>::ReadSelected(SdifFileT* file, int rows, int cols) {
         } else {
             if (sizeKnown) Allocate(n, false);
             size_t storeRow = 0;
-            for (SdifUInt4 r = 1; r <= fileRows; ++r) {
+            // Rows without columns hold nothing to read or skip: walking their
+            // count (up to 2^32) would cost time that no byte of the file backs.
+            for (SdifUInt4 r = 1; fileCols > 0 && r <= fileRows; ++r) {
                 if (storeRow < static_cast<size_t>(rows) &&
                     SdifFRowIsSelected(file, static_cast<int>(r))) {
                     bytes += SdifFReadOneRow(file);

@@ -243,7 +243,10 @@ int Kv2SdifReadMatrix(const SDIFFrame& frame, PartialSet& set, int maxPartials, 
     int rows = m.GetNbRows();
     int n = (maxPartials == -1 || rows <= maxPartials) ? rows : maxPartials;
     if (rows < 1 || n < 1) return 0;
-    set.addToSet(PartialSet::PartialParam(), n - 1);
+    // A matrix narrower than the columns read fails on its first row, and
+    // its row count, which no cell backs, must not size the set.
+    const int colsNeeded = format == KV_FORMAT_SDIF_PIC ? 3 : 4;
+    set.addToSet(PartialSet::PartialParam(), m.GetNbCols() < colsNeeded ? 0 : n - 1);
 
     // Entries are written field by field: the set's reset and growth leave
     // the rest of each record zero.
@@ -306,14 +309,17 @@ int Kv2SdifReadMatrix(const SDIFFrame& frame, ChordSet& set, KvFormat format, On
     }
 
     if (ends && nE > 0) {
-        std::vector<int> indices(static_cast<size_t>(nE));
+        // Without a column the read below fails: the row count, which no
+        // cell backs, sizes nothing.
+        std::vector<int> indices(ends->GetNbCols() >= 1 ? static_cast<size_t>(nE) : 0);
         ends->GetCol(indices.data(), 0);
         set.addToSet(ChordSet::PartialParam(), nE - 1);
         for (int v : indices)
             set.addToSet(ChordSet::PartialParam(v, 0.0f, 0.0f, 0.0f, ChordSet::eEnd), -1);
     }
     if (nB >= 1) {
-        set.addToSet(ChordSet::PartialParam(), nE + nB - 1);
+        // As above: a 1TRC too narrow to read fails on its first row.
+        set.addToSet(ChordSet::PartialParam(), partials->GetNbCols() >= 4 ? nE + nB - 1 : nE);
         Cells cell(*partials, 4);
         for (int r = 0; r < nB; ++r)
             set.addToSet(ChordSet::PartialParam(cell.Int(r, 0), static_cast<float>(cell(r, 1)),

@@ -11,6 +11,7 @@
 
 using sdiftest::AllowFatal;
 using sdiftest::CaptureSdifStdErr;
+using sdiftest::OpenAtFirstFrame;
 using sdiftest::RecordReports;
 using testsupport::BEF32;
 using testsupport::PutF32;
@@ -38,22 +39,6 @@ const DataFile kFiles[] = {{"saw-s0.sdif", 256, 40, 1.0, 0},
                            {"tone-s1.sdif", 256, 10, 1.0, 1}};
 
 class FramesRead : public sdiftest::SdifLibraryTest {};
-
-// Open path and read past the general header and the ASCII chunks: the first
-// frame signature waits in CurrSignature.
-SdifFileT* OpenAtFirstFrame(const std::string& path) {
-    SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
-    if (!f) return nullptr;
-    SdifFReadGeneralHeader(f);
-    SdifFReadAllASCIIChunks(f);
-    return f;
-}
-
-std::string Temp(const std::string& name, const std::string& bytes) {
-    std::string path = testsupport::TempPath(name);
-    testsupport::WriteFile(path, bytes);
-    return path;
-}
 
 // A general header, then one frame header and one matrix header with the
 // given fields, then the Float4 cells (padding included where wanted).
@@ -209,7 +194,7 @@ TEST_F(FramesRead, EverySkipLandsOnTheNextFrame) {
 
 TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
     std::string b = OneMatrix(16 + 16 + 16, 1, "1TRC", 0x0108, 1, 4, {1.0f, 440.0f, 0.5f, 0.0f});
-    SdifFileT* f = OpenAtFirstFrame(Temp("int8.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("int8.sdif", b));
     ASSERT_NE(f, nullptr);
     RecordReports rec;
     CaptureSdifStdErr notices;
@@ -229,7 +214,7 @@ TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
 
 TEST_F(FramesRead, CodeNoCellTypeHasFallsBackTheSameWay) {
     std::string b = OneMatrix(16 + 16 + 8, 1, "1TRC", 0x7777, 1, 2, {3.0f, 4.0f});
-    SdifFileT* f = OpenAtFirstFrame(Temp("type7777.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("type7777.sdif", b));
     RecordReports rec;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
@@ -243,7 +228,7 @@ TEST_F(FramesRead, CodeNoCellTypeHasFallsBackTheSameWay) {
 
 TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
     std::string b = OneMatrix(16 + 16 + 24, 1, "1PIC", eFloat4, 1, 6, {0, 1, 2, 3, 4, 5}, 0.0);
-    SdifFileT* f = OpenAtFirstFrame(Temp("pic-in-trc.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("pic-in-trc.sdif", b));
     RecordReports rec;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
@@ -265,7 +250,7 @@ TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
     for (int i = 0; i < 6; i++) PutF32(b, 2.0f);
     b += OneMatrix(16 + 16 + 16, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 3.0f), 0.1)
              .substr(16);
-    SdifFileT* f = OpenAtFirstFrame(Temp("twice.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("twice.sdif", b));
     RecordReports rec;
     size_t nb = 0;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -297,7 +282,7 @@ TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4)
     // Repeated, so rejected before its Int8 type is replaced: 2 cells of 8 bytes.
     PutMatrixHeader(b, "1TRC", 0x0108, 1, 2);
     for (float v : {5.0f, 6.0f, 0.0f, 0.0f}) PutF32(b, v);
-    SdifFileT* f = OpenAtFirstFrame(Temp("rejected-int8.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("rejected-int8.sdif", b));
     RecordReports rec;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
@@ -316,7 +301,7 @@ TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4)
 TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
     std::string b = OneMatrix(16 + 16 + 16, 1, "QQQQ", eFloat4, 1, 3, std::vector<float>(4, 0.0f),
                               0.0);  // 3 cells and the padding
-    SdifFileT* f = OpenAtFirstFrame(Temp("qqqq.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("qqqq.sdif", b));
     RecordReports rec;
     size_t nb = 0;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -335,7 +320,7 @@ TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
 TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
     std::string b = OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 0x40000000, 4,
                               std::vector<float>(4, 1.0f));  // 16 GiB of cells
-    SdifFileT* f = OpenAtFirstFrame(Temp("rows.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("rows.sdif", b));
     RecordReports rec;
     AllowFatal fatal;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -355,7 +340,7 @@ TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
 TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim) {
     std::string b =
         OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 7.0f));
-    SdifFileT* f = OpenAtFirstFrame(Temp("setrows.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("setrows.sdif", b));
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
     // A caller's own header, claiming far more than the 16 bytes left.
@@ -372,7 +357,7 @@ TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim
 
 TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
     std::string b = OneMatrix(16 + 16, 1, "1TRC", eFloat4, 0, 0xFFFFFFFF, {});
-    SdifFileT* f = OpenAtFirstFrame(Temp("cols.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("cols.sdif", b));
     RecordReports rec;
     size_t nb = 0;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -387,7 +372,7 @@ TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
 
 TEST_F(FramesRead, FrameSizeBeyondTheFileIsReportedAtItsHeaderAndItsSkipStopsAtTheEnd) {
     std::string b = OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f));
-    SdifFileT* f = OpenAtFirstFrame(Temp("size.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("size.sdif", b));
     RecordReports rec;
     AllowFatal fatal;
     EXPECT_EQ(SdifFReadFrameHeader(f), 0u);
@@ -410,7 +395,7 @@ TEST_F(FramesRead, FrameSizeBeyondTheFileIsReportedAtItsHeaderAndItsSkipStopsAtT
 TEST_F(FramesRead, MatrixCountBeyondTheFileIsReportedAndSizesNothing) {
     std::string b =
         OneMatrix(_SdifUnknownSize, 0xFFFFFFF0, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f));
-    SdifFileT* f = OpenAtFirstFrame(Temp("nbmatrix.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("nbmatrix.sdif", b));
     RecordReports rec;
     AllowFatal fatal;
     EXPECT_EQ(SdifFReadFrameHeader(f), 0u);
@@ -438,7 +423,7 @@ TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
     };
     for (const Cut& cut : cuts) {
         SCOPED_TRACE(cut.at);
-        SdifFileT* f = OpenAtFirstFrame(Temp("cut.sdif", saw.substr(0, cut.at)));
+        SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("cut.sdif", saw.substr(0, cut.at)));
         ASSERT_NE(f, nullptr);
         RecordReports rec;
         AllowFatal fatal;
@@ -467,7 +452,7 @@ TEST_F(FramesRead, LyingRowCountInsideAnAnalysisFileIsCaughtAtItsMatrixHeader) {
     std::string rows;
     testsupport::PutU32(rows, 1000000);
     saw.replace(raw[5].at + 32, 4, rows);
-    SdifFileT* f = OpenAtFirstFrame(Temp("rows5.sdif", saw));
+    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("rows5.sdif", saw));
     RecordReports rec;
     AllowFatal fatal;
     int complete = 0;

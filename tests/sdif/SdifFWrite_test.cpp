@@ -10,6 +10,7 @@
 #include "TestSupport.h"
 
 using sdiftest::CaptureSdifStdErr;
+using sdiftest::OpenAtFirstFrame;
 using sdiftest::RecordReports;
 using testsupport::BE16;
 using testsupport::BE32;
@@ -24,14 +25,6 @@ class FramesWrite : public sdiftest::SdifLibraryTest {};
 SdifFileT* OpenToWrite(const std::string& path) {
     SdifFileT* f = SdifFOpen(path.c_str(), eWriteFile);
     if (f) SdifFWriteGeneralHeader(f);
-    return f;
-}
-
-SdifFileT* OpenAtFirstFrame(const std::string& path) {
-    SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
-    if (!f) return nullptr;
-    SdifFReadGeneralHeader(f);
-    SdifFReadAllASCIIChunks(f);
     return f;
 }
 

@@ -196,16 +196,19 @@ class CaptureSdifStdErr {
     FILE* mFile;
 };
 
-// Open bytes, saved under name, as an SDIF file and read its general header
-// and ASCII chunks.
-inline SdifFileT* OpenBytes(const std::string& name, const std::string& bytes) {
-    std::string path = testsupport::TempPath(name);
-    testsupport::WriteFile(path, bytes);
+// Open path and read past the general header and the ASCII chunks: the first
+// frame signature waits in CurrSignature.
+inline SdifFileT* OpenAtFirstFrame(const std::string& path) {
     SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
     if (!f) return nullptr;
     EXPECT_EQ(SdifFReadGeneralHeader(f), 16u);
     SdifFReadAllASCIIChunks(f);
     return f;
+}
+
+// The same on bytes saved under name.
+inline SdifFileT* OpenBytes(const std::string& name, const std::string& bytes) {
+    return OpenAtFirstFrame(testsupport::SaveTemp(name, bytes));
 }
 
 }  // namespace sdiftest

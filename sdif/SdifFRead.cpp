@@ -61,11 +61,7 @@ uint64_t MatrixBytes(SdifUInt4 nbRow, SdifUInt4 nbCol, size_t width, bool padded
 
 /* A size the file cannot back is reported exactly as the short read it
 ** would turn into, so callers see one kind of end of data. */
-void ReportShort(SdifFileT* file, int line) {
-    char text[64];
-    snprintf(text, sizeof text, "Sdiffread %ld", file->Stream ? ftell(file->Stream) : -1L);
-    SdifFError(file, eEof, text, kSrc, line);
-}
+void ReportShort(SdifFileT* file, int line) { SdifFReportEof(file, file->Stream, kSrc, line); }
 
 /* Make *buf hold need bytes, growing it to at least twice its old content
 ** (bounded by limit) so that a buffer filled piece by piece is copied a

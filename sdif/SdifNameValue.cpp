@@ -3,16 +3,14 @@
 #include "SdifNameValue.h"
 
 #include <cctype>
-#include <cfloat>
 #include <cstdlib>
 #include <cstring>
 
 #include "SdifErrMess.h"
-#include "SdifFRead.h"
-#include "SdifFWrite.h"
 #include "SdifFile.h"
 #include "SdifHash.h"
 #include "SdifList.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 #include "SdifString.h"
 
@@ -20,25 +18,10 @@ namespace {
 
 const char* const kSrc = "SdifNameValue.cpp";
 
-char* copytext(const char* s) {
-    size_t len = strlen(s);
-    char* copy = (char*)malloc(len + 1);
-    if (copy) memcpy(copy, s, len + 1);
-    return copy;
-}
-
 unsigned int keylen(const char* name) { return (unsigned int)strlen(name) + 1; }
-
-FILE* notices(void) { return SdifStdErr ? SdifStdErr : stderr; }
 
 FILE* textstream(SdifFileT* file, int verbose) {
     return verbose == 't' ? file->TextStream : verbose == 's' ? file->Stream : NULL;
-}
-
-void reporteof(SdifFileT* file, FILE* f, int line) {
-    char text[64];
-    snprintf(text, sizeof text, "Sdiffread %ld", f ? ftell(f) : -1L);
-    SdifFError(file, eEof, text, kSrc, line);
 }
 
 /* Skip white space and read one character, which must be expected. */
@@ -46,7 +29,7 @@ int expectchar(SdifFileT* file, FILE* f, size_t* nbRead, int expected, const cha
     int c;
     while ((c = getc(f)) != EOF && isspace(c)) (*nbRead)++;
     if (c == EOF) {
-        reporteof(file, f, __LINE__);
+        SdifFReportEof(file, f, kSrc, __LINE__);
         return 0;
     }
     (*nbRead)++;
@@ -58,25 +41,6 @@ int expectchar(SdifFileT* file, FILE* f, size_t* nbRead, int expected, const cha
     return 0;
 }
 
-/* After a 1NVT frame: report a size that disagrees with the header and
-** move to the end the header announces, so the next chunk is found. */
-size_t finishchunk(SdifFileT* file, const char* name, size_t sizeR, int textform) {
-    SdifUInt4 size = file->CurrFramH->Size;
-    if (size == _SdifUnknownSize) return sizeR;
-    size_t expected = (size_t)size + 4;
-    /* the brace form ends on the chunk's 8-byte padding */
-    if (textform && sizeR < expected && expected - sizeR < 8)
-        return sizeR + SdifFReadPadding(file, expected - sizeR);
-    if (sizeR != expected) {
-        char text[_SdifStringLen];
-        snprintf(text, sizeof text, "erreur size %s: lu: %lu  Attendu: %lu\n", name,
-                 (unsigned long)(sizeR - 4), (unsigned long)size);
-        fprintf(notices(), "*Sdif* %s\n", text);
-        if (sizeR < expected) sizeR += SdifFSkip(file, expected - sizeR);
-    }
-    return sizeR;
-}
-
 }  // namespace
 
 /* ---- pairs ---- */
@@ -84,8 +48,8 @@ size_t finishchunk(SdifFileT* file, const char* name, size_t sizeR, int textform
 SdifNameValueT* SdifCreateNameValue(const char* name, const char* value) {
     SdifNameValueT* nv = (SdifNameValueT*)malloc(sizeof(SdifNameValueT));
     if (nv) {
-        nv->Name = copytext(name);
-        nv->Value = copytext(value);
+        nv->Name = SdifCopyText(name);
+        nv->Value = SdifCopyText(value);
         if (nv->Name && nv->Value) return nv;
         free(nv->Name);
         free(nv->Value);
@@ -241,8 +205,8 @@ SdifNameValueT* SdifNameValuesLPutCurrNVT(SdifNameValuesLT* list, const char* na
 
 SdifNameValueT* SdifNameValuesLPutCurrNVTTranslate(SdifNameValuesLT* list, const char* name,
                                                    const char* value) {
-    char* n = copytext(name);
-    char* v = copytext(value);
+    char* n = SdifCopyText(name);
+    char* v = SdifCopyText(value);
     SdifNameValueT* nv = NULL;
     if (n && v)
         nv = SdifNameValuesLPutCurrNVT(list, SdifStringToNV(n), SdifStringToNV(v));
@@ -357,7 +321,7 @@ size_t getnvt(SdifFileT* file, int verbose) {
     int c;
     while ((c = SdifFGetOneNameValue(file, verbose, &nbRead)) != '}')
         if (c == 4) {
-            reporteof(file, f, __LINE__);
+            SdifFReportEof(file, f, kSrc, __LINE__);
             break;
         }
     return nbRead;
@@ -373,59 +337,34 @@ size_t SdifFScanNameValueLCurrNVT(SdifFileT* file) { return getnvt(file, 't'); }
 
 size_t SdifFReadNameValueLCurrNVT(SdifFileT* file) {
     if (!file->Stream) return 0;
-    long pos = ftell(file->Stream);
-    file->StartChunkPos = pos >= 4 ? pos - 4 : 0;
-    size_t sizeR = SdifFReadFrameHeader(file);
+    size_t sizeR = SdifFReadTextChunkHeader(file);
     if (sizeR == 0) return 0;
     SdifFrameHeaderT* header = file->CurrFramH;
     /* the table takes the stream it was written for */
     if (file->NameValues->CurrNVT) file->NameValues->CurrNVT->StreamID = header->NumID;
 
     if (header->NbMatrix == 0) {
-        fprintf(notices(), "*Sdif* %s\n",
-                "Warning, this file uses an intermediate format for the Name-Value Table.  "
-                "Portablity with programs not using the QUENDA SDIF library is not guaranteed.  "
-                "Tip: Use 'sdifextract file newfile' to convert to compliant format.");
+        SdifNotice(
+            "Warning, this file uses an intermediate format for the Name-Value Table.  "
+            "Portablity with programs not using the QUENDA SDIF library is not guaranteed.  "
+            "Tip: Use 'sdifextract file newfile' to convert to compliant format.");
         sizeR += SdifFGetNameValueLCurrNVT(file);
-        return finishchunk(file, "1NVT", sizeR, 1);
+        return SdifFEndTextChunk(file, "1NVT", sizeR, 1);
     }
 
-    for (SdifUInt4 i = 0; i < header->NbMatrix; i++) {
-        size_t n = SdifFReadMatrixHeader(file);
-        if (n == 0) break; /* end of file or a lying header, reported */
-        sizeR += n;
-        if (file->CurrMtrxH->NbCol != 1)
-            SdifFError(file, eSyntax, "Name-Value Table text matrix must have exactly one column!",
-                       kSrc, __LINE__);
-        if (file->CurrMtrxH->DataType != eText) {
-            char text[64];
-            snprintf(text, sizeof text, "1NVT matrix 0x%04x, skipped",
-                     (unsigned)file->CurrMtrxH->DataType);
-            SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
-            sizeR += SdifFSkipMatrixData(file);
-            continue;
-        }
-        SdifStringT* text = SdifStringNew();
-        if (!text) break;
-        sizeR += SdifFReadTextMatrixData(file, text);
-        SdifFNameValueLCurrNVTfromString(file, text->str);
-        SdifStringFree(text);
-    }
-    return finishchunk(file, "1NVT", sizeR, 0);
+    sizeR += SdifFReadTextChunkMatrices(
+        file, "1NVT", "Name-Value Table text matrix must have exactly one column!",
+        [](SdifFileT* f, SdifStringT* text) {
+            return SdifFNameValueLCurrNVTfromString(f, text->str);
+        });
+    return SdifFEndTextChunk(file, "1NVT", sizeR, 0);
 }
 
 size_t SdifFWriteNameValueLCurrNVT(SdifFileT* file) {
     SdifNameValueTableT* table = file->NameValues ? file->NameValues->CurrNVT : NULL;
     if (!table) return 0;
-    SdifStringT* text = SdifStringNew();
-    if (!text) return 0;
-    SdifFNameValueLCurrNVTtoSdifString(file, text);
-    /* the most negative time sorts the table before every data frame */
-    size_t written =
-        SdifFWriteTextFrameSdifString(file, SdifSignatureConst("1NVT"), table->StreamID, -DBL_MAX,
-                                      SdifSignatureConst("1NVT"), text);
-    SdifStringFree(text);
-    return written;
+    return SdifFWriteTextChunk(file, SdifSignatureConst("1NVT"), table->StreamID,
+                               SdifFNameValueLCurrNVTtoSdifString);
 }
 
 size_t SdifFWriteAllNameValueNVT(SdifFileT* file) {

@@ -4,6 +4,7 @@
 #define SDIF_PRIVATE_H
 
 #include <cstddef>
+#include <cstdio>
 
 #include "SdifGlobals.h"
 #include "SdifRWLowLevel.h"
@@ -54,5 +55,46 @@ inline void SdifOneRowSetType(SdifOneRowT* row, SdifDataTypeET type) {
     row->DataType = type;
     if (row->NbData > fit) row->NbData = fit;
 }
+
+/* ---- notices, texts, reports ---- */
+
+/* Print "*Sdif* text" and a line feed on the library's notice stream
+** (standard error when none is set). */
+void SdifNotice(const char* text);
+
+/* A malloc'd copy of s; none when memory is out (not reported). */
+char* SdifCopyText(const char* s);
+
+/* Report the end of data met on f as eEof "Sdiffread <position>" (-1
+** without a stream), from the caller's source file and line. */
+void SdifFReportEof(SdifFileT* file, FILE* f, const char* srcFile, int line);
+
+/* ---- the 1NVT and 1IDS chunks ----
+** Both hold text: in the binary form, one-column text matrices; in the
+** older intermediate form, no matrix and the brace text after the frame
+** header. */
+
+/* Reads a chunk's text into the file's tables, or appends it to text. */
+typedef size_t (*SdifChunkTextFuncT)(SdifFileT* file, SdifStringT* text);
+
+/* The frame header of a chunk whose signature was just read, the chunk's
+** start remembered; bytes read, 0 when it failed (reported). */
+size_t SdifFReadTextChunkHeader(SdifFileT* file);
+
+/* The header's matrices, the text of each handed to parse; a matrix of
+** other than text is reported and skipped, one of other than one column
+** (columnText) only reported.  Answers the bytes read. */
+size_t SdifFReadTextChunkMatrices(SdifFileT* file, const char* chunkName, const char* columnText,
+                                  SdifChunkTextFuncT parse);
+
+/* After the chunk: report a size that disagrees with the header and move to
+** the end the header announces, so the next chunk is found.  sizeR counts
+** the bytes read since the signature; answers it with those skipped. */
+size_t SdifFEndTextChunk(SdifFileT* file, const char* chunkName, size_t sizeR, int textform);
+
+/* A chunk of one text matrix holding what toText appends; bytes written,
+** 0 when the text cannot be made. */
+size_t SdifFWriteTextChunk(SdifFileT* file, SdifSignature sig, SdifUInt4 streamID,
+                           SdifChunkTextFuncT toText);
 
 #endif

@@ -2,15 +2,13 @@
 #include "SdifStreamID.h"
 
 #include <cctype>
-#include <cfloat>
 #include <cstdlib>
 #include <cstring>
 
 #include "SdifErrMess.h"
-#include "SdifFRead.h"
-#include "SdifFWrite.h"
 #include "SdifFile.h"
 #include "SdifHash.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 #include "SdifString.h"
 
@@ -18,15 +16,6 @@ namespace {
 
 const char* const kSrc = "SdifStreamID.cpp";
 const char* const kStopChars = "{},;:";
-
-char* copytext(const char* s) {
-    size_t len = strlen(s);
-    char* copy = (char*)malloc(len + 1);
-    if (copy) memcpy(copy, s, len + 1);
-    return copy;
-}
-
-FILE* notices(void) { return SdifStdErr ? SdifStdErr : stderr; }
 
 /* Characters from a stream or from an SdifStringT, counted. */
 struct TextSource {
@@ -144,25 +133,6 @@ int getonestreamid(SdifFileT* file, TextSource* src) {
     return ';';
 }
 
-/* After a 1IDS frame: report a size that disagrees with the header and
-** move to the end the header announces. */
-size_t finishchunk(SdifFileT* file, size_t sizeR, int textform) {
-    SdifUInt4 size = file->CurrFramH->Size;
-    if (size == _SdifUnknownSize) return sizeR;
-    size_t expected = (size_t)size + 4;
-    /* the brace form ends on the chunk's 8-byte padding */
-    if (textform && sizeR < expected && expected - sizeR < 8)
-        return sizeR + SdifFReadPadding(file, expected - sizeR);
-    if (sizeR != expected) {
-        char text[_SdifStringLen];
-        snprintf(text, sizeof text, "erreur size 1IDS: lu: %lu  Attendu: %lu\n",
-                 (unsigned long)(sizeR - 4), (unsigned long)size);
-        fprintf(notices(), "*Sdif* %s\n", text);
-        if (sizeR < expected) sizeR += SdifFSkip(file, expected - sizeR);
-    }
-    return sizeR;
-}
-
 }  // namespace
 
 /* ---- entries ---- */
@@ -171,8 +141,8 @@ SdifStreamIDT* SdifCreateStreamID(SdifUInt4 numID, const char* source, const cha
     SdifStreamIDT* sid = (SdifStreamIDT*)malloc(sizeof(SdifStreamIDT));
     if (sid) {
         sid->NumID = numID;
-        sid->Source = copytext(source);
-        sid->TreeWay = copytext(treeWay);
+        sid->Source = SdifCopyText(source);
+        sid->TreeWay = SdifCopyText(treeWay);
         if (sid->Source && sid->TreeWay) return sid;
         free(sid->Source);
         free(sid->TreeWay);
@@ -261,9 +231,9 @@ size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
                       NULL, 0};
     if (!src.f) return 0;
     if (verbose == 's')
-        fprintf(notices(), "*Sdif* %s\n",
-                "Warning, this file uses an intermediate format for the stream ID table.  "
-                "Portablity with programs not using the QUENDA SDIF library is not guaranteed.");
+        SdifNotice(
+            "Warning, this file uses an intermediate format for the stream ID table.  "
+            "Portablity with programs not using the QUENDA SDIF library is not guaranteed.");
     if (file->StreamIDPass) SdifFError(file, eOnlyOneChunk, "1IDS", kSrc, __LINE__);
 
     int c = skipspace(&src);
@@ -272,9 +242,7 @@ size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
     } else {
         while ((c = getonestreamid(file, &src)) != '}') {
             if (c == 4) {
-                char text[64];
-                snprintf(text, sizeof text, "Sdiffread %ld", ftell(src.f));
-                SdifFError(file, eEof, text, kSrc, __LINE__);
+                SdifFReportEof(file, src.f, kSrc, __LINE__);
                 break;
             }
         }
@@ -314,53 +282,27 @@ size_t SdifFStreamIDTableToSdifString(SdifFileT* file, SdifStringT* string) {
 
 size_t SdifFReadAllStreamID(SdifFileT* file) {
     if (!file->Stream || !file->StreamIDsTable) return 0;
-    long pos = ftell(file->Stream);
-    file->StartChunkPos = pos >= 4 ? pos - 4 : 0;
-    size_t sizeR = SdifFReadFrameHeader(file);
+    size_t sizeR = SdifFReadTextChunkHeader(file);
     if (sizeR == 0) return 0;
     SdifFrameHeaderT* header = file->CurrFramH;
     file->StreamIDsTable->StreamID = header->NumID;
 
     if (header->NbMatrix == 0) {
         sizeR += SdifFGetAllStreamID(file, 's');
-        return finishchunk(file, sizeR, 1);
+        return SdifFEndTextChunk(file, "1IDS", sizeR, 1);
     }
 
     if (file->StreamIDPass) SdifFError(file, eOnlyOneChunk, "1IDS", kSrc, __LINE__);
-    for (SdifUInt4 i = 0; i < header->NbMatrix; i++) {
-        size_t n = SdifFReadMatrixHeader(file);
-        if (n == 0) break; /* end of file or a lying header, reported */
-        sizeR += n;
-        if (file->CurrMtrxH->NbCol != 1)
-            SdifFError(file, eSyntax, "Stream ID table text matrix must have exactly one column!",
-                       kSrc, __LINE__);
-        if (file->CurrMtrxH->DataType != eText) {
-            char text[64];
-            snprintf(text, sizeof text, "1IDS matrix 0x%04x, skipped",
-                     (unsigned)file->CurrMtrxH->DataType);
-            SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
-            sizeR += SdifFSkipMatrixData(file);
-            continue;
-        }
-        SdifStringT* text = SdifStringNew();
-        if (!text) break;
-        sizeR += SdifFReadTextMatrixData(file, text);
-        SdifFGetAllStreamIDfromSdifString(file, text);
-        SdifStringFree(text);
-    }
+    sizeR += SdifFReadTextChunkMatrices(file, "1IDS",
+                                        "Stream ID table text matrix must have exactly one column!",
+                                        SdifFGetAllStreamIDfromSdifString);
     file->StreamIDPass = 1;
-    return finishchunk(file, sizeR, 0);
+    return SdifFEndTextChunk(file, "1IDS", sizeR, 0);
 }
 
 size_t SdifFWriteAllStreamID(SdifFileT* file) {
     SdifStreamIDTableT* table = file->StreamIDsTable;
     if (!table || SdifStreamIDTableGetNbData(table) == 0) return 0;
-    SdifStringT* text = SdifStringNew();
-    if (!text) return 0;
-    SdifFStreamIDTableToSdifString(file, text);
-    size_t written =
-        SdifFWriteTextFrameSdifString(file, SdifSignatureConst("1IDS"), table->StreamID, -DBL_MAX,
-                                      SdifSignatureConst("1IDS"), text);
-    SdifStringFree(text);
-    return written;
+    return SdifFWriteTextChunk(file, SdifSignatureConst("1IDS"), table->StreamID,
+                               SdifFStreamIDTableToSdifString);
 }

@@ -1,0 +1,98 @@
+#include "SdifPrivate.h"
+
+#include <cfloat>
+#include <cstdlib>
+#include <cstring>
+
+#include "SdifErrMess.h"
+#include "SdifFRead.h"
+#include "SdifFWrite.h"
+#include "SdifFile.h"
+#include "SdifString.h"
+
+namespace {
+
+const char kSrc[] = "SdifPrivate.cpp";
+
+}  // namespace
+
+/* ---- notices, texts, reports ---- */
+
+void SdifNotice(const char* text) {
+    fprintf(SdifStdErr ? SdifStdErr : stderr, "*Sdif* %s\n", text);
+}
+
+char* SdifCopyText(const char* s) {
+    size_t len = strlen(s);
+    char* copy = (char*)malloc(len + 1);
+    if (copy) memcpy(copy, s, len + 1);
+    return copy;
+}
+
+void SdifFReportEof(SdifFileT* file, FILE* f, const char* srcFile, int line) {
+    char text[64];
+    snprintf(text, sizeof text, "Sdiffread %ld", f ? ftell(f) : -1L);
+    SdifFError(file, eEof, text, srcFile, line);
+}
+
+/* ---- the 1NVT and 1IDS chunks ---- */
+
+size_t SdifFReadTextChunkHeader(SdifFileT* file) {
+    long pos = ftell(file->Stream);
+    file->StartChunkPos = pos >= 4 ? pos - 4 : 0;
+    return SdifFReadFrameHeader(file);
+}
+
+size_t SdifFReadTextChunkMatrices(SdifFileT* file, const char* chunkName, const char* columnText,
+                                  SdifChunkTextFuncT parse) {
+    SdifFrameHeaderT* header = file->CurrFramH;
+    size_t sizeR = 0;
+    for (SdifUInt4 i = 0; i < header->NbMatrix; i++) {
+        size_t n = SdifFReadMatrixHeader(file);
+        if (n == 0) break; /* end of file or a lying header, reported */
+        sizeR += n;
+        if (file->CurrMtrxH->NbCol != 1) SdifFError(file, eSyntax, columnText, kSrc, __LINE__);
+        if (file->CurrMtrxH->DataType != eText) {
+            char text[64];
+            snprintf(text, sizeof text, "%s matrix 0x%04x, skipped", chunkName,
+                     (unsigned)file->CurrMtrxH->DataType);
+            SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+            sizeR += SdifFSkipMatrixData(file);
+            continue;
+        }
+        SdifStringT* text = SdifStringNew();
+        if (!text) break;
+        sizeR += SdifFReadTextMatrixData(file, text);
+        parse(file, text);
+        SdifStringFree(text);
+    }
+    return sizeR;
+}
+
+size_t SdifFEndTextChunk(SdifFileT* file, const char* chunkName, size_t sizeR, int textform) {
+    SdifUInt4 size = file->CurrFramH->Size;
+    if (size == _SdifUnknownSize) return sizeR;
+    size_t expected = (size_t)size + 4;
+    /* the brace form ends on the chunk's 8-byte padding */
+    if (textform && sizeR < expected && expected - sizeR < 8)
+        return sizeR + SdifFReadPadding(file, expected - sizeR);
+    if (sizeR != expected) {
+        char text[_SdifStringLen];
+        snprintf(text, sizeof text, "erreur size %s: lu: %lu  Attendu: %lu\n", chunkName,
+                 (unsigned long)(sizeR - 4), (unsigned long)size);
+        SdifNotice(text);
+        if (sizeR < expected) sizeR += SdifFSkip(file, expected - sizeR);
+    }
+    return sizeR;
+}
+
+size_t SdifFWriteTextChunk(SdifFileT* file, SdifSignature sig, SdifUInt4 streamID,
+                           SdifChunkTextFuncT toText) {
+    SdifStringT* text = SdifStringNew();
+    if (!text) return 0;
+    toText(file, text);
+    /* the most negative time sorts the chunk before every data frame */
+    size_t written = SdifFWriteTextFrameSdifString(file, sig, streamID, -DBL_MAX, sig, text);
+    SdifStringFree(text);
+    return written;
+}

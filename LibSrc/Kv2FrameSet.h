@@ -3,6 +3,7 @@
 #ifndef KV2_FRAMESET_H
 #define KV2_FRAMESET_H
 
+#include <algorithm>
 #include <iterator>
 #include <list>
 
@@ -16,11 +17,24 @@ class Kv2FrameSet : public std::list<T> {
     // Append a copy of frame; with sync, align it to the frame before it
     // (T::syncToLeft) so that each partial keeps its index from frame to frame.
     void push_back(T const& frame, bool sync) {
-        std::list<T>::push_back(frame);
-        if (sync && this->size() > 1) {
-            auto last = std::prev(this->end());
-            last->syncToLeft(*std::prev(last));
+        if (!sync || this->empty()) {
+            std::list<T>::push_back(frame);
+            return;
         }
+        // The alignment pads the new frame to the left frame's record count:
+        // room for that is made before the records are copied in, so that
+        // the copy is the only allocation and leaves no growth slack.
+        T const& left = this->back();
+        std::list<T>::emplace_back();
+        T& last = this->back();
+        try {
+            last.reserve(std::max(frame.size(), left.size()));
+            last = frame;
+        } catch (...) {
+            std::list<T>::pop_back();  // as if the copy had failed
+            throw;
+        }
+        last.syncToLeft(left);
     }
 };
 

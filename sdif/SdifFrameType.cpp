@@ -7,6 +7,7 @@
 #include "SdifErrMess.h"
 #include "SdifFile.h"
 #include "SdifHash.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 
 #define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, "SdifFrameType.cpp", __LINE__)
@@ -17,15 +18,13 @@
 SdifComponentT* SdifCreateComponent(SdifSignature matrixSignature, const char* name,
                                     unsigned int num) {
     SdifComponentT* component = (SdifComponentT*)std::malloc(sizeof(SdifComponentT));
-    size_t length = std::strlen(name) + 1;
-    char* copy = (char*)std::malloc(length);
+    char* copy = SdifCopyText(name);
     if (!component || !copy) {
         std::free(component);
         std::free(copy);
         SDIF_ERROR(NULL, eAllocFail, "Component allocation");
         return NULL;
     }
-    std::memcpy(copy, name, length);
     component->MtrxS = matrixSignature;
     component->Name = copy;
     component->Num = num;
@@ -54,18 +53,10 @@ SdifFrameTypeT* SdifCreateFrameType(SdifSignature signature, SdifFrameTypeT* pre
     type->NbComponentUse = 0;
     type->NbComponent = 0;
     type->ModifMode = eCanModif;
-    if (predefined) {
-        if (predefined->Signature == signature) {
-            type->FrameTypePre = predefined;
-            type->NbComponent = predefined->NbComponent;
-        } else {
-            char text[_SdifStringLen];
-            char pre[5];
-            std::memcpy(pre, SdifSignatureToString(predefined->Signature), 5);
-            std::snprintf(text, sizeof text, "'%s'(Pre) != '%s'", pre,
-                          SdifSignatureToString(signature));
-            SDIF_ERROR(NULL, eInvalidPredefinedType, text);
-        }
+    if (predefined &&
+        SdifTypeTakesPredefined(predefined->Signature, signature, "SdifFrameType.cpp", __LINE__)) {
+        type->FrameTypePre = predefined;
+        type->NbComponent = predefined->NbComponent;
     }
     return type;
 }
@@ -176,27 +167,10 @@ SdifFrameTypeT* SdifFrameTypePutComponent(SdifFrameTypeT* type, SdifSignature ma
 }
 
 SdifFrameTypeT* SdifTestFrameType(SdifFileT* file, SdifSignature signature) {
-    SdifFrameTypeT* type = SdifGetFrameType(file->FrameTypesTable, signature);
-    if (type) return type;
-    SdifFrameTypeT* pre = NULL;
-    if (gSdifPredefinedTypes && gSdifPredefinedTypes != file)
-        pre = SdifGetFrameType(gSdifPredefinedTypes->FrameTypesTable, signature);
-    if (pre) {
-        type = SdifCreateFrameType(signature, pre);
-        if (type) SdifPutFrameType(file->FrameTypesTable, type);
-        return type;
-    }
-    char text[_SdifStringLen];
-    std::snprintf(text, sizeof text, "Frame Type : '%s' (0x%08x)", SdifSignatureToString(signature),
-                  signature);
-    SDIF_ERROR(file, eUnDefined, text);
-    return NULL;
+    return SdifFTestType(file, &SdifFileT::FrameTypesTable, signature, SdifCreateFrameType,
+                         "Frame Type", "SdifFrameType.cpp", __LINE__);
 }
 
 int SdifTestFrameTypeModifMode(SdifFileT* file, SdifFrameTypeT* type) {
-    if (type->ModifMode != eNoModif) return 1;
-    char text[_SdifStringLen];
-    std::snprintf(text, sizeof text, "Frame Type '%s' ", SdifSignatureToString(type->Signature));
-    SDIF_ERROR(file, eCompletedYet, text);
-    return 0;
+    return SdifFTestTypeModifMode(file, type, "Frame Type", "SdifFrameType.cpp", __LINE__);
 }

@@ -8,21 +8,20 @@
 #include "SdifFile.h"
 #include "SdifHash.h"
 #include "SdifList.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 
 #define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, "SdifMatrixType.cpp", __LINE__)
 
 SdifColumnDefT* SdifCreateColumnDef(const char* name, unsigned int num) {
     SdifColumnDefT* column = (SdifColumnDefT*)std::malloc(sizeof(SdifColumnDefT));
-    size_t length = std::strlen(name) + 1;
-    char* copy = (char*)std::malloc(length);
+    char* copy = SdifCopyText(name);
     if (!column || !copy) {
         std::free(column);
         std::free(copy);
         SDIF_ERROR(NULL, eAllocFail, "ColumnDef allocation");
         return NULL;
     }
-    std::memcpy(copy, name, length);
     column->Name = copy;
     column->Num = num;
     return column;
@@ -47,18 +46,10 @@ SdifMatrixTypeT* SdifCreateMatrixType(SdifSignature signature, SdifMatrixTypeT* 
     type->MatrixTypePre = NULL;
     type->NbColumnDef = 0;
     type->ModifMode = eCanModif;
-    if (predefined) {
-        if (predefined->Signature == signature) {
-            type->MatrixTypePre = predefined;
-            type->NbColumnDef = predefined->NbColumnDef;
-        } else {
-            char text[_SdifStringLen];
-            char pre[5];
-            std::memcpy(pre, SdifSignatureToString(predefined->Signature), 5);
-            std::snprintf(text, sizeof text, "'%s'(Pre) != '%s'", pre,
-                          SdifSignatureToString(signature));
-            SDIF_ERROR(NULL, eInvalidPredefinedType, text);
-        }
+    if (predefined &&
+        SdifTypeTakesPredefined(predefined->Signature, signature, "SdifMatrixType.cpp", __LINE__)) {
+        type->MatrixTypePre = predefined;
+        type->NbColumnDef = predefined->NbColumnDef;
     }
     return type;
 }
@@ -160,27 +151,10 @@ SdifMatrixTypeT* SdifMatrixTypeInsertTailColumnDef(SdifMatrixTypeT* type, const 
 }
 
 SdifMatrixTypeT* SdifTestMatrixType(SdifFileT* file, SdifSignature signature) {
-    SdifMatrixTypeT* type = SdifGetMatrixType(file->MatrixTypesTable, signature);
-    if (type) return type;
-    SdifMatrixTypeT* pre = NULL;
-    if (gSdifPredefinedTypes && gSdifPredefinedTypes != file)
-        pre = SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, signature);
-    if (pre) {
-        type = SdifCreateMatrixType(signature, pre);
-        if (type) SdifPutMatrixType(file->MatrixTypesTable, type);
-        return type;
-    }
-    char text[_SdifStringLen];
-    std::snprintf(text, sizeof text, "Matrix Type : '%s' (0x%08x)",
-                  SdifSignatureToString(signature), signature);
-    SDIF_ERROR(file, eUnDefined, text);
-    return NULL;
+    return SdifFTestType(file, &SdifFileT::MatrixTypesTable, signature, SdifCreateMatrixType,
+                         "Matrix Type", "SdifMatrixType.cpp", __LINE__);
 }
 
 int SdifTestMatrixTypeModifMode(SdifFileT* file, SdifMatrixTypeT* type) {
-    if (type->ModifMode != eNoModif) return 1;
-    char text[_SdifStringLen];
-    std::snprintf(text, sizeof text, "Matrix Type '%s' ", SdifSignatureToString(type->Signature));
-    SDIF_ERROR(file, eCompletedYet, text);
-    return 0;
+    return SdifFTestTypeModifMode(file, type, "Matrix Type", "SdifMatrixType.cpp", __LINE__);
 }

@@ -35,6 +35,19 @@ void SdifFReportEof(SdifFileT* file, FILE* f, const char* srcFile, int line) {
     SdifFError(file, eEof, text, srcFile, line);
 }
 
+/* ---- matrix and frame types ---- */
+
+bool SdifTypeTakesPredefined(SdifSignature predefinedSig, SdifSignature signature,
+                             const char* srcFile, int line) {
+    if (predefinedSig == signature) return true;
+    char text[_SdifStringLen];
+    char pre[5];
+    memcpy(pre, SdifSignatureToString(predefinedSig), 5);
+    snprintf(text, sizeof text, "'%s'(Pre) != '%s'", pre, SdifSignatureToString(signature));
+    SdifFError(NULL, eInvalidPredefinedType, text, srcFile, line);
+    return false;
+}
+
 /* ---- the 1NVT and 1IDS chunks ---- */
 
 size_t SdifFReadTextChunkHeader(SdifFileT* file) {

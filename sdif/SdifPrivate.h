@@ -6,7 +6,10 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "SdifErrMess.h"
+#include "SdifFile.h"
 #include "SdifGlobals.h"
+#include "SdifHash.h"
 #include "SdifRWLowLevel.h"
 
 /* ---- cell types ---- */
@@ -68,6 +71,51 @@ char* SdifCopyText(const char* s);
 /* Report the end of data met on f as eEof "Sdiffread <position>" (-1
 ** without a stream), from the caller's source file and line. */
 void SdifFReportEof(SdifFileT* file, FILE* f, const char* srcFile, int line);
+
+/* ---- matrix and frame types ---- */
+
+/* Whether a new type of signature takes a predefined type of predefinedSig
+** as its base; one of another signature is reported and not taken. */
+bool SdifTypeTakesPredefined(SdifSignature predefinedSig, SdifSignature signature,
+                             const char* srcFile, int line);
+
+/* The file's type of signature in its table types (the matrix or the frame
+** types).  Asked for the first time, a type is made on the predefined one of
+** that signature and kept; when there is none either, eUnDefined is
+** reported with "<kind> : 'sig' (0x...)" and there is no type. */
+template <class TypeT>
+TypeT* SdifFTestType(SdifFileT* file, SdifHashTableT* SdifFileT::*types, SdifSignature signature,
+                     TypeT* (*create)(SdifSignature, TypeT*), const char* kind, const char* srcFile,
+                     int line) {
+    SdifHashTableT* own = file->*types;
+    TypeT* type = own ? (TypeT*)SdifHashTableSearchInt4(own, signature) : NULL;
+    if (type) return type;
+    TypeT* pre = NULL;
+    if (gSdifPredefinedTypes && gSdifPredefinedTypes != file && gSdifPredefinedTypes->*types)
+        pre = (TypeT*)SdifHashTableSearchInt4(gSdifPredefinedTypes->*types, signature);
+    if (pre) {
+        type = create(signature, pre);
+        if (type) SdifHashTablePutInt4(own, signature, type);
+        return type;
+    }
+    char text[_SdifStringLen];
+    snprintf(text, sizeof text, "%s : '%s' (0x%08x)", kind, SdifSignatureToString(signature),
+             signature);
+    SdifFError(file, eUnDefined, text, srcFile, line);
+    return NULL;
+}
+
+/* 1 when the type may still change; else 0, reported as eCompletedYet with
+** "<kind> 'sig' ". */
+template <class TypeT>
+int SdifFTestTypeModifMode(SdifFileT* file, const TypeT* type, const char* kind,
+                           const char* srcFile, int line) {
+    if (type->ModifMode != eNoModif) return 1;
+    char text[_SdifStringLen];
+    snprintf(text, sizeof text, "%s '%s' ", kind, SdifSignatureToString(type->Signature));
+    SdifFError(file, eCompletedYet, text, srcFile, line);
+    return 0;
+}
 
 /* ---- the 1NVT and 1IDS chunks ----
 ** Both hold text: in the binary form, one-column text matrices; in the

@@ -45,7 +45,11 @@ class Kv2Partial : public PartialID {
     }
     // Append a point from record i of frame.
     void AddPoint(T const& frame, int i) {
-        points.push_back(PartialPoint<T>{frame.time, frame[i]});
+        // Filled in place: a temporary point copied in costs a stalled
+        // store-to-load forward on every point.
+        PartialPoint<T>& point = points.emplace_back();
+        point.time = frame.time;
+        point.param = frame[i];
     }
 
     std::size_t GetNbPoints() const { return points.size(); }
@@ -94,6 +98,8 @@ class PartialVector {
     std::vector<unsigned> const& OpenTracks() const { return mOpen; }
 
    private:
+    static constexpr std::size_t kInitialPoints = 16;
+
     std::vector<Track> mTracks;
     std::vector<unsigned> mOpen;
     std::vector<int> mOpenIds;  // ident of each open track, beside mOpen
@@ -146,9 +152,12 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
         // A second record with an ident already taken in this frame opens a
         // further track, whose point still copies the first such record.
         const int occurrence = CountByID(id);
-        mTracks.emplace_back(id, occurrence);
+        Track& track = mTracks.emplace_back(id, occurrence);
         ++mCountById[id];
-        mTracks.back().AddPoint(frame, first);
+        // Room for a typical track spares the first doublings; the slack
+        // goes back when the track closes.
+        track.points.reserve(kInitialPoints);
+        track.AddPoint(frame, first);
         mOpened.push_back(static_cast<unsigned>(mTracks.size() - 1));
     }
 
@@ -159,7 +168,10 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
             mOpenIds[kept] = mOpenIds[p];
             ++kept;
         } else {
-            mTracks[mOpen[p]].closed = true;
+            // A closed track never grows again: give back its growth slack.
+            Track& track = mTracks[mOpen[p]];
+            track.closed = true;
+            track.points.shrink_to_fit();
         }
     }
     mOpen.resize(kept);

@@ -16,6 +16,7 @@
 #include "SdifHash.h"
 #include "SdifList.h"
 #include "SdifMatrixType.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 #include "SdifString.h"
 
@@ -167,10 +168,8 @@ void GetOneMatrixType(TypeInput& in) {
 
     SdifMatrixTypeT* type = SdifGetMatrixType(file->MatrixTypesTable, sig);
     if (!type) {
-        SdifMatrixTypeT* pre = NULL;
-        if (gSdifPredefinedTypes && gSdifPredefinedTypes != file)
-            pre = SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, sig);
-        type = SdifCreateMatrixType(sig, pre);
+        type = SdifCreateMatrixType(
+            sig, SdifFPredefinedType<SdifMatrixTypeT>(file, &SdifFileT::MatrixTypesTable, sig));
         if (!type) {
             in.SkipUntil("}");
             return;
@@ -248,10 +247,8 @@ void GetOneFrameType(TypeInput& in) {
 
     SdifFrameTypeT* type = SdifGetFrameType(file->FrameTypesTable, sig);
     if (!type) {
-        SdifFrameTypeT* pre = NULL;
-        if (gSdifPredefinedTypes && gSdifPredefinedTypes != file)
-            pre = SdifGetFrameType(gSdifPredefinedTypes->FrameTypesTable, sig);
-        type = SdifCreateFrameType(sig, pre);
+        type = SdifCreateFrameType(
+            sig, SdifFPredefinedType<SdifFrameTypeT>(file, &SdifFileT::FrameTypesTable, sig));
         if (!type) {
             in.SkipUntil("}");
             return;

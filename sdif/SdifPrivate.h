@@ -79,6 +79,16 @@ void SdifFReportEof(SdifFileT* file, FILE* f, const char* srcFile, int line);
 bool SdifTypeTakesPredefined(SdifSignature predefinedSig, SdifSignature signature,
                              const char* srcFile, int line);
 
+/* The predefined type of signature in the table types (the matrix or the
+** frame types); none for the predefined types' own file. */
+template <class TypeT>
+TypeT* SdifFPredefinedType(SdifFileT* file, SdifHashTableT* SdifFileT::*types,
+                           SdifSignature signature) {
+    if (!gSdifPredefinedTypes || gSdifPredefinedTypes == file || !(gSdifPredefinedTypes->*types))
+        return NULL;
+    return (TypeT*)SdifHashTableSearchInt4(gSdifPredefinedTypes->*types, signature);
+}
+
 /* The file's type of signature in its table types (the matrix or the frame
 ** types).  Asked for the first time, a type is made on the predefined one of
 ** that signature and kept; when there is none either, eUnDefined is
@@ -90,9 +100,7 @@ TypeT* SdifFTestType(SdifFileT* file, SdifHashTableT* SdifFileT::*types, SdifSig
     SdifHashTableT* own = file->*types;
     TypeT* type = own ? (TypeT*)SdifHashTableSearchInt4(own, signature) : NULL;
     if (type) return type;
-    TypeT* pre = NULL;
-    if (gSdifPredefinedTypes && gSdifPredefinedTypes != file && gSdifPredefinedTypes->*types)
-        pre = (TypeT*)SdifHashTableSearchInt4(gSdifPredefinedTypes->*types, signature);
+    TypeT* pre = SdifFPredefinedType<TypeT>(file, types, signature);
     if (pre) {
         type = create(signature, pre);
         if (type) SdifHashTablePutInt4(own, signature, type);

@@ -4,6 +4,7 @@
 #ifndef KV2_ID_INDEX_H
 #define KV2_ID_INDEX_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -17,10 +18,16 @@ class IdHash {
 
     // Forget every entry and make room for at least maxIds distinct idents.
     // The storage is kept from call to call, so a reused map stops allocating.
+    // Forgetting is O(1): a slot counts as used only when it carries the
+    // current generation, so the table is cleared only when it must grow
+    // or when the generation counter wraps.
     void Reset(std::size_t maxIds) {
         std::size_t cap = 16;
         while (cap < 2 * maxIds + 2) cap <<= 1;
-        mSlots.assign(cap, Slot());
+        if (cap > mSlots.size() || ++mGeneration == 0) {
+            mSlots.assign(std::max(cap, mSlots.size()), Slot());
+            mGeneration = 1;
+        }
         mMask = cap - 1;
         mUsed = 0;
     }
@@ -29,7 +36,7 @@ class IdHash {
     V* Find(int id) {
         for (std::size_t h = Hash(id);; h = (h + 1) & mMask) {
             Slot& s = mSlots[h];
-            if (!s.used) return nullptr;
+            if (s.generation != mGeneration) return nullptr;
             if (s.id == id) return &s.value;
         }
     }
@@ -38,15 +45,15 @@ class IdHash {
     // The payload of id, inserted as init when absent.  Inserting more idents
     // than given to Reset doubles the table (never expected in practice).
     V& Get(int id, V const& init) {
-        if (2 * (mUsed + 1) > mSlots.size()) Grow();
+        if (2 * (mUsed + 1) > mMask + 1) Grow();
         std::size_t h = Hash(id);
         for (;; h = (h + 1) & mMask) {
             Slot& s = mSlots[h];
-            if (!s.used) break;
+            if (s.generation != mGeneration) break;
             if (s.id == id) return s.value;
         }
         Slot& s = mSlots[h];
-        s.used = true;
+        s.generation = mGeneration;
         s.id = id;
         s.value = init;
         ++mUsed;
@@ -55,7 +62,7 @@ class IdHash {
 
    private:
     struct Slot {
-        bool used = false;
+        uint32_t generation = 0;  // used when equal to mGeneration
         int id = 0;
         V value{};
     };
@@ -69,14 +76,16 @@ class IdHash {
     void Grow() {
         std::vector<Slot> old;
         old.swap(mSlots);
+        const uint32_t generation = mGeneration;
         Reset(old.size());
         for (Slot const& s : old)
-            if (s.used) Get(s.id, s.value);
+            if (s.generation == generation) Get(s.id, s.value);
     }
 
     std::vector<Slot> mSlots;  // open addressing, linear probing, no removal
-    std::size_t mMask = 0;     // table size - 1 (a power of two)
+    std::size_t mMask = 0;     // size of the part in use - 1 (a power of two)
     std::size_t mUsed = 0;     // slots taken
+    uint32_t mGeneration = 0;  // mark of the slots taken since the last Reset
 };
 
 }  // namespace Kv2

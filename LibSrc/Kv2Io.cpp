@@ -3,10 +3,12 @@
 #include "Kv2Io.h"
 
 #include <strings.h>
+#include <sys/stat.h>
 
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <new>
 
 #include "Kv2Sdif.h"
 #include "Kv2Synt.h"
@@ -183,18 +185,50 @@ void PrintRow(FILE* out, int i, int id, float freq, float amp, float phase, int 
 
 const char* Label(const char* label) { return label ? label : ""; }
 
+// Bytes of records that reading one file may handle (hold, or build and drop)
+// before it gives up as if memory had run out.  Frames only grow as they are
+// aligned (each to the size of the one before), and a chord frame repeats
+// every note still sounding, so a small file can ask for far more than its
+// size: one frame of a million partials followed by a million empty frames.
+// The budget grows with the file; a stream of unknown size gets a fixed one.
+const unsigned long long kBudgetFloor = 64ull << 20;
+const unsigned long long kBudgetPerFileByte = 16;
+const unsigned long long kBudgetUnknownSize = 1ull << 30;
+
+unsigned long long FrameBudget(FILEIO const* f) {
+    long long size = -1;
+    if (f && f->file) {
+        struct stat st;
+        if (fstat(fileno(f->file), &st) == 0 && S_ISREG(st.st_mode)) size = st.st_size;
+    } else if (f && f->sdif && f->sdif->GetFile()) {
+        size = f->sdif->GetFile()->FileSize;
+    }
+    if (size < 0) return kBudgetUnknownSize;
+    return kBudgetFloor + kBudgetPerFileByte * static_cast<unsigned long long>(size);
+}
+
 // Shared by both Kv2File::ReadFrames: append every frame of the file that
-// passes the stream and time filters.
+// passes the stream and time filters.  Past the budget the frames read so far
+// stay and std::bad_alloc is thrown, which a container turns into a failed
+// read.
 template <class Set, class ReadFn>
-void ReadAllFrames(Kv2FrameSet<Set>& frames, int stream, double tBegin, double tEnd, ReadFn read) {
+void ReadAllFrames(Kv2FrameSet<Set>& frames, int stream, double tBegin, double tEnd,
+                   unsigned long long budget, ReadFn read) {
     Set set(0.0, 256);
     int frameStream = 0;
+    unsigned long long used = 0;
     while (read(set, frameStream)) {
-        if (stream >= 0 && frameStream != stream) continue;
+        int records = set.size();
         // Written as conditions to keep, so that a NaN bound keeps nothing.
         bool afterBegin = tBegin == -1.0 || set.time >= tBegin;
         bool beforeEnd = tEnd == -1.0 || set.time <= tEnd;
-        if (afterBegin && beforeEnd) frames.push_back(set, true);
+        if ((stream < 0 || frameStream == stream) && afterBegin && beforeEnd) {
+            frames.push_back(set, true);
+            records = frames.back().size();
+        }
+        used += sizeof(Set) +
+                static_cast<unsigned long long>(records) * sizeof(typename Set::PartialParam);
+        if (used > budget) throw std::bad_alloc();
     }
 }
 
@@ -529,17 +563,19 @@ bool Kv2File::Open(const char* name, KV_FILEMODE mode, KvFormat format, int stre
 
 bool Kv2File::ReadFrames(Kv2FrameSet<PartialSet>& frames, int stream, double tBegin, double tEnd) {
     if (!mHandle) return false;
-    ReadAllFrames(frames, stream, tBegin, tEnd, [this](PartialSet& set, int& frameStream) {
-        return Kv2ReadPartialSet2(mHandle, set, frameStream, -1);
-    });
+    ReadAllFrames(frames, stream, tBegin, tEnd, FrameBudget(mHandle),
+                  [this](PartialSet& set, int& frameStream) {
+                      return Kv2ReadPartialSet2(mHandle, set, frameStream, -1);
+                  });
     return true;
 }
 
 bool Kv2File::ReadFrames(Kv2FrameSet<ChordSet>& frames, int stream, double tBegin, double tEnd) {
     // No handle reads as a file without frames.
-    ReadAllFrames(frames, stream, tBegin, tEnd, [this](ChordSet& set, int& frameStream) {
-        return Kv2ReadChordSet2(mHandle, set, frameStream, -1);
-    });
+    ReadAllFrames(frames, stream, tBegin, tEnd, FrameBudget(mHandle),
+                  [this](ChordSet& set, int& frameStream) {
+                      return Kv2ReadChordSet2(mHandle, set, frameStream, -1);
+                  });
     return true;
 }
 

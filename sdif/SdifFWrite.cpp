@@ -7,6 +7,7 @@
 #include "SdifFile.h"
 #include "SdifFrame.h"
 #include "SdifMatrix.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 
 namespace {
@@ -57,8 +58,6 @@ void ReportUnhandled(SdifFileT* file, SdifDataTypeET type, int line) {
     snprintf(text, sizeof text, "OneRow 0x%04x, then Float4 used", static_cast<unsigned>(type));
     SdifFError(file, eTypeDataNotSupported, text, kSrc, line);
 }
-
-void Notice(const char* text) { fprintf(SdifStdErr ? SdifStdErr : stderr, "*Sdif* %s\n", text); }
 
 }  // namespace
 
@@ -169,7 +168,7 @@ int SdifUpdateChunkSize(SdifFileT* file, size_t size) {
     if (!file->isSeekable) return 0;
     SdiffPosT back;
     if (SdifFGetPos(file, &back) != 0) {
-        Notice("SdifUpdateChunkSize, SdifFGetPos erreur\n");
+        SdifNotice("SdifUpdateChunkSize, SdifFGetPos erreur\n");
         return -1;
     }
     SdiffPosT field = file->StartChunkPos + 4;
@@ -177,11 +176,11 @@ int SdifUpdateChunkSize(SdifFileT* file, size_t size) {
     if (file->StartChunkPos < 0 || SdifFSetPos(file, &field) != 0 ||
         SdiffWriteInt4(&word, 1, file) != 1) {
         SdifFSetPos(file, &back);
-        Notice("SdifUpdateChunkSize, SdifFSetPos erreur\n");
+        SdifNotice("SdifUpdateChunkSize, SdifFSetPos erreur\n");
         return -1;
     }
     if (SdifFSetPos(file, &back) != 0) {
-        Notice("SdifUpdateChunkSize, SdifFSetPos erreur\n");
+        SdifNotice("SdifUpdateChunkSize, SdifFSetPos erreur\n");
         return -1;
     }
     return 0;
@@ -189,12 +188,12 @@ int SdifUpdateChunkSize(SdifFileT* file, size_t size) {
 
 int SdifUpdateFrameHeader(SdifFileT* file, SdifUInt4 size, SdifInt4 nbMatrix) {
     if (!file->isSeekable) {
-        Notice("SdifUpdateFrameHeader: Can't update non-seekable stream\n");
+        SdifNotice("SdifUpdateFrameHeader: Can't update non-seekable stream\n");
         return -1;
     }
     SdiffPosT back;
     if (SdifFGetPos(file, &back) != 0) {
-        Notice("SdifUpdateFrameHeader, SdifFGetPos error\n");
+        SdifNotice("SdifUpdateFrameHeader, SdifFGetPos error\n");
         return -1;
     }
     /* Size follows the signature; NbMatrix follows Size, Time and NumID. */
@@ -204,7 +203,7 @@ int SdifUpdateFrameHeader(SdifFileT* file, SdifUInt4 size, SdifInt4 nbMatrix) {
                    SdiffWriteUInt4(&size, 1, file) == 1 && SdifFSetPos(file, &nbMatrixField) == 0 &&
                    SdiffWriteInt4(&nbMatrix, 1, file) == 1;
     if (SdifFSetPos(file, &back) != 0 || !patched) {
-        Notice("SdifUpdateFrameHeader, SdifFSetPos error\n");
+        SdifNotice("SdifUpdateFrameHeader, SdifFSetPos error\n");
         return -1;
     }
     if (file->CurrFramH) {

@@ -101,8 +101,7 @@ size_t SdifSizeofDataType(SdifDataTypeET type) { return static_cast<size_t>(type
 int SdifDataTypeKnown(SdifDataTypeET type) {
     if (SdifDataTypeHandled(type)) return 1;
     if (type == eInt8 || type == eUInt8)
-        std::fprintf(SdifStdErr ? SdifStdErr : stderr, "*Sdif* %s\n",
-                     "standard datatypes Int8, UInt8 not yet handled");
+        SdifNotice("standard datatypes Int8, UInt8 not yet handled");
     return 0;
 }
 

@@ -67,8 +67,13 @@ class Cells {
     const double* mD;  // double values, or null
 };
 
-// New ident for a track met for the first time.
-int NewIdent() { return ++StaticIdent::maxIdent; }
+// New ident for a track met for the first time.  An ident read from a file
+// can raise the counter to INT_MAX; the next one then wraps to INT_MIN, as
+// the counter always has, but by unsigned arithmetic rather than overflow.
+int NewIdent() {
+    StaticIdent::maxIdent = static_cast<int>(static_cast<unsigned>(StaticIdent::maxIdent) + 1u);
+    return StaticIdent::maxIdent;
+}
 
 }  // namespace
 

@@ -243,15 +243,14 @@ size_t SdifFNameValueLCurrNVTfromString(SdifFileT* file, const char* text) {
         name[nameLen] = '\0';
         memcpy(value, tab + 1, valueLen);
         value[valueLen] = '\0';
-        if (SdifNameValuesLGetCurrNVT(list, name)) {
-            char msg[_SdifStringLen];
-            snprintf(msg, sizeof msg, "NameValue : %s ", name);
-            SdifFError(file, eReDefined, msg, kSrc, __LINE__);
-        } else if (SdifNameValuesLPutCurrNVT(list, name, value)) {
-            added++;
-        }
+        const bool known = SdifNameValuesLGetCurrNVT(list, name) != NULL;
+        if (!known && SdifNameValuesLPutCurrNVT(list, name, value)) added++;
+        char msg[_SdifStringLen];
+        if (known) snprintf(msg, sizeof msg, "NameValue : %s ", name);
+        /* Freed before the report: an error callback may unwind from it. */
         free(name);
         free(value);
+        if (known) SdifFError(file, eReDefined, msg, kSrc, __LINE__);
         line = lf + 1;
     }
     return added;

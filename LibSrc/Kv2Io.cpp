@@ -69,18 +69,15 @@ int ReadFloats(FILE* file, int n, Store store) {
     return done;
 }
 
-// Text partial-set record.
-bool ReadTextPartials(FILE* file, PartialSet& set, int maxPartials) {
-    int count = 0;
-    double time = 0.0;
-    if (fscanf(file, " %d %lf", &count, &time) != 2) return false;
-    set.time = time;
-    int n = (maxPartials > 0 && maxPartials < count) ? maxPartials : count;
+// The lines of a text record after its header: n of its count lines of
+// ident, frequency, amplitude and phase into set; a short line among them is
+// a premature end, reported under library's name.
+bool ReadTextLines(FILE* file, PartialSet& set, int n, int count, const char* library) {
     for (int i = 0; i < n; ++i) {
         int id = 0;
         float freq = 0.0f, amp = 0.0f, phase = 0.0f;
-        if (fscanf(file, " %d %f %f %f", &id, &freq, &amp, &phase) != 4) {
-            PrintPrematureEnd("libKv2.a", i, n);
+        if (fscanf(file, "%d %f %f %f", &id, &freq, &amp, &phase) != 4) {
+            PrintPrematureEnd(library, i, n);
             return false;
         }
         set.addToSet(PartialSet::PartialParam(id, freq, amp, phase, 0.0f, PartialSet::ePartial), i);
@@ -94,6 +91,30 @@ bool ReadTextPartials(FILE* file, PartialSet& set, int maxPartials) {
         if (fscanf(file, "%d %f %f %f", &id, &freq, &amp, &phase) != 4) break;
     }
     return true;
+}
+
+// The amplitude and phase columns that end both binary records, read once
+// the columns before them are whole (got of n values); a short column is a
+// premature end, reported under library's name.
+bool ReadAmpPhaseColumns(FILE* file, PartialSet& set, int n, int got, const char* library) {
+    auto& params = set.params();
+    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].amp = v; });
+    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].phase = v; });
+    if (got < n) {
+        PrintPrematureEnd(library, got, n);
+        return false;
+    }
+    return true;
+}
+
+// Text partial-set record.
+bool ReadTextPartials(FILE* file, PartialSet& set, int maxPartials) {
+    int count = 0;
+    double time = 0.0;
+    if (fscanf(file, " %d %lf", &count, &time) != 2) return false;
+    set.time = time;
+    int n = (maxPartials > 0 && maxPartials < count) ? maxPartials : count;
+    return ReadTextLines(file, set, n, count, "libKv2.a");
 }
 
 // Binary partial-set record: time, count, then the idents, frequencies,
@@ -117,13 +138,7 @@ bool ReadBinaryPartials(FILE* file, PartialSet& set) {
                      i);
     });
     if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].freq = v; });
-    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].amp = v; });
-    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].phase = v; });
-    if (got < n) {
-        PrintPrematureEnd("libKv2.a", got, n);
-        return false;
-    }
-    return true;
+    return ReadAmpPhaseColumns(file, set, n, got, "libKv2.a");
 }
 
 // Text peak record.
@@ -133,22 +148,7 @@ bool ReadTextPeaks(FILE* file, PartialSet& set, int maxPeaks, float sampleRate) 
     if (fscanf(file, "%f %d", &pos, &count) != 2) return false;
     set.time = pos / sampleRate;
     int n = (maxPeaks >= 1 && maxPeaks < count) ? maxPeaks : count;
-    if (n < 1) return true;
-    for (int i = 0; i < n; ++i) {
-        int id = 0;
-        float freq = 0.0f, amp = 0.0f, phase = 0.0f;
-        if (fscanf(file, "%d %f %f %f", &id, &freq, &amp, &phase) != 4) {
-            PrintPrematureEnd("libKv.a", i, n);
-            return false;
-        }
-        set.addToSet(PartialSet::PartialParam(id, freq, amp, phase, 0.0f, PartialSet::ePartial), i);
-    }
-    for (int i = n; i < count; ++i) {
-        int id;
-        float freq, amp, phase;
-        if (fscanf(file, "%d %f %f %f", &id, &freq, &amp, &phase) != 4) break;
-    }
-    return true;
+    return ReadTextLines(file, set, n, count, "libKv.a");
 }
 
 // Binary peak record: position, count, then frequencies, amplitudes and
@@ -165,17 +165,10 @@ bool ReadBinaryPeaks(FILE* file, PartialSet& set, float sampleRate) {
     int n = RoundHalfAway(count);
     if (n < 1) return true;
 
-    auto& params = set.params();
     int got = ReadFloats(file, n, [&](int i, float v) {
         set.addToSet(PartialSet::PartialParam(i + 1, v, 0.0f, 0.0f, 0.0f, PartialSet::ePartial), i);
     });
-    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].amp = v; });
-    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].phase = v; });
-    if (got < n) {
-        PrintPrematureEnd("libKv.a", got, n);
-        return false;
-    }
-    return true;
+    return ReadAmpPhaseColumns(file, set, n, got, "libKv.a");
 }
 
 void PrintRow(FILE* out, int i, int id, float freq, float amp, float phase, int state) {

@@ -171,12 +171,19 @@ bool ReadBinaryPeaks(FILE* file, PartialSet& set, float sampleRate) {
     return ReadAmpPhaseColumns(file, set, n, got, "libKv.a");
 }
 
-void PrintRow(FILE* out, int i, int id, float freq, float amp, float phase, int state) {
-    fprintf(out, "%3d:  ident %3d  freq %9.1f amp %6f phase %6.4f state %3d\n", i, id, freq, amp,
-            phase, state);
+// The debugging listing of a set: a line on it with the kind and number of
+// the records listed, then each record that listed(i) keeps.
+template <class Set, class Listed>
+void PrintRecords(FILE* out, const Set& set, const char* label, const char* kind, int nb,
+                  Listed listed) {
+    fprintf(out, "\n%s: %s in Set %p  nb %d  time %.3f size %d \n", label ? label : "", kind,
+            static_cast<const void*>(&set), nb, set.time, set.size());
+    for (int i = 0; i < set.size(); ++i)
+        if (listed(i))
+            fprintf(out, "%3d:  ident %3d  freq %9.1f amp %6f phase %6.4f state %3d\n", i,
+                    set[i].id, set[i].freq, set[i].amp, set[i].phase,
+                    static_cast<int>(set[i].state));
 }
-
-const char* Label(const char* label) { return label ? label : ""; }
 
 // Bytes of records that reading one file may handle (hold, or build and drop)
 // before it gives up as if memory had run out.  Frames only grow as they are
@@ -518,27 +525,17 @@ bool Kv2ReadPeaksSet2(FILEIO* f, PartialSet& set, int maxPeaks, float sampleRate
 }
 
 void Kv2PrintPartial(FILE* out, const PartialSet& set, char* label) {
-    fprintf(out, "\n%s: Partials in Set %p  nb %d  time %.3f size %d \n", Label(label),
-            static_cast<const void*>(&set), set.numPartials(false), set.time, set.size());
-    for (int i = 0; i < set.size(); ++i)
-        if (set.IsPartial(i, false))
-            PrintRow(out, i, set[i].id, set[i].freq, set[i].amp, set[i].phase, set[i].state);
+    PrintRecords(out, set, label, "Partials", set.numPartials(false),
+                 [&](int i) { return set.IsPartial(i, false); });
 }
 
 void Kv2PrintPeak(FILE* out, const PartialSet& set, char* label) {
-    fprintf(out, "\n%s: Peaks in Set %p  nb %d  time %.3f size %d \n", Label(label),
-            static_cast<const void*>(&set), set.numPeaks(), set.time, set.size());
-    for (int i = 0; i < set.size(); ++i)
-        if (set.IsPeak(i))
-            PrintRow(out, i, set[i].id, set[i].freq, set[i].amp, set[i].phase, set[i].state);
+    PrintRecords(out, set, label, "Peaks", set.numPeaks(), [&](int i) { return set.IsPeak(i); });
 }
 
 void Kv2PrintPartial(FILE* out, const ChordSet& set, char* label) {
-    fprintf(out, "\n%s: ChordPartials in Set %p  nb %d  time %.3f size %d \n", Label(label),
-            static_cast<const void*>(&set), set.numPartials(), set.time, set.size());
-    for (int i = 0; i < set.size(); ++i)
-        if (set.IsValid(i))
-            PrintRow(out, i, set[i].id, set[i].freq, set[i].amp, set[i].phase, set[i].state);
+    PrintRecords(out, set, label, "ChordPartials", set.numPartials(),
+                 [&](int i) { return set.IsValid(i); });
 }
 
 // ---- Kv2File ----

@@ -3,6 +3,7 @@
 #include <cfloat>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "SdifErrMess.h"
 #include "SdifFRead.h"
@@ -73,11 +74,12 @@ size_t SdifFReadTextChunkMatrices(SdifFileT* file, const char* chunkName, const 
             sizeR += SdifFSkipMatrixData(file);
             continue;
         }
-        SdifStringT* text = SdifStringNew();
+        /* Held so that a report while reading or parsing, which an error
+        ** callback may unwind from, does not leak it. */
+        std::unique_ptr<SdifStringT, void (*)(SdifStringT*)> text(SdifStringNew(), SdifStringFree);
         if (!text) break;
-        sizeR += SdifFReadTextMatrixData(file, text);
-        parse(file, text);
-        SdifStringFree(text);
+        sizeR += SdifFReadTextMatrixData(file, text.get());
+        parse(file, text.get());
     }
     return sizeR;
 }

@@ -145,7 +145,9 @@ size_t SdifFReadTextChunkMatrices(SdifFileT* file, const char* chunkName, const 
 
 /* After the chunk: report a size that disagrees with the header and move to
 ** the end the header announces, so the next chunk is found.  sizeR counts
-** the bytes read since the signature; answers it with those skipped. */
+** the bytes read since the signature; answers it with those skipped.
+** textform: the chunk was in the intermediate form, whose brace text stops
+** short of the chunk's 8-byte padding. */
 size_t SdifFEndTextChunk(SdifFileT* file, const char* chunkName, size_t sizeR, int textform);
 
 /* A chunk of one text matrix holding what toText appends; bytes written,

@@ -73,13 +73,17 @@ class IdHash {
         return (h ^ (h >> 15)) & mMask;
     }
 
+    // Sized from the part in use, not from the whole storage kept from
+    // larger frames (which would double at every growth); only that part
+    // holds entries of this generation.
     void Grow() {
         std::vector<Slot> old;
         old.swap(mSlots);
+        const std::size_t inUse = mMask + 1;
         const uint32_t generation = mGeneration;
-        Reset(old.size());
-        for (Slot const& s : old)
-            if (s.generation == generation) Get(s.id, s.value);
+        Reset(inUse);
+        for (std::size_t h = 0; h < inUse; ++h)
+            if (old[h].generation == generation) Get(old[h].id, old[h].value);
     }
 
     std::vector<Slot> mSlots;  // open addressing, linear probing, no removal

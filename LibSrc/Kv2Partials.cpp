@@ -5,8 +5,10 @@
 #include <climits>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 #include "Kv2IdIndex.h"
@@ -93,13 +95,28 @@ int IndexOf(std::vector<Param> const& v, int id) {
     return -1;
 }
 
+// Swaps two records as whole blocks of bytes.  std::swap copies them member
+// by member, which compilers do with overlapping loads that wait for the
+// stores just made (the padding after the state is skipped).
+template <class Param>
+void SwapBytes(Param& a, Param& b) {
+    static_assert(std::is_trivially_copyable<Param>::value, "records are plain data");
+    unsigned char tmp[sizeof(Param)];
+    std::memcpy(tmp, &a, sizeof(Param));
+    std::memcpy(&a, &b, sizeof(Param));
+    std::memcpy(&b, tmp, sizeof(Param));
+}
+
 // First slot and number of slots per ident, kept right while syncToLeft
 // swaps, moves and overwrites records, so that each lookup answers what a
-// scan from slot 0 would without costing one.
+// scan from slot 0 would without costing one.  When the first slot of an
+// ident held by several slots (the zero id of free slots) goes, the next one
+// is searched only if that ident is looked up again.
 struct SlotEntry {
-    int first = -1;
-    int count = 0;
+    int first = -1;  // lowest slot holding the ident; kUnknown: to be searched
+    int count = 0;   // slots holding it
 };
+constexpr int kUnknown = -2;
 
 template <class Param>
 class SlotIndex {
@@ -110,14 +127,23 @@ class SlotIndex {
     }
 
     int First(int id) const {
-        SlotEntry const* e = mHash.Find(id);
-        return e && e->count > 0 ? e->first : -1;
+        SlotEntry* e = mHash.Find(id);
+        if (!e || e->count == 0) return -1;
+        if (e->first == kUnknown) {
+            for (std::size_t k = 0; k < mRecs.size(); ++k) {
+                if (mRecs[k].id == id) {
+                    e->first = static_cast<int>(k);
+                    break;
+                }
+            }
+        }
+        return e->first;
     }
 
     // slot now holds id.
     void Add(int id, int slot) {
         SlotEntry& e = mHash.Get(id, SlotEntry());
-        if (e.count == 0 || slot < e.first) e.first = slot;
+        if (e.count == 0 || (e.first != kUnknown && slot < e.first)) e.first = slot;
         ++e.count;
     }
 
@@ -125,25 +151,16 @@ class SlotIndex {
     void Remove(int id, int slot) {
         SlotEntry* e = mHash.Find(id);
         if (!e || e->count == 0) return;
-        if (--e->count == 0) {
+        if (--e->count == 0)
             e->first = -1;
-        } else if (e->first == slot) {
-            // Only idents held by several slots (the zero id of free slots)
-            // come here; the next holder lies after slot.
-            e->first = -1;
-            for (std::size_t k = static_cast<std::size_t>(slot) + 1; k < mRecs.size(); ++k) {
-                if (mRecs[k].id == id) {
-                    e->first = static_cast<int>(k);
-                    break;
-                }
-            }
-        }
+        else if (e->first == slot)
+            e->first = kUnknown;
     }
 
     void Swap(int i, int j) {
         const int a = mRecs[i].id;
         const int b = mRecs[j].id;
-        std::swap(mRecs[i], mRecs[j]);
+        SwapBytes(mRecs[i], mRecs[j]);
         if (a == b) return;
         Remove(a, i);
         Add(a, j);
@@ -183,7 +200,7 @@ class SlotIndex {
     }
 
     std::vector<Param>& mRecs;
-    IdHash<SlotEntry>& mHash;
+    IdHash<SlotEntry>& mHash;  // mutable through First's lazy search
 };
 
 }  // namespace

@@ -1,8 +1,9 @@
 // Exact "%f" (six decimals) and "%d" formatting without printf, for the
 // converter's hot loop.  The text is byte-identical to glibc's printf in the
-// default rounding mode: the binary value is scaled by 10^6 exactly in 128-bit
-// integers and rounded half to even, as printf rounds the exact decimal
-// expansion.  Values too large for that path go through snprintf.
+// default rounding mode: the binary value is scaled by 10^6 exactly in integers
+// (64 bits for floats widened to double, 128 bits for other doubles) and
+// rounded half to even, as printf rounds the exact decimal expansion.  Values
+// too large for that path go through snprintf.
 #ifndef SDIF2COLUMNS_FIXED_FORMAT_H
 #define SDIF2COLUMNS_FIXED_FORMAT_H
 
@@ -14,6 +15,60 @@ namespace fixedformat {
 
 // Room for any "%f" of a double (309 integer digits, sign, point, 6 decimals).
 constexpr int kMaxDoubleChars = 330;
+
+namespace detail {
+
+// "00" to "99": two digits per division.
+constexpr char kPairs[201] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+inline void PutPair(uint32_t u, char* p) { std::memcpy(p, kPairs + 2 * u, 2); }
+// Four digits of u < 10000, leading zeros included.
+inline void PutPairs4(uint32_t u, char* p) {
+    PutPair(u / 100u, p);
+    PutPair(u % 100u, p + 2);
+}
+
+// 10^0 to 10^19.
+struct Pow10Table {
+    uint64_t v[20];
+    constexpr Pow10Table() : v() {
+        uint64_t p = 1;
+        for (int i = 0; i < 20; ++i, p *= 10) v[i] = p;
+    }
+};
+inline constexpr Pow10Table kPow10{};
+
+// Number of decimal digits of u.
+inline int CountDigits(uint64_t u) {
+    // With b bits, u has t or t + 1 digits, t = floor(b * log10(2)), and
+    // 1233 / 4096 is just under log10(2).  u | 1 has the digits of u (an
+    // even u is never one below a power of ten) and is not 0.
+    const uint64_t v = u | 1;
+    const int t = ((64 - __builtin_clzll(v)) * 1233) >> 12;
+    return t + (v >= kPow10.v[t]);
+}
+
+// Writes the decimal digits of u at p; answers the end.
+inline char* PutUnsigned(uint64_t u, char* p) {
+    char* const end = p + CountDigits(u);
+    char* s = end;
+    while (u >= 100) {
+        s -= 2;
+        std::memcpy(s, kPairs + 2 * (u % 100), 2);
+        u /= 100;
+    }
+    if (u >= 10) {
+        std::memcpy(s - 2, kPairs + 2 * u, 2);
+    } else {
+        s[-1] = static_cast<char>('0' + u);
+    }
+    return end;
+}
+
+}  // namespace detail
 
 // Writes "%f" of v at out (no terminator); answers the number of chars.
 inline int FormatF6(double v, char* out) {
@@ -42,51 +97,50 @@ inline int FormatF6(double v, char* out) {
         return std::snprintf(out, kMaxDoubleChars, "%f", v);
     }
 
-    // v * 10^6 = mant * 10^6 / 2^shift, with mant * 10^6 below 2^73.
-    const unsigned __int128 scaled = static_cast<unsigned __int128>(mant) * 1000000u;
-    const int shift = -exp2;
-    uint64_t q = 0;  // round(v * 10^6), half to even; 0 when below 2^-54
-    if (shift < 127) {
-        const unsigned __int128 one = 1;
-        const unsigned __int128 rem = scaled & ((one << shift) - 1);
-        const unsigned __int128 half = one << (shift - 1);
-        q = static_cast<uint64_t>(scaled >> shift);
-        if (rem > half || (rem == half && (q & 1))) ++q;
+    // q = round(v * 10^6), half to even: the digits printf prints.
+    uint64_t q = 0;
+    if (mant != 0) {
+        // Without its trailing zero bits a float widened to double has at
+        // most 24 significant bits, so mant * 10^6 fits 64 bits.
+        const int tz = __builtin_ctzll(mant);
+        mant >>= tz;
+        int shift = -exp2 - tz;  // v = mant / 2^shift
+        if (shift <= 0) {
+            q = (mant << -shift) * 1000000u;  // an integer below 2^44
+        } else if (shift < 64 && mant < (uint64_t{1} << 44)) {
+            const uint64_t scaled = mant * 1000000u;
+            const uint64_t rem = scaled & ((uint64_t{1} << shift) - 1);
+            const uint64_t half = uint64_t{1} << (shift - 1);
+            q = scaled >> shift;
+            q += (rem > half) | ((rem == half) & q);
+        } else if (shift < 127) {
+            // mant * 10^6 below 2^73; 0 when v is below 2^-54.
+            const unsigned __int128 scaled = static_cast<unsigned __int128>(mant) * 1000000u;
+            const unsigned __int128 one = 1;
+            const unsigned __int128 rem = scaled & ((one << shift) - 1);
+            const unsigned __int128 half = one << (shift - 1);
+            q = static_cast<uint64_t>(scaled >> shift);
+            if (rem > half || (rem == half && (q & 1))) ++q;
+        }
     }
 
-    char digits[24];
-    int nd = 0;
-    uint64_t ip = q / 1000000u;
-    uint32_t fp = static_cast<uint32_t>(q % 1000000u);
-    do {
-        digits[nd++] = static_cast<char>('0' + ip % 10);
-        ip /= 10;
-    } while (ip);
-    char* p = out;
-    if (negative) *p++ = '-';
-    while (nd) *p++ = digits[--nd];
-    *p++ = '.';
-    for (int i = 5; i >= 0; --i) {
-        p[i] = static_cast<char>('0' + fp % 10);
-        fp /= 10;
-    }
-    p += 6;
-    return static_cast<int>(p - out);
+    const uint64_t ip = q / 1000000u;
+    const uint32_t fp = static_cast<uint32_t>(q % 1000000u);
+    *out = '-';  // kept only when negative
+    char* p = out + negative;
+    p = detail::PutUnsigned(ip, p);
+    *p = '.';
+    detail::PutPair(fp / 10000u, p + 1);
+    detail::PutPairs4(fp % 10000u, p + 3);
+    return static_cast<int>(p + 7 - out);
 }
 
 // Writes "%d" of v at out; answers the number of chars.
 inline int FormatInt(int v, char* out) {
-    char digits[12];
-    int nd = 0;
-    uint32_t u = v < 0 ? 0u - static_cast<uint32_t>(v) : static_cast<uint32_t>(v);
-    do {
-        digits[nd++] = static_cast<char>('0' + u % 10);
-        u /= 10;
-    } while (u);
+    const uint32_t u = v < 0 ? 0u - static_cast<uint32_t>(v) : static_cast<uint32_t>(v);
     char* p = out;
     if (v < 0) *p++ = '-';
-    while (nd) *p++ = digits[--nd];
-    return static_cast<int>(p - out);
+    return static_cast<int>(detail::PutUnsigned(u, p) - out);
 }
 
 }  // namespace fixedformat

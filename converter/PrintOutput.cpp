@@ -15,6 +15,45 @@ inline char* Reserve(size_t n) {
     return gBuffer + gUsed;
 }
 
+// The lines printed most are written straight into the buffer after one check
+// for room per line, with the separator and newline held in locals: a global
+// read back after every character stored would be reloaded each time.
+constexpr size_t kLineRoom = 5 * (fixedformat::kMaxDoubleChars + 1) + 1;  // five numbers
+
+inline char* PutF6(char* p, double v) { return p + fixedformat::FormatF6(v, p); }
+// c itself, or nothing for an empty separator or newline.
+inline char* PutOne(char* p, char c) {
+    *p = c;
+    return p + (c != '\0');
+}
+inline void EndLine(char* p) { gUsed = static_cast<size_t>(p - gBuffer); }
+
+// One default frame line: frequency, amplitude, phase.
+inline void PutFrameLine(float freq, float amp, float phase, char sep, char nl) {
+    char* p = Reserve(kLineRoom);
+    p = PutF6(p, freq);
+    p = PutOne(p, sep);
+    p = PutF6(p, amp);
+    p = PutOne(p, sep);
+    p = PutF6(p, phase);
+    EndLine(PutOne(p, nl));
+}
+
+template <class Param>
+void PrintRecords(const std::vector<Param>& records, int count) {
+    const char sep = gSeparator[0];
+    const char nl = gNewLine[0];
+    int printed = 0;
+    for (const Param& r : records) {
+        if (printed >= count) break;
+        if (r.id <= 0) continue;
+        PutFrameLine(r.freq, r.amp, r.phase, sep, nl);
+        ++printed;
+    }
+    // Slots of the arrays that no record filled stay zero.
+    for (; printed < count; ++printed) PutFrameLine(0.0f, 0.0f, 0.0f, sep, nl);
+}
+
 }  // namespace
 
 namespace output {
@@ -100,14 +139,17 @@ void PrintTimeAndNumber(double time, int n) {
 }
 
 void PrintFrame(int n, const float* a, const float* b, const float* c) {
-    for (int i = 0; i < n; ++i) {
-        PrintFloat(a[i]);
-        output::PutSeparator();
-        PrintFloat(b[i]);
-        output::PutSeparator();
-        PrintFloat(c[i]);
-        output::PutNewline();
-    }
+    const char sep = gSeparator[0];
+    const char nl = gNewLine[0];
+    for (int i = 0; i < n; ++i) PutFrameLine(a[i], b[i], c[i], sep, nl);
+}
+
+void PrintFrameRecords(const std::vector<Kv2::PartialSet::PartialParam>& records, int count) {
+    PrintRecords(records, count);
+}
+
+void PrintFrameRecords(const std::vector<Kv2::ChordSet::PartialParam>& records, int count) {
+    PrintRecords(records, count);
 }
 
 void PrintEmptyLine() {
@@ -117,12 +159,14 @@ void PrintEmptyLine() {
 
 void PrintPoint(const Kv2::PartialPoint<Kv2::PartialSet>& point) {
     // Amplitude is not part of the default point line.
-    PrintDouble(point.time);
-    output::PutSeparator();
-    PrintFloat(point.param.freq);
-    output::PutSeparator();
-    PrintFloat(point.param.phase);
-    output::PutNewline();
+    const char sep = gSeparator[0];
+    char* p = Reserve(kLineRoom);
+    p = PutF6(p, point.time);
+    p = PutOne(p, sep);
+    p = PutF6(p, point.param.freq);
+    p = PutOne(p, sep);
+    p = PutF6(p, point.param.phase);
+    EndLine(PutOne(p, gNewLine[0]));
 }
 
 // Values of one point of a track; t is the point's time, or the start time

@@ -23,6 +23,11 @@ void PrintDouble(double v);
 void PrintInt(int v);
 void PrintTimeAndNumber(double time, int n);
 void PrintFrame(int n, const float* a, const float* b, const float* c);
+// The lines PrintFrame prints from the arrays that getAllFreq, getAllAmpl and
+// getAllPhase fill for count values, taken straight from the records: those
+// with a positive identifier in storage order, then zeros up to count.
+void PrintFrameRecords(const std::vector<Kv2::PartialSet::PartialParam>& records, int count);
+void PrintFrameRecords(const std::vector<Kv2::ChordSet::PartialParam>& records, int count);
 void PrintEmptyLine();
 // Push what the buffer holds to gFile (before closing it or exiting).
 void FlushOutput();
@@ -76,6 +81,12 @@ void PrintFrames(Quorlin::PartialsContainer<T>& container) {
     std::vector<float> freq, ampl, phase;
     for (const T& frame : container.GetFrames()) {
         const int count = FramePartialCount(frame);
+        if (gFormatVector.empty()) {
+            PrintTimeAndNumber(frame.time, count);
+            if (count != 0) PrintFrameRecords(frame.params(), count);
+            PrintEmptyLine();
+            continue;
+        }
         if (count > 0) {
             freq.assign(static_cast<size_t>(count), 0.0f);
             ampl.assign(static_cast<size_t>(count), 0.0f);
@@ -83,12 +94,6 @@ void PrintFrames(Quorlin::PartialsContainer<T>& container) {
             frame.getAllFreq(freq.data(), count);
             frame.getAllAmpl(ampl.data(), count);
             frame.getAllPhase(phase.data(), count);
-        }
-        if (gFormatVector.empty()) {
-            PrintTimeAndNumber(frame.time, count);
-            if (count != 0) PrintFrame(count, freq.data(), ampl.data(), phase.data());
-            PrintEmptyLine();
-            continue;
         }
         PrintHeaderLine([&](OutputField field) {
             switch (field) {

@@ -106,9 +106,15 @@ class PartialVector {
     // Tracks per ident; a track's ident is not expected to change once made.
     std::unordered_map<int, int> mCountById;
 
+    // Per ident in the frame being added: where its open tracks and its
+    // records begin.
+    struct IdSlots {
+        int head = -1;   // first untaken open position with the ident
+        int first = -1;  // first record of the frame holding the ident
+    };
+
     // Per-frame scratch, kept to avoid allocating for every frame.
-    IdHash<int> mFirstRecord;  // ident -> first record of the frame holding it
-    IdHash<int> mHead;         // ident -> first untaken open position with it
+    IdHash<IdSlots> mIds;
     std::vector<int> mNext;    // open position -> next open position, same ident
     std::vector<char> mTaken;  // open position continued by this frame
     std::vector<unsigned> mOpened;
@@ -119,32 +125,31 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
     T const& frame = *frameIt;
     const int n = frame.size();
 
-    // A point copies the first record with its ident, as Kv2Partial::AddFrame
-    // would find it, without scanning the frame for each record.
-    mFirstRecord.Reset(static_cast<std::size_t>(n));
-    for (int r = 0; r < n; ++r) mFirstRecord.Get(frame[r].id, r);
-
     // Open tracks chained per ident in opening order: taking the head of a
     // chain answers the first matching candidate of the open list.
     const std::size_t nOpen = mOpen.size();
-    mHead.Reset(nOpen);
+    mIds.Reset(nOpen + static_cast<std::size_t>(n));
     mNext.assign(nOpen, -1);
     mTaken.assign(nOpen, 0);
     for (std::size_t p = nOpen; p-- > 0;) {
-        int& head = mHead.Get(mOpenIds[p], -1);
-        mNext[p] = head;
-        head = static_cast<int>(p);
+        IdSlots& slots = mIds.Get(mOpenIds[p], IdSlots());
+        mNext[p] = slots.head;
+        slots.head = static_cast<int>(p);
     }
 
     mOpened.clear();
     for (int r = 0; r < n; ++r) {
-        if (!TrackRecordIsValid(frame, r)) continue;
         const int id = frame[r].id;
-        const int first = *mFirstRecord.Find(id);
-        int* head = mHead.Find(id);
-        if (head && *head >= 0) {
-            const int p = *head;
-            *head = mNext[p];
+        // A point copies the first record with its ident, as
+        // Kv2Partial::AddFrame would find it, valid or not: every record
+        // before r has been seen, so first is known when r is reached.
+        IdSlots& slots = mIds.Get(id, IdSlots());
+        if (slots.first < 0) slots.first = r;
+        if (!TrackRecordIsValid(frame, r)) continue;
+        const int first = slots.first;
+        if (slots.head >= 0) {
+            const int p = slots.head;
+            slots.head = mNext[p];
             mTaken[p] = 1;
             mTracks[mOpen[p]].AddPoint(frame, first);
             continue;

@@ -162,6 +162,14 @@ class SlotIndex {
         const int b = mRecs[j].id;
         SwapBytes(mRecs[i], mRecs[j]);
         if (a == b) return;
+        // Idents held once each (the usual case) just trade their slots.
+        SlotEntry* ea = mHash.Find(a);
+        SlotEntry* eb = mHash.Find(b);
+        if (ea && eb && ea->count == 1 && eb->count == 1) {
+            ea->first = j;
+            eb->first = i;
+            return;
+        }
         Remove(a, i);
         Add(a, j);
         Remove(b, j);

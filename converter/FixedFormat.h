@@ -25,10 +25,18 @@ constexpr char kPairs[201] =
     "8081828384858687888990919293949596979899";
 
 inline void PutPair(uint32_t u, char* p) { std::memcpy(p, kPairs + 2 * u, 2); }
-// Four digits of u < 10000, leading zeros included.
-inline void PutPairs4(uint32_t u, char* p) {
-    PutPair(u / 100u, p);
-    PutPair(u % 100u, p + 2);
+
+// The six digits of fp < 10^6, leading zeros included.  fp * 429497 holds
+// fp / 10^4 above bit 32 and the rest as a fraction of 2^32 that yields the
+// next two digits at each multiplication by 100 (exact for every fp below
+// 10^6, checked exhaustively).
+inline void PutDecimals(uint32_t fp, char* p) {
+    uint64_t y = static_cast<uint64_t>(fp) * 429497u;
+    PutPair(static_cast<uint32_t>(y >> 32), p);
+    y = (y & 0xFFFFFFFFu) * 100u;
+    PutPair(static_cast<uint32_t>(y >> 32), p + 2);
+    y = (y & 0xFFFFFFFFu) * 100u;
+    PutPair(static_cast<uint32_t>(y >> 32), p + 4);
 }
 
 // 10^0 to 10^19.
@@ -97,41 +105,56 @@ inline int FormatF6(double v, char* out) {
         return std::snprintf(out, kMaxDoubleChars, "%f", v);
     }
 
-    // q = round(v * 10^6), half to even: the digits printf prints.
-    uint64_t q = 0;
+    // q = round(v * 10^6), half to even: the digits printf prints; ip and fp
+    // its integer and fractional parts (ip * 10^6 + fp = q).
+    uint64_t ip = 0;
+    uint32_t fp = 0;
     if (mant != 0) {
         // Without its trailing zero bits a float widened to double has at
         // most 24 significant bits, so mant * 10^6 fits 64 bits.
         const int tz = __builtin_ctzll(mant);
         mant >>= tz;
-        int shift = -exp2 - tz;  // v = mant / 2^shift
-        if (shift <= 0) {
-            q = (mant << -shift) * 1000000u;  // an integer below 2^44
-        } else if (shift < 64 && mant < (uint64_t{1} << 44)) {
+        const int shift = -exp2 - tz;  // v = mant / 2^shift
+        if (shift > 0 && shift < 64 && mant < (uint64_t{1} << 44)) {
+            // The integer part comes from the bits above the point, so no
+            // division by 10^6 is needed; rounding may carry into it.
             const uint64_t scaled = mant * 1000000u;
             const uint64_t rem = scaled & ((uint64_t{1} << shift) - 1);
             const uint64_t half = uint64_t{1} << (shift - 1);
-            q = scaled >> shift;
+            uint64_t q = scaled >> shift;
             q += (rem > half) | ((rem == half) & q);
-        } else if (shift < 127) {
-            // mant * 10^6 below 2^73; 0 when v is below 2^-54.
-            const unsigned __int128 scaled = static_cast<unsigned __int128>(mant) * 1000000u;
-            const unsigned __int128 one = 1;
-            const unsigned __int128 rem = scaled & ((one << shift) - 1);
-            const unsigned __int128 half = one << (shift - 1);
-            q = static_cast<uint64_t>(scaled >> shift);
-            if (rem > half || (rem == half && (q & 1))) ++q;
+            ip = mant >> shift;
+            fp = static_cast<uint32_t>(q - ip * 1000000u);
+            if (fp == 1000000u) {
+                ++ip;
+                fp = 0;
+            }
+        } else {
+            uint64_t q = 0;
+            if (shift <= 0) {
+                q = (mant << -shift) * 1000000u;  // an integer below 2^44
+            } else if (shift < 127) {
+                // mant * 10^6 below 2^73; 0 when v is below 2^-54.
+                const unsigned __int128 scaled = static_cast<unsigned __int128>(mant) * 1000000u;
+                const unsigned __int128 one = 1;
+                const unsigned __int128 rem = scaled & ((one << shift) - 1);
+                const unsigned __int128 half = one << (shift - 1);
+                q = static_cast<uint64_t>(scaled >> shift);
+                if (rem > half || (rem == half && (q & 1))) ++q;
+            }
+            ip = q / 1000000u;
+            fp = static_cast<uint32_t>(q % 1000000u);
         }
     }
 
-    const uint64_t ip = q / 1000000u;
-    const uint32_t fp = static_cast<uint32_t>(q % 1000000u);
     *out = '-';  // kept only when negative
     char* p = out + negative;
-    p = detail::PutUnsigned(ip, p);
+    if (ip < 10)  // amplitudes, phases: one digit without counting
+        *p++ = static_cast<char>('0' + ip);
+    else
+        p = detail::PutUnsigned(ip, p);
     *p = '.';
-    detail::PutPair(fp / 10000u, p + 1);
-    detail::PutPairs4(fp % 10000u, p + 3);
+    detail::PutDecimals(fp, p + 1);
     return static_cast<int>(p + 7 - out);
 }
 

@@ -21,6 +21,7 @@ inline char* Reserve(size_t n) {
 constexpr size_t kLineRoom = 5 * (fixedformat::kMaxDoubleChars + 1) + 1;  // five numbers
 
 inline char* PutF6(char* p, double v) { return p + fixedformat::FormatF6(v, p); }
+inline char* PutF6(char* p, float v) { return p + fixedformat::FormatF6(v, p); }
 // c itself, or nothing for an empty separator or newline.
 inline char* PutOne(char* p, char c) {
     *p = c;
@@ -124,7 +125,10 @@ void PrintDouble(double v) {
     gUsed += static_cast<size_t>(fixedformat::FormatF6(v, p));
 }
 
-void PrintFloat(float v) { PrintDouble(static_cast<double>(v)); }
+void PrintFloat(float v) {
+    char* p = Reserve(fixedformat::kMaxDoubleChars);
+    gUsed += static_cast<size_t>(fixedformat::FormatF6(v, p));
+}
 
 void PrintInt(int v) {
     char* p = Reserve(12);

@@ -4,7 +4,9 @@
 // neighbours, ties among doubles, both zeros, infinities and NaNs of both
 // signs (with payloads), subnormals, the extremes and the edges of the
 // formatter's fast path, random float bit patterns, random double bit
-// patterns and random doubles of the magnitudes analysis data holds.
+// patterns and random doubles of the magnitudes analysis data holds; and
+// every one of the 2^32 floats through the float overload against the
+// double path.
 //
 //   sdif_format_check [SCALE]
 //
@@ -56,8 +58,8 @@ long gChecked = 0;
 void Fail(const char* family, double v, const char* want, int wantLen, const char* got,
           int gotLen) {
     std::printf(
-        "MISMATCH in %s: value %a (bits 0x%016llx)\n  printf:      \"%.*s\"\n"
-        "  FixedFormat: \"%.*s\"\n",
+        "MISMATCH in %s: value %a (bits 0x%016llx)\n  expected: \"%.*s\"\n"
+        "  got:      \"%.*s\"\n",
         family, v, static_cast<unsigned long long>(Bits(v)), wantLen, want, gotLen, got);
     std::exit(1);
 }
@@ -246,6 +248,28 @@ int main(int argc, char** argv) {
             Check(f.name(), static_cast<float>(20.0 + 22000.0 * rng.Uniform()));
             Check(f.name(), static_cast<float>(std::pow(10.0, -7.0 * rng.Uniform())));
             Check(f.name(), static_cast<float>((rng.Uniform() * 2.0 - 1.0) * 3.14159265358979));
+        }
+    }
+    {
+        // The float overload must print what the double path prints for the
+        // same value widened; that path is the one compared with printf.
+        // From 2^44 up (biased exponents 171 to 254) the float overload only
+        // forwards to the double path, which then prints with snprintf.
+        Family f("all floats below 2^44, inf, NaN: float path = double path");
+        char a[fixedformat::kMaxDoubleChars + 8];
+        char b[fixedformat::kMaxDoubleChars + 8];
+        for (uint64_t x = 0; x < (uint64_t{1} << 32); ++x) {
+            const uint32_t biased = static_cast<uint32_t>(x >> 23) & 0xFF;
+            if (biased >= 171 && biased <= 254) {
+                x |= 0x7FFFFF;  // the rest of this exponent
+                continue;
+            }
+            const float v = FloatFromBits(static_cast<uint32_t>(x));
+            const int na = fixedformat::FormatF6(v, a);
+            const int nb = fixedformat::FormatF6(static_cast<double>(v), b);
+            if (na != nb || std::memcmp(a, b, static_cast<size_t>(na)) != 0)
+                Fail(f.name(), v, b, nb, a, na);
+            ++gChecked;
         }
     }
     {

@@ -6,6 +6,8 @@
 
 #include <cmath>
 #include <initializer_list>
+#include <sstream>
+#include <string>
 #include <vector>
 
 namespace {
@@ -33,7 +35,22 @@ void Fill(Container& c, std::initializer_list<PartialSet> frames) {
     for (PartialSet const& f : frames) c.GetFrames().push_back(f, false);
 }
 
-Kv2::PartialID IdOf(Kv2::Kv2Partial<PartialSet> const& t) { return t; }
+// Every track, in order of creation, as "id/occurrence time:frequency ...
+// open|closed".
+template <class T>
+std::vector<std::string> Tracks(Quorlin::PartialsContainer<T> const& c) {
+    std::vector<std::string> out;
+    for (std::size_t k = 0; k < c.GetPartials().size(); ++k) {
+        auto const& t = c.GetPartials()[k];
+        std::ostringstream o;
+        o << t.id << "/" << t.occurrence;
+        for (auto const& p : t.points) o << " " << p.time << ":" << p.param.freq;
+        o << (t.closed ? " closed" : " open");
+        out.push_back(o.str());
+    }
+    return out;
+}
+using Lines = std::vector<std::string>;
 
 // ------------------------------------------------------------- track building
 
@@ -42,25 +59,15 @@ TEST(FramesToPartials, IdentReturningAfterAGapStartsTheNextOccurrence) {
     Fill(c, {Frame(0, {Rec(5)}), Frame(1, {Rec(5)}), Frame(2, {Rec(5), Rec(8)}), Frame(3, {Rec(8)}),
              Frame(4, {}), Frame(5, {Rec(5)}), Frame(6, {Rec(5)})});
     c.UpdatePartials();
+    EXPECT_EQ(Tracks(c), (Lines{"5/0 0:100 1:100 2:100 closed", "8/0 2:100 3:100 closed",
+                                "5/1 5:100 6:100 open"}));
     auto const& tracks = c.GetPartials();
-    ASSERT_EQ(tracks.size(), 3u);
-    EXPECT_EQ(tracks[0].id, 5);
-    EXPECT_EQ(tracks[0].occurrence, 0);
-    EXPECT_EQ(tracks[0].GetNbPoints(), 3u);
-    EXPECT_TRUE(tracks[0].closed);
-    EXPECT_EQ(tracks[1].id, 8);
     EXPECT_EQ(tracks[1].GetStartTime(), 2.0);
     EXPECT_EQ(tracks[1].GetEndTime(), 3.0);
-    EXPECT_EQ(tracks[2].id, 5);
-    EXPECT_EQ(tracks[2].occurrence, 1);
-    EXPECT_EQ(tracks[2].GetStartTime(), 5.0);
-    EXPECT_EQ(tracks[2].GetEndTime(), 6.0);
-    EXPECT_FALSE(tracks[2].closed);
     EXPECT_EQ(tracks.CountByID(5), 2);
     EXPECT_EQ(tracks.CountByID(8), 1);
     EXPECT_EQ(tracks.CountByID(9), 0);
-    ASSERT_EQ(tracks.OpenTracks().size(), 1u);
-    EXPECT_EQ(tracks.OpenTracks()[0], 2u);
+    EXPECT_EQ(tracks.OpenTracks(), (std::vector<unsigned>{2}));
 }
 
 TEST(FramesToPartials, InvalidRecordNeitherOpensNorContinues) {
@@ -69,52 +76,30 @@ TEST(FramesToPartials, InvalidRecordNeitherOpensNorContinues) {
              Frame(1, {Rec(5, 1, PartialSet::eFree), Rec(6, 1, PartialSet::eCarried)}),
              Frame(2, {Rec(5), Rec(6, 1, PartialSet::ePeak)})});
     c.UpdatePartials();
-    auto const& tracks = c.GetPartials();
-    ASSERT_EQ(tracks.size(), 3u);
-    EXPECT_EQ(tracks[0].GetNbPoints(), 1u);
-    EXPECT_EQ(tracks[1].id, 5);
-    EXPECT_EQ(tracks[1].occurrence, 1);
-    EXPECT_EQ(tracks[2].id, 6);  // a peak is valid
-    EXPECT_EQ(tracks[2].occurrence, 0);
-    EXPECT_EQ(tracks[2].GetStartTime(), 2.0);
+    // A peak is valid.
+    EXPECT_EQ(Tracks(c), (Lines{"5/0 0:100 closed", "5/1 2:100 open", "6/0 2:1 open"}));
 }
 
+// Track 1 was open at the last frame and the first frame holds it again;
+// track 3 was open but is absent from the first frame.
 TEST(FramesToPartials, SecondPassContinuesOpenTracksAndDuplicatesOthers) {
     Container c;
     Fill(c, {Frame(0, {Rec(1), Rec(2)}), Frame(1, {Rec(1)}), Frame(2, {Rec(1), Rec(3)})});
     c.UpdatePartials();
-    ASSERT_EQ(c.GetPartials().size(), 3u);
+    EXPECT_EQ(Tracks(c),
+              (Lines{"1/0 0:100 1:100 2:100 open", "2/0 0:100 closed", "3/0 2:100 open"}));
     c.UpdatePartials();
-    auto const& tracks = c.GetPartials();
-    ASSERT_EQ(tracks.size(), 5u);
-    // Track 1 was open at the last frame and the first frame holds it again.
-    ASSERT_EQ(tracks[0].GetNbPoints(), 6u);
-    const double times[] = {0, 1, 2, 0, 1, 2};
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(tracks[0].GetPoint(i)->time, times[i]);
-    EXPECT_EQ(tracks[1].GetNbPoints(), 1u);  // id 2, first pass
-    EXPECT_EQ(tracks[2].GetNbPoints(), 1u);  // id 3 was open but absent from the first frame
-    EXPECT_TRUE(tracks[2].closed);
-    EXPECT_EQ(tracks[3].id, 2);
-    EXPECT_EQ(tracks[3].occurrence, 1);
-    EXPECT_EQ(tracks[4].id, 3);
-    EXPECT_EQ(tracks[4].occurrence, 1);
-    EXPECT_EQ(tracks[4].GetStartTime(), 2.0);
+    EXPECT_EQ(Tracks(c), (Lines{"1/0 0:100 1:100 2:100 0:100 1:100 2:100 open", "2/0 0:100 closed",
+                                "3/0 2:100 closed", "2/1 0:100 closed", "3/1 2:100 open"}));
 }
 
+// The second record of an ident opens a track whose point copies the first
+// record; the first opened track of the ident is the one continued.
 TEST(FramesToPartials, SameIdentTwiceInAFrameOpensATrackCopyingTheFirstRecord) {
     Container c;
     Fill(c, {Frame(0, {Rec(7, 100), Rec(7, 200)}), Frame(1, {Rec(9), Rec(7, 300)})});
     c.UpdatePartials();
-    auto const& tracks = c.GetPartials();
-    ASSERT_EQ(tracks.size(), 3u);
-    EXPECT_EQ(tracks[0].occurrence, 0);
-    EXPECT_EQ(tracks[1].occurrence, 1);
-    EXPECT_EQ(tracks[1].GetPoint(0)->param.freq, 100.0f);  // not 200
-    // The first opened track of the ident is the one continued.
-    ASSERT_EQ(tracks[0].GetNbPoints(), 2u);
-    EXPECT_EQ(tracks[0].GetPoint(1)->param.freq, 300.0f);
-    EXPECT_TRUE(tracks[1].closed);
-    EXPECT_EQ(tracks[2].id, 9);
+    EXPECT_EQ(Tracks(c), (Lines{"7/0 0:100 1:300 open", "7/1 0:100 closed", "9/0 1:100 open"}));
 }
 
 TEST(FramesToPartials, AlignedFramesGiveOneTrackPerRun) {
@@ -124,16 +109,8 @@ TEST(FramesToPartials, AlignedFramesGiveOneTrackPerRun) {
     c.GetFrames().push_back(Frame(0.01, {Rec(1, 441), Rec(3, 1321)}), true);
     c.GetFrames().push_back(Frame(0.02, {Rec(1, 442), Rec(3, 1322), Rec(4, 1760)}), true);
     c.UpdatePartials();
-    auto const& tracks = c.GetPartials();
-    ASSERT_EQ(tracks.size(), 4u);
-    EXPECT_EQ(tracks[0].id, 1);
-    EXPECT_EQ(tracks[0].GetNbPoints(), 3u);
-    EXPECT_EQ(tracks[1].id, 2);
-    EXPECT_EQ(tracks[1].GetNbPoints(), 1u);
-    EXPECT_EQ(tracks[2].id, 3);
-    EXPECT_EQ(tracks[2].GetNbPoints(), 3u);
-    EXPECT_EQ(tracks[2].GetPoint(2)->param.freq, 1322.0f);
-    EXPECT_EQ(tracks[3].id, 4);
+    EXPECT_EQ(Tracks(c), (Lines{"1/0 0:440 0.01:441 0.02:442 open", "2/0 0:880 closed",
+                                "3/0 0:1320 0.01:1321 0.02:1322 open", "4/0 0.02:1760 open"}));
 }
 
 TEST(FramesToPartials, ChordTracksFollowNonEmptyNotes) {
@@ -142,15 +119,9 @@ TEST(FramesToPartials, ChordTracksFollowNonEmptyNotes) {
     a.params() = {C(4, 220, .5f, 0, ChordSet::eStart)};
     b.params() = {C(4, 0, 0, 0, ChordSet::eCont), C()};
     d.params() = {C(4, 0, 0, 0, ChordSet::eEnd)};
-    c.GetFrames().push_back(a, false);
-    c.GetFrames().push_back(b, false);
-    c.GetFrames().push_back(d, false);
+    for (ChordSet const* f : {&a, &b, &d}) c.GetFrames().push_back(*f, false);
     c.UpdatePartials();
-    ASSERT_EQ(c.GetPartials().size(), 1u);
-    auto const& t = c.GetPartials()[0];
-    EXPECT_EQ(t.GetNbPoints(), 3u);
-    EXPECT_EQ(t.GetPoint(0)->param.freq, 220.0f);
-    EXPECT_EQ(t.GetEndTime(), 2.0);
+    EXPECT_EQ(Tracks(c), (Lines{"4/0 0:220 1:0 2:0 open"}));
 }
 
 TEST(Kv2Partial, PointsComeFromTheFirstRecordOfItsIdent) {
@@ -178,52 +149,51 @@ TEST(PartialPointIndex, OnlyTheRightOccurrenceIsAWildcard) {
     EXPECT_FALSE((stored == PartialPointIndex{5, 0, 2}));
 }
 
+// The selected points as "id/occurrence/point ...", the selected tracks as
+// "id/occurrence ...".
+std::string Selected(Container const& c) {
+    std::ostringstream o;
+    for (auto const& p : c.GetSelectedPoints())
+        o << " " << p.id << "/" << p.occurrence << "/" << p.point;
+    o << " |";
+    for (Kv2::PartialID const& t : c.GetSelectedPartials()) o << " " << t.id << "/" << t.occurrence;
+    return o.str();
+}
+
 TEST(SelectPartialPoint, KeepsOneCopyAndMatchesWildcardOnTheGivenSide) {
     Container c;
     c.SelectPartialPoint({5, 1, 2}, true, false);
     c.SelectPartialPoint({5, 1, 2}, true, false);
-    EXPECT_EQ(c.GetSelectedPoints().size(), 1u);
     c.SelectPartialPoint({5, -1, 2}, true, false);  // matches the stored one
-    EXPECT_EQ(c.GetSelectedPoints().size(), 1u);
     c.SelectPartialPoint({5, 0, 2}, true, false);
-    ASSERT_EQ(c.GetSelectedPoints().size(), 2u);
     // A stored wildcard does not match a given occurrence.
     c.SelectPartialPoint({6, -1, 0}, true, false);
     c.SelectPartialPoint({6, 3, 0}, true, false);
-    EXPECT_EQ(c.GetSelectedPoints().size(), 4u);
+    EXPECT_EQ(Selected(c), " 5/1/2 5/0/2 6/-1/0 6/3/0 |");
     // Deselecting with a wildcard erases the first match only.
     c.SelectPartialPoint({5, -1, 2}, false, false);
-    ASSERT_EQ(c.GetSelectedPoints().size(), 3u);
-    EXPECT_EQ(c.GetSelectedPoints()[0].occurrence, 0);
     c.SelectPartialPoint({9, 9, 9}, false, false);  // nothing to erase
-    EXPECT_EQ(c.GetSelectedPoints().size(), 3u);
+    EXPECT_EQ(Selected(c), " 5/0/2 6/-1/0 6/3/0 |");
     c.SelectPartialPoint({1, 0, 0}, true, true);
-    ASSERT_EQ(c.GetSelectedPoints().size(), 1u);
-    EXPECT_EQ(c.GetSelectedPoints()[0].id, 1);
+    EXPECT_EQ(Selected(c), " 1/0/0 |");
 }
 
 TEST(SelectPartial, DeselectingDropsTheTrackAndItsPoints) {
     Container c;
     Kv2::Kv2Partial<PartialSet> t5(5, 1), t6(6, 0);
     c.SelectPartial(t5, true, false);
-    c.SelectPartial(t5, true, false);
+    c.SelectPartial(t5, true, false);  // duplicates allowed
     c.SelectPartial(t6, true, false);
-    EXPECT_EQ(c.GetSelectedPartials().size(), 3u);  // duplicates allowed
     c.SelectPartialPoint({5, 1, 0}, true, false);
     c.SelectPartialPoint({5, 0, 0}, true, false);
     c.SelectPartialPoint({6, 0, 4}, true, false);
     c.SelectPartial(t5, false, false);
-    ASSERT_EQ(c.GetSelectedPartials().size(), 2u);
-    EXPECT_TRUE(c.GetSelectedPartials()[0] == IdOf(t5));
-    ASSERT_EQ(c.GetSelectedPoints().size(), 2u);
-    EXPECT_EQ(c.GetSelectedPoints()[0].occurrence, 0);
+    EXPECT_EQ(Selected(c), " 5/0/0 6/0/4 | 5/1 6/0");
     // A wildcard occurrence drops the points of every track of the ident.
     c.DeSelectAllPartialPoints(Kv2::PartialID{5, -1});
-    ASSERT_EQ(c.GetSelectedPoints().size(), 1u);
-    EXPECT_EQ(c.GetSelectedPoints()[0].id, 6);
+    EXPECT_EQ(Selected(c), " 6/0/4 | 5/1 6/0");
     c.SelectPartial(t6, true, true);
-    EXPECT_EQ(c.GetSelectedPartials().size(), 1u);
-    EXPECT_TRUE(c.GetSelectedPoints().empty());
+    EXPECT_EQ(Selected(c), " | 6/0");
 }
 
 // --------------------------------------------------------- editing of tracks
@@ -236,29 +206,26 @@ Kv2::Kv2Partial<PartialSet> Track(int id, int occ, std::initializer_list<double>
 }
 
 TEST(GetValidPoints, KeepsSelectedPointsAndRisingTimesAroundThem) {
+    auto valid = [](Container const& c, Kv2::Kv2Partial<PartialSet> const& t) {
+        std::vector<int> keep;
+        c.GetValidPoints(t, keep);
+        return keep;
+    };
+    using Keep = std::vector<int>;
     Container c;
     auto t = Track(5, 0, {0.0, 0.1, 0.2, 0.15, 0.3, 0.4});
     c.SelectPartialPoint({5, 0, 3}, true, false);
     c.SelectPartialPoint({5, 1, 4}, true, false);  // another track of the ident
     c.SelectPartialPoint({4, 0, 2}, true, false);
-    std::vector<int> keep;
-    c.GetValidPoints(t, keep);
     // 0.0 is not after the start; 0.2 is not before the selected 0.15.
-    EXPECT_EQ(keep, (std::vector<int>{1, 3, 4, 5}));
+    EXPECT_EQ(valid(c, t), (Keep{1, 3, 4, 5}));
     // Without a selection: strictly rising times above 0.
-    Container none;
-    keep.clear();
-    none.GetValidPoints(Track(5, 0, {0.0, 0.1, 0.1, 0.2}), keep);
-    EXPECT_EQ(keep, (std::vector<int>{1, 3}));
+    EXPECT_EQ(valid(Container(), Track(5, 0, {0.0, 0.1, 0.1, 0.2})), (Keep{1, 3}));
     // A track given with occurrence -1 takes the points of every occurrence.
-    keep.clear();
-    c.GetValidPoints(Track(5, -1, {0.0, 0.1, 0.2, 0.15, 0.3, 0.4}), keep);
-    EXPECT_EQ(keep, (std::vector<int>{1, 3, 4, 5}));
+    EXPECT_EQ(valid(c, Track(5, -1, {0.0, 0.1, 0.2, 0.15, 0.3, 0.4})), (Keep{1, 3, 4, 5}));
     // A selected point beyond the track's end is ignored.
     c.SelectPartialPoint({5, 0, 17}, true, false);
-    keep.clear();
-    c.GetValidPoints(t, keep);
-    EXPECT_EQ(keep, (std::vector<int>{1, 3, 4, 5}));
+    EXPECT_EQ(valid(c, t), (Keep{1, 3, 4, 5}));
 }
 
 class CountingContainer : public Container {
@@ -282,11 +249,8 @@ TEST(RemoveInvalidPoints, SelectionsFollowTheirPoints) {
     EXPECT_EQ(t.GetPoint(1)->time, 0.15);
     EXPECT_EQ(t.GetPoint(3)->param.freq, 105.0f);
     EXPECT_EQ(c.calls, 2);  // through the virtual
-    auto const& sel = c.GetSelectedPoints();
-    ASSERT_EQ(sel.size(), 3u);
-    EXPECT_EQ(sel[0].id, 6);
-    EXPECT_EQ(sel[1].point, 1);  // was 3, comes first in keep order
-    EXPECT_EQ(sel[2].point, 3);  // was 5
+    // 5/0/3 became point 1 and comes first in keep order; 5/0/5 became 3.
+    EXPECT_EQ(Selected(c), " 6/0/1 5/0/1 5/0/3 |");
 }
 
 P Param(int id, float f, float amp, float phase) {

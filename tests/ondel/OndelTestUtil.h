@@ -11,6 +11,7 @@
 #include "SdifFile.h"
 #include "TestSupport.h"
 #include "sdifentity.h"
+#include "sdifexception.h"
 
 namespace ondeltest {
 
@@ -34,6 +35,19 @@ class OndelEnvironment : public ::testing::Environment {
 // Registers the environment once per test program.
 inline const bool kEnvironmentAdded =
     (::testing::AddGlobalTestEnvironment(new OndelEnvironment), true);
+
+// The E that f throws, for checking its text and fields; when f throws
+// nothing the test fails and an E with tag -1 and no text comes back.
+template <class E, class F>
+E Thrown(F&& f) {
+    try {
+        f();
+    } catch (const E& e) {
+        return e;
+    }
+    ADD_FAILURE() << "nothing thrown";
+    return E(eError, nullptr, nullptr, -1, nullptr, 0);
+}
 
 }  // namespace ondeltest
 

@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "OndelTestUtil.h"
 #include "sdifexception.h"
 
 using namespace Ondel;
+using ondeltest::Thrown;
 using testsupport::Sig;
 
 namespace {
@@ -16,7 +18,35 @@ typedef SelectionSet<unsigned int> Sel;
 
 Sel Set(std::set<unsigned int> values) { return Sel(values, false); }
 
-std::set<unsigned int> Plain(const Sel& s) { return std::set<unsigned int>(s.begin(), s.end()); }
+// The matrix, frame and stream selections as the entity gives them, e.g.
+// "M{1TRC} F- S{0 1}+": - when inactive, + when open-ended.
+std::string Selections(const SDIFEntity& e) {
+    std::string out;
+    auto part = [&](const char* kind, bool (SDIFEntity::*get)(Sel&) const, bool sigs) {
+        Sel s;
+        (e.*get)(s);
+        out += kind;
+        if (s.IsActive()) {
+            std::string list;
+            for (unsigned v : s) {
+                if (!list.empty()) list += " ";
+                if (sigs)
+                    for (int shift = 24; shift >= 0; shift -= 8) list += char(v >> shift);
+                else
+                    list += std::to_string(v);
+            }
+            out += "{" + list + "}";
+        } else {
+            out += "-";
+        }
+        if (s.IsOpenEnd()) out += "+";
+        if (sigs) out += " ";
+    };
+    part("M", &SDIFEntity::GetMatrixSelection, true);
+    part("F", &SDIFEntity::GetFrameSelection, true);
+    part("S", &SDIFEntity::GetStreamSelection, false);
+    return out;
+}
 
 std::string Data(const char* name) { return testsupport::DataPath(name); }
 
@@ -62,14 +92,11 @@ INSTANTIATE_TEST_SUITE_P(TestData, RealFile,
 TEST(SDIFEntity, OpenRefusesOtherModes) {
     SDIFEntity e;
     for (SdifFileModeET mode : {eUnknownFileMode, eReadWriteFile}) {
-        try {
-            e.Open(Data("saw-s0.sdif").c_str(), mode);
-            FAIL() << "mode " << mode;
-        } catch (const SDIFBadMode& ex) {
-            EXPECT_STREQ(ex.what(), "Error in SDIFEntity::Open:: Mode specification error");
-            EXPECT_EQ(ex.GetTag(), eBadMode);
-            EXPECT_EQ(ex.GetFile(), nullptr);
-        }
+        SCOPED_TRACE(mode);
+        const auto ex = Thrown<SDIFBadMode>([&] { e.Open(Data("saw-s0.sdif").c_str(), mode); });
+        EXPECT_STREQ(ex.what(), "Error in SDIFEntity::Open:: Mode specification error");
+        EXPECT_EQ(ex.GetTag(), eBadMode);
+        EXPECT_EQ(ex.GetFile(), nullptr);
     }
     EXPECT_TRUE(e.Open(Data("saw-s0.sdif").c_str(), eReadFile));
 }
@@ -99,14 +126,10 @@ TEST(SDIFEntity, ReadingPastTheEndThrows) {
     ASSERT_TRUE(e.OpenRead(Data("tone-s1.sdif").c_str()));
     EXPECT_EQ(CountFrames(e), 256);
     SDIFFrame frame;
-    try {
-        e.ReadNextFrame(frame);
-        FAIL();
-    } catch (const SDIFEof& ex) {
-        EXPECT_STREQ(ex.what(), "Error in SDIFEntity::ReadNextFrame -- Eof reached");
-        EXPECT_EQ(ex.GetFile(), e.GetFile());
-        EXPECT_EQ(ex.GetTag(), eEof);
-    }
+    const auto ex = Thrown<SDIFEof>([&] { e.ReadNextFrame(frame); });
+    EXPECT_STREQ(ex.what(), "Error in SDIFEntity::ReadNextFrame -- Eof reached");
+    EXPECT_EQ(ex.GetFile(), e.GetFile());
+    EXPECT_EQ(ex.GetTag(), eEof);
 }
 
 TEST(SDIFEntity, SelectedReadAnswersZeroOnceThenThrows) {
@@ -134,53 +157,36 @@ TEST(SDIFEntity, RewindGoesBackToTheFirstFrame) {
 
 // ---- the file's own selection, rewritten by Restrict... ----
 
+// Without a stream list every stream is selected (open-ended, inactive).
 TEST(SDIFEntitySelection, EmptySelectionIsFilledFromTheRestriction) {
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead(Data("saw-s0.sdif").c_str()));
-    Sel s;
-    e.GetMatrixSelection(s);
-    EXPECT_FALSE(s.IsActive());
-    EXPECT_TRUE(s.empty());
+    EXPECT_EQ(Selections(e), "M- F- S-+");
     EXPECT_TRUE(e.RestrictMatrixSelection(Set({Sig("1TRC")})));
     EXPECT_TRUE(e.RestrictFrameSelection(Set({Sig("1TRC")})));
     EXPECT_TRUE(e.RestrictStreamSelection(Set({0})));
-    e.GetMatrixSelection(s);
-    EXPECT_TRUE(s.IsActive());
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{Sig("1TRC")}));
-    e.GetFrameSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{Sig("1TRC")}));
-    e.GetStreamSelection(s);
-    EXPECT_TRUE(s.IsActive());
-    EXPECT_FALSE(s.IsOpenEnd());
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{0}));
+    EXPECT_TRUE(e.RestrictStreamSelection(Sel()));  // an inactive restriction changes nothing
+    EXPECT_EQ(Selections(e), "M{1TRC} F{1TRC} S{0}");
     EXPECT_EQ(CountFrames(e), 256);
-    // An inactive restriction changes nothing.
-    EXPECT_TRUE(e.RestrictStreamSelection(Sel()));
 }
 
 TEST(SDIFEntitySelection, MatrixSelectionFromTheNameIsIntersected) {
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead((Data("saw-s0.sdif") + "::/1TRC").c_str()));
-    Sel s;
-    e.GetMatrixSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{Sig("1TRC")}));
+    EXPECT_EQ(Selections(e), "M{1TRC} F- S-+");
     EXPECT_TRUE(e.RestrictMatrixSelection(Set({Sig("1TRC"), Sig("1HRM")})));
-    e.GetMatrixSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{Sig("1TRC")}));
+    EXPECT_EQ(Selections(e), "M{1TRC} F- S-+");
     SDIFFrame frame;
     e.ReadNextSelectedFrame(frame);
     EXPECT_EQ(frame.GetNbMatrix(), 1u);
 }
 
+// An empty intersection leaves a list holding only 0: active, empty.
 TEST(SDIFEntitySelection, DisjointMatrixSelectionSelectsNoMatrix) {
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead((Data("tone-s1.sdif") + "::/1HRM").c_str()));
     EXPECT_TRUE(e.RestrictMatrixSelection(Set({Sig("1TRC")})));
-    Sel s;
-    e.GetMatrixSelection(s);
-    EXPECT_TRUE(s.IsActive());
-    EXPECT_TRUE(s.empty());
-    EXPECT_FALSE(s.isSelected(Sig("1TRC")));
+    EXPECT_EQ(Selections(e), "M{} F- S-+");
     // The test answers true for a list holding 0 whatever it is asked.
     EXPECT_TRUE(e.TestMatrixSelection(Sig("1TRC")));
     SDIFFrame frame;
@@ -191,12 +197,8 @@ TEST(SDIFEntitySelection, DisjointMatrixSelectionSelectsNoMatrix) {
 TEST(SDIFEntitySelection, StreamSelectionFromTheName) {
     SDIFEntity saw;
     ASSERT_TRUE(saw.OpenRead((Data("saw-s0.sdif") + "::#1").c_str()));
-    Sel s;
-    saw.GetStreamSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{1}));
     EXPECT_TRUE(saw.RestrictStreamSelection(Set({0, 1})));
-    saw.GetStreamSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{1}));
+    EXPECT_EQ(Selections(saw), "M- F- S{1}");
     EXPECT_TRUE(saw.TestStreamSelection(1));
     EXPECT_FALSE(saw.TestStreamSelection(0));
     EXPECT_EQ(CountFrames(saw), 0);
@@ -211,12 +213,8 @@ TEST(SDIFEntitySelection, StreamAndFrameSelectionNarrowedToNothing) {
     ASSERT_TRUE(e.OpenRead((Data("saw-s0.sdif") + "::#0:1TRC").c_str()));
     EXPECT_FALSE(e.TestFrameSelection(Sig("1TRC")));  // a list without 0 answers false
     EXPECT_TRUE(e.RestrictFrameSelection(Set({Sig("1TRC"), Sig("1HRM")})));
-    Sel s;
-    e.GetFrameSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{Sig("1TRC")}));
     EXPECT_TRUE(e.RestrictStreamSelection(Set({1, 2})));
-    e.GetStreamSelection(s);
-    EXPECT_TRUE(s.empty());
+    EXPECT_EQ(Selections(e), "M- F{1TRC} S-");
     EXPECT_FALSE(e.TestStreamSelection(0));
     EXPECT_FALSE(e.TestStreamSelection(1));
     EXPECT_EQ(CountFrames(e), 0);
@@ -226,13 +224,10 @@ TEST(SDIFEntitySelection, ClearedNameSelectionIsNotRefilledButReestablished) {
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead((Data("saw-s0.sdif") + "::/1TRC").c_str()));
     ASSERT_TRUE(e.ClearSelection(eSelectMatrices));
-    Sel s;
-    e.GetMatrixSelection(s);
-    EXPECT_FALSE(s.IsActive());
+    EXPECT_EQ(Selections(e), "M- F- S-+");
     EXPECT_FALSE(e.RestrictMatrixSelection(Set({Sig("1HRM")})));
     ASSERT_TRUE(e.ReestablishMatrixSelection());
-    e.GetMatrixSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{Sig("1TRC")}));
+    EXPECT_EQ(Selections(e), "M{1TRC} F- S-+");
 }
 
 TEST(SDIFEntitySelection, MergeChangeAndClear) {
@@ -241,18 +236,12 @@ TEST(SDIFEntitySelection, MergeChangeAndClear) {
     EXPECT_TRUE(e.TestFrameSelection(Sig("XXXX")));
     EXPECT_TRUE(e.MergeSelection("#1"));
     EXPECT_TRUE(e.MergeSelection("#3"));
-    EXPECT_TRUE(e.TestStreamSelection(1));
-    EXPECT_TRUE(e.TestStreamSelection(3));
+    EXPECT_EQ(Selections(e), "M- F- S{1 3}");
     EXPECT_FALSE(e.TestStreamSelection(2));
     EXPECT_TRUE(e.ChangeSelection("#2:1HRM"));
-    EXPECT_FALSE(e.TestStreamSelection(1));
-    EXPECT_TRUE(e.TestStreamSelection(2));
-    Sel s;
-    e.GetFrameSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{Sig("1HRM")}));
+    EXPECT_EQ(Selections(e), "M- F{1HRM} S{2}");
     EXPECT_TRUE(e.ClearSelection(eSelectAll));
-    e.GetFrameSelection(s);
-    EXPECT_FALSE(s.IsActive());
+    EXPECT_EQ(Selections(e), "M- F- S-+");
     EXPECT_TRUE(e.TestStreamSelection(77));
     EXPECT_EQ(CountFrames(e), 256);
 }
@@ -275,9 +264,7 @@ TEST(SDIFEntitySelection, HelpersBuildTheFileSelection) {
     ASSERT_TRUE(SDIFEntity::CreateStreamSelection(sel, inactive));  // leaves no stream list
     EXPECT_TRUE(e.TestStreamSelection(3));
     ASSERT_TRUE(SDIFEntity::CreateSignatureSelection(sel->frame, Set({Sig("1TRC")})));
-    Sel s;
-    e.GetFrameSelection(s);
-    EXPECT_EQ(Plain(s), (std::set<unsigned int>{Sig("1TRC")}));
+    EXPECT_EQ(Selections(e), "M- F{1TRC} S-+");
 }
 
 // ---- writing, name-value tables and types ----

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <vector>
 
 #include "OndelTestUtil.h"
@@ -9,6 +10,7 @@
 #include "sdifexception.h"
 
 using namespace Ondel;
+using ondeltest::Thrown;
 using testsupport::Sig;
 
 namespace {
@@ -111,17 +113,13 @@ TEST(SDIFFrame, ReadingThroughAnEntityPastTheEndThrows) {
     SDIFFrame frame;
     EXPECT_GT(frame.Read(in), 0);
     EXPECT_TRUE(in.eof());
-    try {
-        frame.Read(in);
-        FAIL() << "no exception";
-    } catch (const SDIFEof& e) {
-        EXPECT_STREQ(e.what(), "Error in SDIFFrame::Read -- Eof reached");
-        EXPECT_EQ(e.GetTag(), eEof);
-        EXPECT_EQ(e.GetLevel(), eError);
-        EXPECT_EQ(e.GetFile(), in.GetFile());
-        EXPECT_EQ(e.GetSourceFile(), "");
-        EXPECT_EQ(e.GetLine(), 0);
-    }
+    const auto e = Thrown<SDIFEof>([&] { frame.Read(in); });
+    EXPECT_STREQ(e.what(), "Error in SDIFFrame::Read -- Eof reached");
+    EXPECT_EQ(e.GetTag(), eEof);
+    EXPECT_EQ(e.GetLevel(), eError);
+    EXPECT_EQ(e.GetFile(), in.GetFile());
+    EXPECT_EQ(e.GetSourceFile(), "");
+    EXPECT_EQ(e.GetLine(), 0);
 }
 
 TEST(SDIFFrame, WriteAnnouncesTheSizeOfTheMatricesAtWriteTime) {
@@ -158,16 +156,11 @@ TEST(SDIFFrame, WriteOfFewerMatricesThanAnnouncedThrowsAfterWriting) {
     SDIFEntity out;
     const std::string path = testsupport::TempPath("short.sdif");
     ASSERT_TRUE(out.OpenWrite(path.c_str()));
-    try {
-        out.WriteFrame(frame);
-        FAIL() << "no exception";
-    } catch (const SDIFFrameHeaderSizeError& e) {
-        EXPECT_STREQ(e.what(),
-                     "Error in SDIFFrame::Write -- FrameSize  does not match written size");
-        EXPECT_EQ(e.GetTag(), eBadHeader);
-        EXPECT_EQ(e.GetFile(), out.GetFile());
-        EXPECT_EQ(e.GetLine(), 0);
-    }
+    const auto e = Thrown<SDIFFrameHeaderSizeError>([&] { out.WriteFrame(frame); });
+    EXPECT_STREQ(e.what(), "Error in SDIFFrame::Write -- FrameSize  does not match written size");
+    EXPECT_EQ(e.GetTag(), eBadHeader);
+    EXPECT_EQ(e.GetFile(), out.GetFile());
+    EXPECT_EQ(e.GetLine(), 0);
     const long before = ftell(out.GetFile()->Stream);
     EXPECT_EQ(before, long(16 + 24 + 24));  // header and one matrix are out
 }
@@ -182,35 +175,25 @@ TEST(SDIFFrame, MatricesAreFoundByIndexAndSignature) {
     EXPECT_EQ(frame.GetMatrix("1BEG").GetInt(0, 0), 2);
     const SDIFFrame& constFrame = frame;
     EXPECT_EQ(constFrame.GetMatrix(2).GetInt(0, 0), 3);
-    try {
-        frame.GetMatrix(3);
-        FAIL();
-    } catch (const SDIFMatrixNotAvailable& e) {
-        EXPECT_STREQ(e.what(), "GetMatrix(unsigned int):: Matrix index 3 out of range! ");
+    const struct {
+        std::function<void()> get;
+        const char* what;
+    } misses[] = {
+        {[&] { frame.GetMatrix(3); }, "GetMatrix(unsigned int):: Matrix index 3 out of range! "},
+        {[&] { constFrame.GetMatrix(7); },
+         "GetMatrix(unsigned int) const:: Matrix index 7 out of range! "},
+        {[&] { frame.GetMatrix("1SEG"); },
+         "GetMatrixWithSig(const SdifSignature sig) :: Matrix signature 1SEG not contained in "
+         "Frame !"},
+        {[&] { constFrame.GetMatrixWithSig(Sig("1TRC")); },
+         "GetMatrixWithSig(const SdifSignature sig) const:: Matrix signature 1TRC not contained "
+         "in Frame !"},
+    };
+    for (auto const& miss : misses) {
+        const auto e = Thrown<SDIFMatrixNotAvailable>(miss.get);
+        EXPECT_STREQ(e.what(), miss.what);
         EXPECT_EQ(e.GetTag(), eNotFound);
         EXPECT_EQ(e.GetLevel(), eError);
-    }
-    try {
-        constFrame.GetMatrix(7);
-        FAIL();
-    } catch (const SDIFMatrixNotAvailable& e) {
-        EXPECT_STREQ(e.what(), "GetMatrix(unsigned int) const:: Matrix index 7 out of range! ");
-    }
-    try {
-        frame.GetMatrix("1SEG");
-        FAIL();
-    } catch (const SDIFMatrixNotAvailable& e) {
-        EXPECT_STREQ(e.what(),
-                     "GetMatrixWithSig(const SdifSignature sig) :: Matrix signature 1SEG not "
-                     "contained in Frame !");
-    }
-    try {
-        constFrame.GetMatrixWithSig(Sig("1TRC"));
-        FAIL();
-    } catch (const SDIFMatrixNotAvailable& e) {
-        EXPECT_STREQ(e.what(),
-                     "GetMatrixWithSig(const SdifSignature sig) const:: Matrix signature 1TRC not "
-                     "contained in Frame !");
     }
 }
 

@@ -2,6 +2,7 @@
 // iterators, searched by time, filtered by the high-level selections.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <vector>
 
 #include "OndelTestUtil.h"
@@ -9,6 +10,7 @@
 #include "sdifexception.h"
 
 using namespace Ondel;
+using ondeltest::Thrown;
 using testsupport::Sig;
 
 namespace {
@@ -100,25 +102,24 @@ TEST(FrameDir, RefusedAfterTheFirstReadAndInWriteMode) {
 TEST(FrameDir, IteratorsAndTimedReadsNeedTheDirectory) {
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
-    try {
-        e.begin();
-        FAIL();
-    } catch (const SDIFDirError& ex) {
-        EXPECT_STREQ(ex.what(),
-                     "Error in SDIFEntity::FRIterator:: !!! Iterator can only be used if frame "
-                     "directoy is enabled !!!");
-        EXPECT_EQ(ex.GetTag(), 0);
-        EXPECT_EQ(ex.GetFile(), nullptr);
-    }
-    EXPECT_THROW(e.end(), SDIFDirError);
+    const char* iterating =
+        "Error in SDIFEntity::FRIterator:: !!! Iterator can only be used if frame directoy is "
+        "enabled !!!";
     SDIFFrame frame;
-    try {
-        e.ReadNextSelectedFrame(frame, 0.5);
-        FAIL();
-    } catch (const SDIFDirError& ex) {
-        EXPECT_STREQ(ex.what(),
-                     "Error in SDIFEntity::ReadNextFrame(SDIFFrame& frame, SdifFloat8 time):: !!! "
-                     "frame directoy not enabled  !!!");
+    const struct {
+        std::function<void()> use;
+        const char* what;
+    } uses[] = {{[&] { e.begin(); }, iterating},
+                {[&] { e.end(); }, iterating},
+                {[&] { e.ReadNextSelectedFrame(frame, 0.5); },
+                 "Error in SDIFEntity::ReadNextFrame(SDIFFrame& frame, SdifFloat8 time):: !!! "
+                 "frame directoy not enabled  !!!"}};
+    for (auto const& use : uses) {
+        const auto ex = Thrown<SDIFDirError>(use.use);
+        EXPECT_STREQ(ex.what(), use.what);
+        EXPECT_EQ(ex.GetTag(), 0);
+        EXPECT_EQ(ex.GetLevel(), eError);
+        EXPECT_EQ(ex.GetFile(), nullptr);
     }
 }
 
@@ -197,13 +198,9 @@ TEST(FrameDir, TimedReadsSearchForwardAndBackward) {
     EXPECT_EQ(e.ReadNextSelectedFrame(frame, 2.0), 0);
     EXPECT_EQ(frame.GetTime(), -1.0);
     EXPECT_TRUE(e.eof());
-    try {
-        e.ReadNextSelectedFrame(frame, 2.0);
-        FAIL();
-    } catch (const SDIFEof& ex) {
-        EXPECT_STREQ(ex.what(), "Error in SDIFEntity::ReadNextSelectedFrame -- Eof reached");
-        EXPECT_EQ(ex.GetFile(), e.GetFile());
-    }
+    const auto ex = Thrown<SDIFEof>([&] { e.ReadNextSelectedFrame(frame, 2.0); });
+    EXPECT_STREQ(ex.what(), "Error in SDIFEntity::ReadNextSelectedFrame -- Eof reached");
+    EXPECT_EQ(ex.GetFile(), e.GetFile());
     // From the end, backward again.
     e.ReadNextSelectedFrame(frame, 0.0);
     EXPECT_EQ(frame.GetTime(), SawTime(1));
@@ -295,15 +292,11 @@ TEST(FrameDir, EntryBeyondTheFileFailsToSeek) {
     ASSERT_NE(e.AddFramePos(0, Sig("1TRC"), 5.0, 0, SdifInt4(size + 64)), nullptr);
     FRIterator last = e.end();
     --last;
-    try {
-        last.GotoPos();
-        FAIL();
-    } catch (const SDIFSeekError& ex) {
-        EXPECT_STREQ(ex.what(),
-                     "Error in  SDIFEntity::FRIterator::GotoPos()!!!error while seeking  !!!");
-        EXPECT_EQ(ex.GetTag(), 0);
-        EXPECT_EQ(ex.GetFile(), nullptr);
-    }
+    const auto ex = Thrown<SDIFSeekError>([&] { last.GotoPos(); });
+    EXPECT_STREQ(ex.what(),
+                 "Error in  SDIFEntity::FRIterator::GotoPos()!!!error while seeking  !!!");
+    EXPECT_EQ(ex.GetTag(), 0);
+    EXPECT_EQ(ex.GetFile(), nullptr);
 }
 
 TEST(SDIFLocation, MatrixSignaturesBeyondTheThirdAndOutOfBounds) {

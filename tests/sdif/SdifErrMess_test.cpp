@@ -1,6 +1,8 @@
 // Error reporting: the composed diagnostic, dispatch by level, the per-file
 // list and counters, and the default callbacks.
 #include <cstdio>
+#include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -40,72 +42,67 @@ FILE* StreamAt(long pos) {
 
 // ---- the diagnostic ----
 
-TEST_F(ErrMess, DiagnosticWithoutFileHasNoPositionNorLineFeedAfterTheHead) {
-    EXPECT_EQ(Compose(nullptr, eEof, "Sdiffread 6"),
-              "*Sdif* Fatal Error 4:\n  SdifFile: (no sdiffile)--> End of file : Sdiffread 6\n\n");
-    EXPECT_EQ(Compose(nullptr, eBadMode, "this mode doesn't exist"),
-              "*Sdif* Error 15:\n  SdifFile: (no sdiffile)--> Bad mode at sdif file opening (-1), "
-              "this mode doesn't exist\n\n");
-}
-
-TEST_F(ErrMess, DiagnosticOfAFileAtPositionZeroHasOnlyTheLineFeed) {
-    StreamFile file(StreamAt(0), "a.sdif");
-    EXPECT_EQ(Compose(file.get(), eReDefined, "1TRC"),
-              "*Sdif* Error 5:\n  SdifFile: a.sdif\n--> 1TRC redefined\n\n");
-    // No stream at all: still a file, so the line feed is there.
-    SdifFileT bare{};
-    bare.Name = const_cast<char*>("b.sdif");
-    EXPECT_EQ(Compose(&bare, eWordCut, "ab"),
-              "*Sdif* Warning 31:\n  SdifFile: b.sdif\n--> Word cut read : 'ab'\n\n");
-}
-
-TEST_F(ErrMess, DiagnosticGivesThePositionInThreeBasesAndStoresIt) {
-    StreamFile file(StreamAt(20), "a.sdif");
-    file->Pos = 0;
-    EXPECT_EQ(Compose(file.get(), eBadHeader, "x"),
-              "*Sdif* Error 10:\n  SdifFile: a.sdif (byte:    20=0x0014=0000024)\n"
-              "--> Bad Sdif Header : x\n\n");
-    EXPECT_EQ(file->Pos, 20);
-}
-
-TEST_F(ErrMess, DiagnosticNamesTheTextFileWhenOneIsOpen) {
-    StreamFile file(StreamAt(0), "a.sdif");
-    FILE* text = std::tmpfile();
-    file->TextStream = text;
-    file->TextStreamName = const_cast<char*>("types.txt");
-    EXPECT_EQ(
-        Compose(file.get(), eSyntax, "x"),
-        "*Sdif* Warning 7:\n  SdifFile: a.sdif, TextFile: types.txt\n--> Syntax error: x\n\n");
-    std::fclose(text);
-}
-
-TEST_F(ErrMess, DiagnosticDescribesTheCurrentFrameAndMatrix) {
-    StreamFile file(StreamAt(0), "a.sdif");
+// Of a file: its name and a line feed (also without a stream), the position
+// in three bases when not 0 (refreshed from the stream and stored), the text
+// file when one is open, the current frame and matrix headers (no matrix
+// line for a signature 0), the open mode in the mode messages.
+TEST_F(ErrMess, DiagnosticDescribesTheFileState) {
     SdifFrameHeaderT frame{0x31545243, 0x40, 2, 3, 0.5};
-    SdifMatrixHeaderT matrix{0x31545243, eFloat4, 10, 4};
-    file->CurrFramH = &frame;
-    file->CurrMtrxH = &matrix;
-    EXPECT_EQ(Compose(file.get(), eMatrixNotInFrame, "1ABC"),
-              "*Sdif* Warning 20:\n  SdifFile: a.sdif\n"
-              "  FramH : 1TRC   Size: 0x0040   NbMatrix: 2   NumID: 3   Time: 0.5\n"
-              "  MtrxH :   1TRC   DataWidth: 0004   Rows: 10   Columns: 4\n"
-              "--> Matrix is not in frames components : 1ABC\n\n");
-
-    matrix.Signature = 0;  // a header without a signature prints no matrix line
-    EXPECT_EQ(Compose(file.get(), eNotFound, "x"),
-              "*Sdif* Warning 29:\n  SdifFile: a.sdif\n"
-              "  FramH : 1TRC   Size: 0x0040   NbMatrix: 2   NumID: 3   Time: 0.5\n"
-              "--> Not Find : 'x'\n\n");
-    file->CurrFramH = nullptr;
-    file->CurrMtrxH = nullptr;
-}
-
-TEST_F(ErrMess, DiagnosticGivesTheOpenModeToTheModeMessages) {
-    StreamFile file(StreamAt(0), "stdin");
-    file->Mode = eWriteFile;
-    EXPECT_EQ(
-        Compose(file.get(), eBadStdFile, "stdin"),
-        "*Sdif* Error 16:\n  SdifFile: stdin\n--> Bad standart file or bad mode (1), stdin\n\n");
+    SdifMatrixHeaderT matrix{0x31545243, eFloat4, 10, 4}, unsigned0{0, eFloat4, 10, 4};
+    FILE* text = std::tmpfile();
+    const std::string framH =
+        "  FramH : 1TRC   Size: 0x0040   NbMatrix: 2   NumID: 3   Time: 0.5\n";
+    const struct {
+        long pos;  // of the stream; -1: none
+        const char* name;
+        std::function<void(SdifFileT*)> set;
+        SdifErrorTagET tag;
+        const char* text;
+        std::string want;
+    } rows[] = {
+        {0, "a.sdif", nullptr, eReDefined, "1TRC",
+         "*Sdif* Error 5:\n  SdifFile: a.sdif\n--> 1TRC redefined\n\n"},
+        {-1, "b.sdif", nullptr, eWordCut, "ab",
+         "*Sdif* Warning 31:\n  SdifFile: b.sdif\n--> Word cut read : 'ab'\n\n"},
+        {20, "a.sdif", nullptr, eBadHeader, "x",
+         "*Sdif* Error 10:\n  SdifFile: a.sdif (byte:    20=0x0014=0000024)\n"
+         "--> Bad Sdif Header : x\n\n"},
+        {0, "a.sdif",
+         [&](SdifFileT* f) {
+             f->TextStream = text;
+             f->TextStreamName = const_cast<char*>("types.txt");
+         },
+         eSyntax, "x",
+         "*Sdif* Warning 7:\n  SdifFile: a.sdif, TextFile: types.txt\n--> Syntax error: x\n\n"},
+        {0, "a.sdif",
+         [&](SdifFileT* f) {
+             f->CurrFramH = &frame;
+             f->CurrMtrxH = &matrix;
+         },
+         eMatrixNotInFrame, "1ABC",
+         "*Sdif* Warning 20:\n  SdifFile: a.sdif\n" + framH +
+             "  MtrxH :   1TRC   DataWidth: 0004   Rows: 10   Columns: 4\n"
+             "--> Matrix is not in frames components : 1ABC\n\n"},
+        {0, "a.sdif",
+         [&](SdifFileT* f) {
+             f->CurrFramH = &frame;
+             f->CurrMtrxH = &unsigned0;
+         },
+         eNotFound, "x",
+         "*Sdif* Warning 29:\n  SdifFile: a.sdif\n" + framH + "--> Not Find : 'x'\n\n"},
+        {0, "stdin", [](SdifFileT* f) { f->Mode = eWriteFile; }, eBadStdFile, "stdin",
+         "*Sdif* Error 16:\n  SdifFile: stdin\n--> Bad standart file or bad mode (1), stdin\n\n"},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.want);
+        StreamFile file(row.pos < 0 ? nullptr : StreamAt(row.pos), row.name);
+        file->Pos = 7;
+        if (row.set) row.set(file.get());
+        EXPECT_EQ(Compose(file.get(), row.tag, row.text), row.want);
+        EXPECT_EQ(file->Pos, row.pos < 0 ? 7 : row.pos);
+        file->TextStream = nullptr;
+    }
+    std::fclose(text);
 }
 
 TEST_F(ErrMess, DiagnosticIsTruncatedToTheBufferSize) {
@@ -113,54 +110,77 @@ TEST_F(ErrMess, DiagnosticIsTruncatedToTheBufferSize) {
     EXPECT_EQ(Compose(nullptr, eEof, "x", 20), full.substr(0, 19));
 }
 
-TEST_F(ErrMess, MessagesAreTakenLetterForLetter) {
-    struct Case {
+// Without a file the head ends in "(no sdiffile)" with neither position nor
+// line feed, and the tags 15 and 16 get the open mode -1.  Remark and
+// Message reports are printed directly, the others go to the error or
+// warning callback, Fatal ones then to the exit callback.
+TEST_F(ErrMess, EveryTagHasItsLevelAndMessageAndGoesToItsCallback) {
+    const struct {
         SdifErrorTagET tag;
-        const char* line;  // the "--> " line for the text "T"
-    } cases[] = {
-        {eUnknown, "Warning unknown"},
-        {eNoError, "No Error"},
-        {eTypeDataNotSupported, "Type of data not actualy supported : T\n"},
-        {eOnlyOneChunk, "There can be only 0 or 1 'T' chunk.\n"},
-        {eReadWriteOnSameFile, "Read file and Write file are the same file : T"},
-        {eBadFormatVersion, "Bad Format Version : T"},
-        {eFileNotFound, "File not found or permission denied: \"T\"\n"},
-        {eNotInDataTypeUnion, "Type of data Not in DataTypeUnion  : 'T'\n"},
-        {eArrayPosition, "Attempt to access to a non-existing square in an array : 'T'\n"},
+        SdifErrorLevelET level;
+        const char* message;  // for the text "T"
+    } tags[] = {
+        {eUnknown, eMessage, "Warning unknown"},
+        {eNoError, eMessage, "No Error"},
+        {eTypeDataNotSupported, eWarning, "Type of data not actualy supported : T\n"},
+        {eBadUserMess, eWarning, "Bad UserMess : 'T'\n"},
+        {eEof, eFatal, "End of file : T\n"},
+        {eReDefined, eError, "T redefined\n"},
+        {eUnDefined, eError, "T undefined\n"},
+        {eSyntax, eWarning, "Syntax error: T\n"},
+        {eBadTypesFile, eWarning, "T is not a Types Definitions file\n"},
+        {eBadType, eWarning, "Bad Type used : T\n"},
+        {eBadHeader, eError, "Bad Sdif Header : T\n"},
+        {eRecursiveDeclaration, eWarning, "Recursive declaration detected : T\n"},
+        {eUninterpreted, eWarning, "Attempt to interpret T failed\n"},
+        {eOnlyOneChunk, eWarning, "There can be only 0 or 1 'T' chunk.\n"},
+        {eCompletedYet, eWarning, "T has been completed in this file yet\n"},
+        {eBadMode, eError, "Bad mode at sdif file opening (-1), T\n"},
+        {eBadStdFile, eError, "Bad standart file or bad mode (-1), T\n"},
+        {eReadWriteOnSameFile, eError, "Read file and Write file are the same file : T"},
+        {eBadFormatVersion, eError, "Bad Format Version : T"},
+        {eMatrixUsedYet, eWarning, "Matrix has been used in this frame yet : T\n"},
+        {eMatrixNotInFrame, eWarning, "Matrix is not in frames components : T\n"},
+        {eFreeNull, eFatal, "Attempt to free a NULL pointer : 'T'\n"},
+        {eAllocFail, eFatal, "Attempt to allocate memory : 'T'\n"},
+        {eArrayPosition, eFatal, "Attempt to access to a non-existing square in an array : 'T'\n"},
+        {eFileNotFound, eWarning, "File not found or permission denied: \"T\"\n"},
+        {eInvalidPredefinedType, eWarning, "Invalid Predefined Type : T\n"},
+        {eAffectationOrder, eWarning, "Affectation must be in order : 'T'\n"},
+        {eTypeDefinedYet, eWarning, "Type has been defined yet: 'T'\n"},
+        {eNotInDataTypeUnion, eFatal, "Type of data Not in DataTypeUnion  : 'T'\n"},
+        {eNotFound, eWarning, "Not Find : 'T'\n"},
+        {eExistsYet, eWarning, "Object Exists Yet : 'T'\n"},
+        {eWordCut, eWarning, "Word cut read : 'T'\n"},
+        {eTokenLength, eFatal, "Token too long : 'T'\n"},
     };
-    for (const Case& c : cases) {
-        std::string d = Compose(nullptr, c.tag, "T");
-        EXPECT_EQ(d.substr(d.find("--> ") + 4), std::string(c.line) + "\n") << c.tag;
-    }
-}
-
-// ---- dispatch ----
-
-TEST_F(ErrMess, EachLevelGoesToItsCallback) {
-    // Levels by tag, from the tag table of the design.
-    const SdifErrorLevelET levels[] = {
-        eMessage, eMessage, eWarning, eWarning, eFatal,   eError,   eError,   eWarning, eWarning,
-        eWarning, eError,   eWarning, eWarning, eWarning, eWarning, eError,   eError,   eError,
-        eError,   eWarning, eWarning, eFatal,   eFatal,   eFatal,   eWarning, eWarning, eWarning,
-        eWarning, eFatal,   eWarning, eWarning, eWarning, eFatal};
+    const char* const levelNames[] = {"Fatal Error", "Error", "Warning", "Remark", "Message"};
+    ASSERT_EQ(std::size(tags), size_t(eTokenLength) + 1);
     CaptureSdifStdErr err;
+    std::string printed;
     for (int tag = 0; tag <= eTokenLength; tag++) {
+        SCOPED_TRACE(tag);
+        const auto& row = tags[tag];
+        ASSERT_EQ(row.tag, tag);
+        const std::string diagnostic = "*Sdif* " + std::string(levelNames[row.level]) + " " +
+                                       std::to_string(tag) + ":\n  SdifFile: (no sdiffile)--> " +
+                                       row.message + "\n";
+        EXPECT_EQ(Compose(nullptr, row.tag, "T"), diagnostic);
+
         RecordReports rec;
         AllowFatal fatal;
-        SdifFError(nullptr, static_cast<SdifErrorTagET>(tag), "t", "X.cpp", 1);
-        SdifErrorLevelET want = levels[tag];
-        if (want >= eRemark) {
-            EXPECT_TRUE(rec.Reports().empty()) << tag;
+        EXPECT_EQ(SdifFError(nullptr, row.tag, "T", "X.cpp", 1), 0u);
+        if (row.level >= eRemark) {
+            EXPECT_TRUE(rec.Reports().empty());
+            printed += diagnostic;
         } else {
-            ASSERT_EQ(rec.Reports().size(), 1u) << tag;
-            EXPECT_EQ(rec.Reports()[0].level, want) << tag;
+            ASSERT_EQ(rec.Reports().size(), 1u);
+            EXPECT_EQ(rec.Reports()[0].level, row.level);
+            EXPECT_EQ(rec.Reports()[0].text, diagnostic);
         }
-        EXPECT_EQ(fatal.Count(), want == eFatal ? 1 : 0) << tag;
+        EXPECT_EQ(fatal.Count(), row.level == eFatal ? 1 : 0);
     }
-    // Only the two Message tags were printed directly.
-    EXPECT_EQ(err.Text(),
-              "*Sdif* Message 0:\n  SdifFile: (no sdiffile)--> Warning unknown\n"
-              "*Sdif* Message 1:\n  SdifFile: (no sdiffile)--> No Error\n");
+    EXPECT_EQ(err.Text(), printed);
 }
 
 namespace {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <sstream>
@@ -488,14 +489,9 @@ void NaiveSync(std::vector<P>& r, PartialSet const& right, PartialSet const& lef
         P const& lr = l[i];
         if (!(Valid(lr) || (lr.state == 4 && lr.time >= tR))) continue;
         if (r[i].id == lr.id) continue;
-        int j = -1;
-        for (int k = 0; k < static_cast<int>(r.size()); ++k)
-            if (r[k].id == lr.id) {
-                j = k;
-                break;
-            }
-        if (j >= 0) {
-            std::swap(r[i], r[j]);
+        auto j = std::find_if(r.begin(), r.end(), [&](P const& p) { return p.id == lr.id; });
+        if (j != r.end()) {
+            std::swap(r[i], *j);
             continue;
         }
         if (Valid(r[i]) || r[i].state == 4) {
@@ -525,14 +521,9 @@ void NaiveChordSync(std::vector<C>& r, ChordSet const& right, ChordSet const& le
         C const& lr = l[i];
         if (lr.state == 0 || lr.state == 3) continue;
         if (r[i].id != lr.id) {
-            int j = -1;
-            for (int k = 0; k < static_cast<int>(r.size()); ++k)
-                if (r[k].id == lr.id) {
-                    j = k;
-                    break;
-                }
-            if (j >= 0) {
-                std::swap(r[i], r[j]);
+            auto j = std::find_if(r.begin(), r.end(), [&](C const& p) { return p.id == lr.id; });
+            if (j != r.end()) {
+                std::swap(r[i], *j);
             } else if (r[i].state != 0) {
                 int k = 0;
                 while (!((k >= nL || l[k].state == 0) && (k >= nT || r[k].state == 0))) ++k;

@@ -2,7 +2,8 @@
 // synthetic material (BenchSignal.h):
 //   - reading matrices: the SDIF library alone, the object layer's frames,
 //     and the partial library's frames (Kv2SdifReadFrame);
-//   - number formatting: the exact "%f" formatter against snprintf;
+//   - number formatting: the exact "%f" formatter (double and float
+//     overloads) against snprintf;
 //   - frame alignment (PartialSet::syncToLeft through Kv2FrameSet::push_back);
 //   - track building (FramesToPartials).
 // The SDIF file they read is written once to a temporary file.
@@ -153,6 +154,23 @@ void BM_Format_FixedFormat(benchmark::State& state) {
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * values.size()));
 }
 BENCHMARK(BM_Format_FixedFormat);
+
+// The converter's frame lines: frequency, amplitude and phase as floats.
+void BM_Format_FixedFormatFloat(benchmark::State& state) {
+    static const std::vector<float> values = [] {
+        std::vector<float> v;
+        for (double d : Values()) v.push_back(static_cast<float>(d));
+        return v;
+    }();
+    char out[fixedformat::kMaxDoubleChars];
+    for (auto _ : state) {
+        size_t chars = 0;
+        for (float v : values) chars += static_cast<size_t>(fixedformat::FormatF6(v, out));
+        benchmark::DoNotOptimize(chars);
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * values.size()));
+}
+BENCHMARK(BM_Format_FixedFormatFloat);
 
 void BM_Format_Snprintf(benchmark::State& state) {
     const std::vector<double>& values = Values();

@@ -3,7 +3,9 @@
 // /dev/null.  Each run starts from the settings and the ident counter of a
 // fresh process.
 #include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "FuzzSupport.h"
 #include "Kv2Partials.h"

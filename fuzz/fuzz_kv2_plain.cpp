@@ -4,6 +4,7 @@
 // read again whole through a container, as a converter would.
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 
 #include "FuzzSupport.h"
 #include "Kv2Io.h"

@@ -19,7 +19,8 @@ double Touch(const SDIFFrame& frame) {
     double sum = frame.GetTime() + frame.GetSize();
     for (unsigned i = 0; i < frame.GetNbMatrix(); ++i) {
         const Ondel::SDIFMatrix& m = frame.GetMatrix(i);
-        for (int r = 0; r < m.GetNbRows(); ++r)
+        // Rows without columns hold no cell: their count is not walked.
+        for (int r = 0; m.GetNbCols() > 0 && r < m.GetNbRows(); ++r)
             for (int c = 0; c < m.GetNbCols(); ++c) sum += m.Get<double>(r, c);
         sum += static_cast<double>(m.GetColName(0).size());
     }

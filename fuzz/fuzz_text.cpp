@@ -2,6 +2,7 @@
 // the type declarations, a name-value table, stream IDs or the bare
 // tokenisers; what was declared is then rendered back as text.
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 
 #include "FuzzSupport.h"

@@ -1,19 +1,26 @@
 // A plain main for a fuzz target: runs its entry point once on every file
 // named, or on every file of every folder named (in name order), so that the
 // seed corpus and the kept crash inputs replay in the ordinary test runs,
-// under any compiler and without libFuzzer.
+// under any compiler and without libFuzzer.  As libFuzzer's -timeout does, it
+// fails an input that takes too long: these inputs are at most a few hundred
+// kilobytes, and work that no byte of them backs is a finding too.
 #include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
+
+// CPU seconds one input may take, sanitizers included (the slowest input
+// known takes a tenth of a second under AddressSanitizer).
+constexpr double kSecondsPerInput = 5.0;
 
 bool ReadWhole(const std::string& path, std::vector<uint8_t>& bytes) {
     FILE* f = std::fopen(path.c_str(), "rb");
@@ -62,7 +69,14 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "replay: cannot read %s\n", file.c_str());
             return 2;
         }
+        const std::clock_t start = std::clock();
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+        const double seconds = double(std::clock() - start) / CLOCKS_PER_SEC;
+        if (seconds > kSecondsPerInput) {
+            std::fprintf(stderr, "replay: %s took %.1f s of CPU, more than %.0f\n", file.c_str(),
+                         seconds, kSecondsPerInput);
+            return 1;
+        }
     }
     std::printf("replayed %zu inputs\n", files.size());
     return 0;

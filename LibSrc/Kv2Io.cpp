@@ -5,6 +5,7 @@
 #include <strings.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -190,9 +191,14 @@ void PrintRecords(FILE* out, const Set& set, const char* label, const char* kind
 // aligned (each to the size of the one before), and a chord frame repeats
 // every note still sounding, so a small file can ask for far more than its
 // size: one frame of a million partials followed by a million empty frames.
-// The budget grows with the file; a stream of unknown size gets a fixed one.
+// The budget grows with the file, with room for frames that stay far larger
+// than the file's average (analysis files hold about 2 bytes of records per
+// byte; a dense onset followed by a long sparse decay holds many more), up to
+// a ceiling that keeps an ordinary machine out of swap.  A stream of unknown
+// size gets a fixed budget.
 const unsigned long long kBudgetFloor = 64ull << 20;
-const unsigned long long kBudgetPerFileByte = 16;
+const unsigned long long kBudgetPerFileByte = 64;
+const unsigned long long kBudgetCeiling = 8ull << 30;
 const unsigned long long kBudgetUnknownSize = 1ull << 30;
 
 unsigned long long FrameBudget(FILEIO const* f) {
@@ -204,7 +210,8 @@ unsigned long long FrameBudget(FILEIO const* f) {
         size = f->sdif->GetFile()->FileSize;
     }
     if (size < 0) return kBudgetUnknownSize;
-    return kBudgetFloor + kBudgetPerFileByte * static_cast<unsigned long long>(size);
+    return std::min(kBudgetCeiling,
+                    kBudgetFloor + kBudgetPerFileByte * static_cast<unsigned long long>(size));
 }
 
 // Shared by both Kv2File::ReadFrames: append every frame of the file that

@@ -187,8 +187,8 @@ class Kv2File {
     // Append every frame of stream (-1: all) whose time lies in
     // [tBegin, tEnd] (-1.0: no bound) to frames, aligned to its predecessor.
     // The partial form answers false without a handle.  Once the records
-    // read pass a budget (64 MiB plus 16 bytes per byte of the file; 1 GiB
-    // when its size is unknown) std::bad_alloc is thrown, the frames read
+    // read pass a budget (64 MiB plus 64 bytes per byte of the file, at most
+    // 8 GiB; 1 GiB when its size is unknown) std::bad_alloc is thrown, the frames read
     // so far kept: alignment and sounding chord notes let a small file ask
     // for far more.
     bool ReadFrames(Kv2FrameSet<PartialSet>& frames, int stream, double tBegin, double tEnd);

@@ -526,7 +526,9 @@ TEST(Kv2ReadPartialSet2, MalformedRecordsFailWithTheirMessages) {
                   }),
                   c.err);
         EXPECT_FALSE(read);
-        if (c.size >= 0) EXPECT_EQ(set.size(), c.size);
+        if (c.size >= 0) {
+            EXPECT_EQ(set.size(), c.size);
+        }
         EXPECT_LT(set.params().capacity(), 100000u);
         Kv2CloseFile(f);
     }

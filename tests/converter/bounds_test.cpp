@@ -305,3 +305,23 @@ TEST(GrowingFrames, ModestGrowthIsReadWhole) {
     }
     EXPECT_EQ(r.out, expected);
 }
+
+// A dense onset followed by a long sparse decay: every later frame is aligned
+// to 500 records, 160 MB of records from a 3.6 MB file, which the budget
+// leaves room for.
+TEST(GrowingFrames, DenseOnsetThenSparseDecayIsReadWhole) {
+    std::vector<std::vector<double>> onset, decay;
+    for (int i = 0; i < 500; ++i) onset.push_back({double(i + 1), 100.0 + i, 0.1, 0.0});
+    for (int i = 0; i < 20; ++i) decay.push_back({double(i + 1), 100.0 + i, 0.05, 0.0});
+    std::string file = SdifHeader() + SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", onset)});
+    for (int k = 1; k <= 10000; ++k)
+        file += SdifFrame("1TRC", 0, 0.01 * k, {TrcMatrix("1TRC", decay)});
+    LimitedRun r = Convert({Save("onset-decay.sdif", file)}, 60);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, "");
+    size_t decayFrames = 0;
+    for (size_t at = r.out.find("\t20\n"); at != std::string::npos;
+         at = r.out.find("\t20\n", at + 1))
+        ++decayFrames;
+    EXPECT_EQ(decayFrames, 10000u);
+}

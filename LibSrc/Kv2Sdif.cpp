@@ -19,13 +19,6 @@ using Ondel::SDIFFrame;
 using Ondel::SDIFMatrix;
 using Ondel::SelectionSet;
 
-constexpr SdifSignature k1TRC = SdifSignatureConst("1TRC");
-constexpr SdifSignature k1HRM = SdifSignatureConst("1HRM");
-constexpr SdifSignature k1PIC = SdifSignatureConst("1PIC");
-constexpr SdifSignature k1MRK = SdifSignatureConst("1MRK");
-constexpr SdifSignature k1BEG = SdifSignatureConst("1BEG");
-constexpr SdifSignature k1END = SdifSignatureConst("1END");
-
 const char* const kSingleMatrixWarning =
     "Kv2SdifReadMatrix::warning more than a single matrix selected in SDIF Frame, we'll take "
     "the first one\n";

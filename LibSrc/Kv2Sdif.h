@@ -11,10 +11,19 @@
 #include <vector>
 
 #include "Kv2Io.h"
+#include "SdifRWLowLevel.h"
 #include "sdifentity.h"
 #include "sdifframe.h"
 
 namespace Kv2 {
+
+// Frame and matrix signatures of the SDIF forms of partial data.
+constexpr SdifSignature k1TRC = SdifSignatureConst("1TRC");
+constexpr SdifSignature k1HRM = SdifSignatureConst("1HRM");
+constexpr SdifSignature k1PIC = SdifSignatureConst("1PIC");
+constexpr SdifSignature k1MRK = SdifSignatureConst("1MRK");
+constexpr SdifSignature k1BEG = SdifSignatureConst("1BEG");
+constexpr SdifSignature k1END = SdifSignatureConst("1END");
 
 // One partial identity carried from frame to frame.
 struct TrackEntry {

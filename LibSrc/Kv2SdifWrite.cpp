@@ -18,12 +18,6 @@ namespace {
 using Ondel::SDIFFrame;
 using Ondel::SDIFMatrix;
 
-constexpr SdifSignature k1TRC = SdifSignatureConst("1TRC");
-constexpr SdifSignature k1HRM = SdifSignatureConst("1HRM");
-constexpr SdifSignature k1PIC = SdifSignatureConst("1PIC");
-constexpr SdifSignature k1MRK = SdifSignatureConst("1MRK");
-constexpr SdifSignature k1BEG = SdifSignatureConst("1BEG");
-constexpr SdifSignature k1END = SdifSignatureConst("1END");
 constexpr SdifSignature kXCHS = SdifSignatureConst("XCHS");
 
 // The stop for an unknown format names the library's SDIF source and line:

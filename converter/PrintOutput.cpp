@@ -1,5 +1,6 @@
 #include "PrintOutput.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstring>
 
@@ -28,6 +29,17 @@ inline char* PutOne(char* p, char c) {
     return p + (c != '\0');
 }
 inline void EndLine(char* p) { gUsed = static_cast<size_t>(p - gBuffer); }
+
+// A failed write ends the run at once: nothing after it could reach the
+// destination, and a full disk should not cost the rest of the formatting.
+void WriteOut(const char* text, size_t n) {
+    if (n == 0 || !gFile) return;
+    if (std::fwrite(text, 1, n, gFile) != n) {
+        const int err = errno;
+        gUsed = 0;
+        FailWriting(Cli::FailedWriteStatus(err));
+    }
+}
 
 // One default frame line: frequency, amplitude, phase.
 inline void PutFrameLine(float freq, float amp, float phase, char sep, char nl) {
@@ -62,7 +74,7 @@ namespace output {
 void Write(const char* text, size_t n) {
     if (n > kBufferSize) {
         FlushOutput();
-        std::fwrite(text, 1, n, gFile);
+        WriteOut(text, n);
         return;
     }
     std::memcpy(Reserve(n), text, n);
@@ -89,8 +101,9 @@ void PutNewline() {
 }  // namespace output
 
 void FlushOutput() {
-    if (gUsed && gFile) std::fwrite(gBuffer, 1, gUsed, gFile);
+    const size_t n = gUsed;
     gUsed = 0;
+    WriteOut(gBuffer, n);
 }
 
 void PrintToFile(const char* format, ...) {

@@ -9,6 +9,7 @@
 #include "Kv2Sdif.h"
 #include "PartialsContainer.h"
 #include "PrintOutput.h"
+#include "SafeOutput.h"
 #include "sdifentity.h"
 
 FILE* gFile = nullptr;
@@ -88,8 +89,10 @@ void SetupFormat(char* list) {
     }
 }
 
+// Writing over the input would destroy it before it is read: a destination
+// that is the input's file cannot be opened, and is left untouched.
 bool OpenDestinationFile(std::string const& path) {
-    gFile = path.empty() ? stdout : std::fopen(path.c_str(), "wt");
+    gFile = path.empty() ? stdout : Cli::OpenOutputNotInput(path, gSrcFile);
     return gFile != nullptr;
 }
 
@@ -126,6 +129,14 @@ void Sdif2ColumnsReset() {
     CopyOneChar(gSeparator, "\t");
     CopyOneChar(gNewLine, "\n");
     gOutputPartials = false;
+}
+
+void FailWriting(Cli::WriteStatus status) {
+    // A reader that went away (a pipe into head) is not an error to report.
+    if (status != Cli::WriteStatus::kBrokenPipe)
+        PrintErrorMessage("error reading file %s!\n",
+                          gDstFile.empty() ? "stdout" : gDstFile.c_str());
+    Sdif2ColumnsExit(1);
 }
 
 [[noreturn]] static void FailReading(char const* path) {
@@ -194,9 +205,9 @@ int Sdif2ColumnsRun(int argc, char** argv) {
     else
         PrintPartialTracking(gSrcFile.c_str(), format, aux);
     FlushOutput();
-    if (!gDstFile.empty() && gFile) {
-        std::fclose(gFile);
-        gFile = nullptr;
-    }
+    FILE* done = gFile;
+    gFile = nullptr;
+    const Cli::WriteStatus status = Cli::FinishOutput(done, !gDstFile.empty());
+    if (status != Cli::WriteStatus::kOk) FailWriting(status);
     return 0;
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Kv2Io.h"
+#include "SafeOutput.h"
 
 // Columns that -O can ask for, with their letters t s d f p a n.
 enum OutputField {
@@ -47,6 +48,9 @@ int Sdif2ColumnsRun(int argc, char** argv);
 using Sdif2ColumnsExitHook = void (*)(int status);
 Sdif2ColumnsExitHook Sdif2ColumnsSetExitHook(Sdif2ColumnsExitHook hook);  // answers the old one
 [[noreturn]] void Sdif2ColumnsExit(int status);
+// A write to the destination failed: the message (none for a broken pipe),
+// then the failed run's exit.
+[[noreturn]] void FailWriting(Cli::WriteStatus status);
 // The settings as before the first run; an output file left open by a run
 // that was cut short is closed and its unwritten text dropped.
 void Sdif2ColumnsReset();

@@ -2,6 +2,9 @@
 // byte here.  Every expected text was worked out by hand from the frame
 // alignment and track-building rules, not copied from the program.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -171,6 +174,66 @@ TEST(ConverterOptions, OutputFileReceivesTheTextAndStandardOutputStaysEmpty) {
 
     const std::string bad = "/nonexistent-dir/out.txt";
     ExpectOutput(Convert({ExampleFile(), "-o", bad}), "", "error reading file " + bad + "!\n", 1);
+}
+
+// Writing over the input would destroy it before it is read: every spelling
+// of the input's own file is refused as a destination that cannot be opened,
+// and the input keeps its bytes.
+TEST(ConverterOptions, OutputNamingTheInputIsRefusedAndTheInputKept) {
+    const std::string dir = TempPath("same-file");
+    ASSERT_EQ(mkdir(dir.c_str(), 0755), 0);
+    ASSERT_EQ(mkdir((dir + "/sub").c_str(), 0755), 0);
+    const std::string bytes = ReadFile(ExampleFile());
+    WriteFile(dir + "/in.sdif", bytes);
+    ASSERT_EQ(link((dir + "/in.sdif").c_str(), (dir + "/hard.sdif").c_str()), 0);
+    ASSERT_EQ(symlink("in.sdif", (dir + "/sym.sdif").c_str()), 0);
+    const struct {
+        std::string input, output;
+    } refused[] = {{"in.sdif", "in.sdif"},        {"in.sdif", "./in.sdif"},
+                   {"in.sdif", "hard.sdif"},      {"in.sdif", "sym.sdif"},
+                   {"sym.sdif", "in.sdif"},       {"in.sdif::#0", "in.sdif"},
+                   {dir + "/in.sdif", "in.sdif"}, {"in.sdif", "sub/../in.sdif"}};
+    RunOptions inDir;
+    inDir.cwd = dir;
+    for (const auto& c : refused) {
+        SCOPED_TRACE(c.input + " -o " + c.output);
+        RunResult r = RunProgram({ConverterPath(), c.input, "-o", c.output}, inDir);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, "error reading file " + c.output + "!\n");
+        EXPECT_EQ(ReadFile(dir + "/in.sdif"), bytes);
+    }
+
+    // The same name in another folder is another file.
+    WriteFile(dir + "/sub/in.sdif", "to be replaced");
+    ExpectOutput(RunProgram({ConverterPath(), "in.sdif", "-o", "sub/in.sdif"}, inDir), "");
+    EXPECT_EQ(ReadFile(dir + "/sub/in.sdif"), kExampleFrames);
+    EXPECT_EQ(ReadFile(dir + "/in.sdif"), bytes);
+}
+
+// A full disk fails the run, whether the text goes to a file or to standard
+// output, and whether it fails in the middle (the large file) or only at the
+// final flush (the small one); a reader that went away is not reported.
+TEST(ConverterOptions, FailedWritesFailTheRunAndAClosedPipeIsSilent) {
+    for (const std::string& input : {ExampleFile(), DataPath("saw-s0.sdif")}) {
+        SCOPED_TRACE(input);
+        ExpectOutput(Convert({input, "-o", "/dev/full"}), "", "error reading file /dev/full!\n", 1);
+        RunOptions full;
+        full.out = StdoutTo::kDevFull;
+        RunResult r = RunProgram({ConverterPath(), input}, full);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.err, "error reading file stdout!\n");
+
+        RunOptions closed;
+        closed.out = StdoutTo::kClosedPipe;
+        r = RunProgram({ConverterPath(), input}, closed);
+        EXPECT_EQ(r.signal, SIGPIPE);
+        EXPECT_EQ(r.err, "");
+        closed.ignoreSigpipe = true;
+        r = RunProgram({ConverterPath(), input, "-p"}, closed);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.err, "");
+    }
 }
 
 TEST(ConverterTracks, CountColumnGivesOneEmptyLinePerPoint) {

@@ -68,16 +68,32 @@ static void Feed(int fd, const std::string& bytes) {
 }
 
 RunResult RunProgram(const std::vector<std::string>& argv, const std::string& stdinBytes) {
+    RunOptions options;
+    options.stdinBytes = stdinBytes;
+    return RunProgram(argv, options);
+}
+
+RunResult RunProgram(const std::vector<std::string>& argv, const RunOptions& options) {
     int inPipe[2], outPipe[2], errPipe[2];
     RunResult r;
     if (pipe(inPipe) || pipe(outPipe) || pipe(errPipe)) return r;
     pid_t pid = fork();
     if (pid == 0) {
         dup2(inPipe[0], 0);
-        dup2(outPipe[1], 1);
+        if (options.out == StdoutTo::kDevFull) {
+            int full = open("/dev/full", O_WRONLY);
+            dup2(full, 1);
+            close(full);
+        } else {
+            dup2(outPipe[1], 1);
+        }
         dup2(errPipe[1], 2);
         for (int fd : {inPipe[0], inPipe[1], outPipe[0], outPipe[1], errPipe[0], errPipe[1]})
             close(fd);
+        // The disposition is inherited through exec; the test process may
+        // have ignored SIGPIPE for itself.
+        signal(SIGPIPE, options.ignoreSigpipe ? SIG_IGN : SIG_DFL);
+        if (!options.cwd.empty() && chdir(options.cwd.c_str()) != 0) _exit(127);
         std::vector<char*> args;
         for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
         args.push_back(nullptr);
@@ -87,16 +103,18 @@ RunResult RunProgram(const std::vector<std::string>& argv, const std::string& st
     close(inPipe[0]);
     close(outPipe[1]);
     close(errPipe[1]);
-    std::thread feeder([&] { Feed(inPipe[1], stdinBytes); });
+    if (options.out == StdoutTo::kClosedPipe) close(outPipe[0]);
+    std::thread feeder([&] { Feed(inPipe[1], options.stdinBytes); });
     std::string err;
     std::thread errReader([&] { err = Drain(errPipe[0]); });
-    r.out = Drain(outPipe[0]);
+    if (options.out != StdoutTo::kClosedPipe) r.out = Drain(outPipe[0]);
     errReader.join();
     feeder.join();
     r.err = err;
     int st = 0;
     waitpid(pid, &st, 0);
     r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    r.signal = WIFSIGNALED(st) ? WTERMSIG(st) : 0;
     return r;
 }
 

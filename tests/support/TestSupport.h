@@ -24,13 +24,29 @@ std::string SaveTemp(const std::string& name, const std::string& bytes);
 
 struct RunResult {
     int status = -1;  // exit status, or -1 when the child did not exit normally
+    int signal = 0;   // the signal that ended the child, if one did
     std::string out;  // standard output
     std::string err;  // standard error
+};
+
+// Where a child's standard output goes.
+enum class StdoutTo {
+    kPipe,        // read back into RunResult::out
+    kDevFull,     // /dev/full: every write fails with ENOSPC
+    kClosedPipe,  // a pipe whose reader has gone: writes meet EPIPE
+};
+
+struct RunOptions {
+    std::string stdinBytes;  // fed to its standard input
+    StdoutTo out = StdoutTo::kPipe;
+    bool ignoreSigpipe = false;  // start it with SIGPIPE ignored
+    std::string cwd;             // its working directory, when not empty
 };
 
 // Run argv[0] with the given arguments (no shell); stdinBytes is fed to its
 // standard input.
 RunResult RunProgram(const std::vector<std::string>& argv, const std::string& stdinBytes = "");
+RunResult RunProgram(const std::vector<std::string>& argv, const RunOptions& options);
 
 // Path of the converter under test (SDIF2COLUMNS_BIN overrides the build's).
 std::string ConverterPath();

@@ -7,6 +7,8 @@ build:
 	cmake --preset debug >/dev/null
 	cmake --build --preset debug
 
+# The libraries and the program only: no tests, benchmarks or fuzz replays,
+# so neither GoogleTest nor Google Benchmark is needed.
 release:
 	cmake --preset release >/dev/null
 	cmake --build --preset release

@@ -452,13 +452,7 @@ size_t SdifFReadAllType(SdifFileT* file) {
         nbBytes += SdifFGetAllType(file, 's');
     }
 
-    if (header->Size != _SdifUnknownSize && nbBytes != (size_t)header->Size + 4) {
-        char text[_SdifStringLen];
-        std::snprintf(text, sizeof text, "erreur size 1TYP: lu: %lu  Attendu: %lu\n",
-                      (unsigned long)(nbBytes - 4), (unsigned long)header->Size);
-        std::fprintf(SdifStdErr, "*Sdif* %s\n", text);
-    }
-    return nbBytes;
+    return SdifFEndTextChunk(file, "1TYP", nbBytes);
 }
 
 size_t SdifFReadOneMatrixType(SdifFileT* file) { return SdifFGetOneMatrixType(file, 's'); }

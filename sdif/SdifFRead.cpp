@@ -186,11 +186,10 @@ size_t SdifFReadFrameHeader(SdifFileT* file) {
     nbBytes += got * sizeof(SdifUInt4);
     if (got < 2) return nbBytes;
 
-    /* Every matrix has at least its header; a known Size must fit too. */
+    /* Every matrix has at least its header.  Size is not checked here: a
+    ** frame read matrix by matrix never needs it, and a skip by it stops at
+    ** the end of the file as the short read it is. */
     uint64_t claimed = static_cast<uint64_t>(h->NbMatrix) * SdifSizeOfMatrixHeader();
-    if (h->Size != _SdifUnknownSize && h->Size >= SdifSizeOfFrameHeader() &&
-        h->Size - SdifSizeOfFrameHeader() > claimed)
-        claimed = h->Size - SdifSizeOfFrameHeader();
     long long left = SdifFBytesLeft(file);
     if (left >= 0 && claimed > static_cast<uint64_t>(left)) {
         ReportShort(file, __LINE__);

@@ -278,15 +278,15 @@ int SdifFGetOneNameValue(SdifFileT* file, int verbose, size_t* nbCharRead) {
     if (!f) return 4;
     char line[_SdifStringLen];
     size_t len = 0;
-    int blanksOnly = 1;
+    int blanksOnly = 1, closing = 0;
     int c;
     /* Room is kept for the line feed and the NUL: a longer line is cut but
-    ** still ends as a line. */
+    ** still ends as a line.  The closing brace's line is read to its end
+    ** like any other, so the text after the table starts on a fresh line. */
     while ((c = getc(f)) != EOF) {
         (*nbCharRead)++;
         if (c == '\r') c = '\n';
-        /* stop right at the brace: what follows it is the next chunk */
-        if (blanksOnly && c == '}') return '}';
+        if (blanksOnly && c == '}') closing = 1;
         if (c != ' ') blanksOnly = 0;
         if (c == '\n') {
             line[len++] = '\n';
@@ -300,6 +300,7 @@ int SdifFGetOneNameValue(SdifFileT* file, int verbose, size_t* nbCharRead) {
         while ((c = getc(f)) == '\r' || c == '\n') (*nbCharRead)++;
         if (c != EOF) ungetc(c, f);
     }
+    if (closing) return '}';
     if (verbose == 't') {
         while (len > 0 && isspace((unsigned char)line[len - 1])) len--;
         if (len > 0 && line[len - 1] == ';') len--;
@@ -348,7 +349,7 @@ size_t SdifFReadNameValueLCurrNVT(SdifFileT* file) {
             "Portablity with programs not using the QUENDA SDIF library is not guaranteed.  "
             "Tip: Use 'sdifextract file newfile' to convert to compliant format.");
         sizeR += SdifFGetNameValueLCurrNVT(file);
-        return SdifFEndTextChunk(file, "1NVT", sizeR, 1);
+        return SdifFEndTextChunk(file, "1NVT", sizeR);
     }
 
     sizeR += SdifFReadTextChunkMatrices(
@@ -356,7 +357,7 @@ size_t SdifFReadNameValueLCurrNVT(SdifFileT* file) {
         [](SdifFileT* f, SdifStringT* text) {
             return SdifFNameValueLCurrNVTfromString(f, text->str);
         });
-    return SdifFEndTextChunk(file, "1NVT", sizeR, 0);
+    return SdifFEndTextChunk(file, "1NVT", sizeR);
 }
 
 size_t SdifFWriteNameValueLCurrNVT(SdifFileT* file) {

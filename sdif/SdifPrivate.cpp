@@ -84,19 +84,15 @@ size_t SdifFReadTextChunkMatrices(SdifFileT* file, const char* chunkName, const 
     return sizeR;
 }
 
-size_t SdifFEndTextChunk(SdifFileT* file, const char* chunkName, size_t sizeR, int textform) {
-    SdifUInt4 size = file->CurrFramH->Size;
-    if (size == _SdifUnknownSize) return sizeR;
-    size_t expected = (size_t)size + 4;
-    /* the brace form ends on the chunk's 8-byte padding */
-    if (textform && sizeR < expected && expected - sizeR < 8)
-        return sizeR + SdifFReadPadding(file, expected - sizeR);
-    if (sizeR != expected) {
+size_t SdifFEndTextChunk(SdifFileT* file, const char* chunkName, size_t sizeR) {
+    /* The chunk ends where its reading ended: its Size only decides the
+    ** notice, so a chunk whose Size lies still leaves the next one in step. */
+    SdifUInt4 size = file->CurrFramH ? file->CurrFramH->Size : _SdifUnknownSize;
+    if (size != _SdifUnknownSize && sizeR != (size_t)size + 4) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "erreur size %s: lu: %lu  Attendu: %lu\n", chunkName,
                  (unsigned long)(sizeR - 4), (unsigned long)size);
         SdifNotice(text);
-        if (sizeR < expected) sizeR += SdifFSkip(file, expected - sizeR);
     }
     return sizeR;
 }

@@ -143,12 +143,9 @@ size_t SdifFReadTextChunkHeader(SdifFileT* file);
 size_t SdifFReadTextChunkMatrices(SdifFileT* file, const char* chunkName, const char* columnText,
                                   SdifChunkTextFuncT parse);
 
-/* After the chunk: report a size that disagrees with the header and move to
-** the end the header announces, so the next chunk is found.  sizeR counts
-** the bytes read since the signature; answers it with those skipped.
-** textform: the chunk was in the intermediate form, whose brace text stops
-** short of the chunk's 8-byte padding. */
-size_t SdifFEndTextChunk(SdifFileT* file, const char* chunkName, size_t sizeR, int textform);
+/* After a chunk of 1NVT, 1TYP or 1IDS: notice a Size that disagrees with
+** sizeR, the bytes read since the signature, and answer sizeR. */
+size_t SdifFEndTextChunk(SdifFileT* file, const char* chunkName, size_t sizeR);
 
 /* A chunk of one text matrix holding what toText appends; bytes written,
 ** 0 when the text cannot be made. */

@@ -289,7 +289,7 @@ size_t SdifFReadAllStreamID(SdifFileT* file) {
 
     if (header->NbMatrix == 0) {
         sizeR += SdifFGetAllStreamID(file, 's');
-        return SdifFEndTextChunk(file, "1IDS", sizeR, 1);
+        return SdifFEndTextChunk(file, "1IDS", sizeR);
     }
 
     if (file->StreamIDPass) SdifFError(file, eOnlyOneChunk, "1IDS", kSrc, __LINE__);
@@ -297,7 +297,7 @@ size_t SdifFReadAllStreamID(SdifFileT* file) {
                                         "Stream ID table text matrix must have exactly one column!",
                                         SdifFGetAllStreamIDfromSdifString);
     file->StreamIDPass = 1;
-    return SdifFEndTextChunk(file, "1IDS", sizeR, 0);
+    return SdifFEndTextChunk(file, "1IDS", sizeR);
 }
 
 size_t SdifFWriteAllStreamID(SdifFileT* file) {

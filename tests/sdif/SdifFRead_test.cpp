@@ -370,22 +370,30 @@ TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
     SdifFClose(f);
 }
 
-TEST_F(FramesRead, FrameSizeBeyondTheFileIsReportedAtItsHeaderAndItsSkipStopsAtTheEnd) {
-    std::string b = OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f));
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("size.sdif", b));
+// A frame is read matrix by matrix from their own headers: a Size beyond
+// the file matters only to a skip, which stops at the end of the file.
+TEST_F(FramesRead, FrameSizeBeyondTheFileIsUsedOnlyByItsSkip) {
+    std::string b = OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4, {1.0f, 440.0f, 0.5f, 0.25f});
+    const std::string path = testsupport::SaveTemp("size.sdif", b);
     RecordReports rec;
     AllowFatal fatal;
-    EXPECT_EQ(SdifFReadFrameHeader(f), 0u);
-    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eEof});
-    EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 40");
-    EXPECT_EQ(f->CurrFramH->NbMatrix, 0u);
+    SdifFileT* f = OpenAtFirstFrame(path);
+    EXPECT_EQ(SdifFReadFrameHeader(f), 20u);
+    EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
+    EXPECT_EQ(SdifFReadMatrixData(f), 16u);  // 4 cells of 4 bytes, no padding
+    EXPECT_EQ(SdifMatrixDataGetValue(f->CurrMtrxData, 1, 2), 440.0);
+    EXPECT_TRUE(RecordReports::Reports().empty());
+    SdifFClose(f);
 
+    f = OpenAtFirstFrame(path);
+    EXPECT_EQ(SdifFReadFrameHeader(f), 20u);
     EXPECT_EQ(SdifFSkipFrameData(f), 0u);
-    EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eEof, eEof, eEof}));
-    EXPECT_NE(RecordReports::Reports()[1].text.find("--> End of file : Sdiffread 72\n"),
+    EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eEof, eEof}));
+    // The short skip is reported at the end (16 + 24 + 16 + 16), then the
+    // skip's own text, which ends with its own line feed before the message's.
+    EXPECT_NE(RecordReports::Reports()[0].text.find("--> End of file : Sdiffread 72\n"),
               std::string::npos);
-    // The skip text ends with its own line feed, then the message's.
-    EXPECT_NE(RecordReports::Reports()[2].text.find(
+    EXPECT_NE(RecordReports::Reports()[1].text.find(
                   "--> End of file : Skip  FrameData 1TRC ID:0 T:0.5\n\n"),
               std::string::npos);
     EXPECT_EQ(ftell(f->Stream), long(b.size()));
@@ -414,8 +422,9 @@ TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
         int complete;   // frames read whole before the cut
         long position;  // the position the report gives
     } cuts[] = {
-        // inside frame 10's cells: its Size is caught after its header
-        {raw[10].at + 24 + 16 + 100, 10, long(raw[10].at + 24)},
+        // inside frame 10's cells: its row count is caught after its
+        // matrix header
+        {raw[10].at + 24 + 16 + 100, 10, long(raw[10].at + 24 + 16)},
         // inside frame 3's time: a short read
         {raw[3].at + 10, 3, long(raw[3].at + 10)},
         // right after frame 5's signature: a short read of its Size

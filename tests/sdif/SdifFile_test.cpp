@@ -471,6 +471,44 @@ TEST_F(SdifFile, ASCIIChunksWrittenAreReadBackInAnyNumber) {
     SdifFClose(r);
 }
 
+// An ASCII chunk ends after its matrix and its padding: its Size, smaller,
+// larger or beyond the file, only decides the notice.
+TEST_F(SdifFile, ASCIIChunksEndAfterTheirMatricesWhateverTheirSize) {
+    const struct {
+        const char* sig;
+        std::string text;
+    } chunks[] = {
+        {"1NVT", std::string("a\t1\n\0", 5)},
+        {"1TYP", std::string("1MTD XNEW {A}\n\0", 15)},
+        {"1IDS", std::string("1 a:b;\n\0", 8)},
+    };
+    for (const auto& c : chunks) {
+        const std::string matrix = testsupport::TextMatrixBytes(c.sig, c.text);
+        const uint32_t exact = static_cast<uint32_t>(16 + matrix.size());
+        for (uint32_t size : {exact - 8, exact + 8, 0x7FFFFFF0u}) {
+            SCOPED_TRACE(std::string(c.sig) + " " + std::to_string(size));
+            std::string bytes = Header() + testsupport::FrameBytes(c.sig, 0, 1, matrix, 0.0, size);
+            PutEmptyFrame(bytes, "1TRC", 0, 0.0);
+            CaptureSdifStdErr err;
+            RecordReports rec;
+            SdifFileT* r = sdiftest::OpenBytes("chunk-size.sdif", bytes);
+            ASSERT_NE(r, nullptr);
+            // read after the Size field: 16 bytes of header and the matrix
+            char notice[128];
+            std::snprintf(notice, sizeof notice, "*Sdif* erreur size %s: lu: %u  Attendu: %u\n\n",
+                          c.sig, exact, size);
+            EXPECT_EQ(notice, err.Text());
+            EXPECT_TRUE(RecordReports::Reports().empty());
+            EXPECT_EQ(Sig("1TRC"), SdifFCurrSignature(r));
+            EXPECT_EQ(std::string(c.sig) == "1NVT", SdifFNameValueNum(r) == 1);
+            EXPECT_EQ(std::string(c.sig) == "1TYP", SdifFGetMatrixType(r, Sig("XNEW")) != nullptr);
+            EXPECT_EQ(std::string(c.sig) == "1IDS",
+                      SdifStreamIDTableGetNbData(r->StreamIDsTable) == 1);
+            SdifFClose(r);
+        }
+    }
+}
+
 TEST_F(SdifFile, NothingToDeclareWritesNoChunk) {
     std::string path = testsupport::TempPath("empty-ascii.sdif");
     SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);

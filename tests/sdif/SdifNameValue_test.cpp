@@ -169,10 +169,10 @@ TEST_F(NameValueFile, BraceFormOnTheTextStream) {
     static const char text[] = "{\nname\tvalue;  \r\n\nx\ty\n}\nrest";
     mFile->TextStream = fmemopen(const_cast<char*>(text), sizeof text - 1, "r");
     ASSERT_NE(mFile->TextStream, nullptr);
-    EXPECT_EQ(SdifFScanNameValueLCurrNVT(mFile), 23u);  // up to and including the brace
+    EXPECT_EQ(SdifFScanNameValueLCurrNVT(mFile), 24u);  // up to the brace's line feed
     EXPECT_STREQ(Value(mFile->NameValues, "name"), "value");
     EXPECT_STREQ(Value(mFile->NameValues, "x"), "y");
-    EXPECT_EQ(std::fgetc(mFile->TextStream), '\n');
+    EXPECT_EQ(std::fgetc(mFile->TextStream), 'r');
 }
 
 TEST_F(NameValueFile, OneLineAnswersItsKind) {
@@ -184,6 +184,34 @@ TEST_F(NameValueFile, OneLineAnswersItsKind) {
     EXPECT_EQ(SdifFGetOneNameValue(mFile, 't', &nb), 4);
     EXPECT_EQ(nb, sizeof text - 1);
     EXPECT_STREQ(Value(mFile->NameValues, "a"), "b");
+}
+
+// The closing brace's line is read like any other: to its line feed, then
+// past further line ends, whatever lies between.
+TEST_F(NameValueFile, ClosingLineIsReadToItsLineFeed) {
+    const struct {
+        std::string text;
+        size_t read;  // characters read with the closing line
+        int next;     // the character left for the next reading
+    } cases[] = {
+        {"}\nrest", 2, 'r'},
+        {"}\r\n\r\nrest", 5, 'r'},
+        {"} trailing words\nrest", 17, 'r'},
+        {std::string("}1TRC\0\0\0\x20\xff\n\nrest", 16), 12, 'r'},
+        {"}", 1, EOF},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        FILE* stream = fmemopen(const_cast<char*>(c.text.data()), c.text.size(), "r");
+        ASSERT_NE(stream, nullptr);
+        mFile->TextStream = stream;
+        size_t nb = 0;
+        EXPECT_EQ(SdifFGetOneNameValue(mFile, 't', &nb), '}');
+        EXPECT_EQ(nb, c.read);
+        EXPECT_EQ(std::fgetc(stream), c.next);
+        std::fclose(stream);
+        mFile->TextStream = nullptr;
+    }
 }
 
 // ---- 1NVT chunks ----
@@ -258,35 +286,45 @@ TEST_F(NameValue, TwoColumnTextMatrixIsReportedAndStillRead) {
     SdifFClose(f);
 }
 
-TEST_F(NameValue, IntermediateFormIsReadWithAWarning) {
-    std::string text = "{\na\t1\nb\t2\n}";  // 11 characters, then 5 of padding
-    std::string body = text + std::string(5, '\0');
-    std::string bytes = SdifHeader() + FrameBytes("1NVT", 3, 0, body) + DataFrame();
-    CaptureSdifStdErr err;
-    RecordReports rec;
-    SdifFileT* f = OpenBytes("nvt-intermediate.sdif", bytes);
-    ASSERT_NE(f, nullptr);
-    EXPECT_EQ(err.Text(),
-              "*Sdif* Warning, this file uses an intermediate format for the Name-Value Table.  "
-              "Portablity with programs not using the QUENDA SDIF library is not guaranteed.  "
-              "Tip: Use 'sdifextract file newfile' to convert to compliant format.\n");
-    EXPECT_TRUE(RecordReports::Tags().empty());
-    EXPECT_STREQ(Value(f->NameValues, "a"), "1");
-    EXPECT_STREQ(Value(f->NameValues, "b"), "2");
-    EXPECT_EQ(SdifFCurrSignature(f), SdifStringToSignature("1TRC"));
-    SdifFClose(f);
+// The closing line ends as text written by a person or a program does, and
+// the data frame follows at once, whether the Size is unknown or exact.
+TEST_F(NameValue, IntermediateFormIsReadToTheEndOfItsClosingLine) {
+    for (const char* close : {"}\n", "}\r\n", "}  \n\r\n\n"}) {
+        const std::string text = std::string("{\na\t1\nb\t2\n") + close;
+        for (int64_t size : {int64_t(0xFFFFFFFF), int64_t(16 + text.size())}) {
+            SCOPED_TRACE(text + std::to_string(size));
+            std::string bytes =
+                SdifHeader() + FrameBytes("1NVT", 3, 0, text, 0.0, size) + DataFrame();
+            CaptureSdifStdErr err;
+            RecordReports rec;
+            SdifFileT* f = OpenBytes("nvt-intermediate.sdif", bytes);
+            ASSERT_NE(f, nullptr);
+            EXPECT_EQ(err.Text(),
+                      "*Sdif* Warning, this file uses an intermediate format for the Name-Value "
+                      "Table.  Portablity with programs not using the QUENDA SDIF library is not "
+                      "guaranteed.  Tip: Use 'sdifextract file newfile' to convert to compliant "
+                      "format.\n");
+            EXPECT_TRUE(RecordReports::Tags().empty());
+            EXPECT_STREQ(Value(f->NameValues, "a"), "1");
+            EXPECT_STREQ(Value(f->NameValues, "b"), "2");
+            EXPECT_EQ(SdifFCurrSignature(f), SdifStringToSignature("1TRC"));
+            SdifFClose(f);
+        }
+    }
 }
 
-TEST_F(NameValue, SizeDisagreeingWithTheMatrixIsNoticedAndPassed) {
-    std::string matrix = TextMatrixBytes("1NVT", std::string("a\t1\n\0", 5));  // 24 bytes
-    std::string body = matrix + std::string(8, '\0');
-    std::string bytes = SdifHeader() + FrameBytes("1NVT", 0, 1, body) + DataFrame();
+// A brace followed directly by the next chunk's bytes reads on to the next
+// line feed: here the one after the second chunk's opening brace, so the
+// second table's first line is taken for the next signature.
+TEST_F(NameValue, ClosingBraceWithoutLineFeedReadsIntoTheNextChunk) {
+    std::string bytes = SdifHeader() + FrameBytes("1NVT", 3, 0, "{\na\t1\n}", 0.0, 0xFFFFFFFF) +
+                        FrameBytes("1NVT", 3, 0, "{\nb\t2\n}\n", 0.0, 0xFFFFFFFF) + DataFrame();
     CaptureSdifStdErr err;
-    SdifFileT* f = OpenBytes("nvt-size.sdif", bytes);
+    SdifFileT* f = OpenBytes("nvt-brace.sdif", bytes);
     ASSERT_NE(f, nullptr);
-    EXPECT_EQ(err.Text(), "*Sdif* erreur size 1NVT: lu: 40  Attendu: 48\n\n");
+    ASSERT_EQ(SdifFNameValueNum(f), 1);
     EXPECT_STREQ(Value(f->NameValues, "a"), "1");
-    EXPECT_EQ(SdifFCurrSignature(f), SdifStringToSignature("1TRC"));
+    EXPECT_EQ(SdifFCurrSignature(f), SdifStringToSignature("b\t2\n"));
     SdifFClose(f);
 }
 

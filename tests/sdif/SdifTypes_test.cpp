@@ -584,29 +584,6 @@ TEST_F(SdifTypes, OneTYPFrameWithoutMatrixIsReadAsIntermediateText) {
     SdifFClose(r);
 }
 
-TEST_F(SdifTypes, OneTYPChunkOfTheWrongSizeIsNoticedAndStillRead) {
-    std::string text = "1MTD XNEW {A}\n";
-    // one text matrix of text.size() rows, padded to 16 bytes; Size claims 8 less
-    uint32_t matrixBytes = 16 + 16;
-    std::string path = testsupport::SaveTemp(
-        "badsize.sdif", testsupport::SdifHeader() +
-                            testsupport::FrameBytes("1TYP", 0xFFFFFFFFu, 1,
-                                                    testsupport::TextMatrixBytes("1TYP", text), 0.0,
-                                                    16 + matrixBytes - 8));
-
-    SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
-    ASSERT_NE(r, nullptr);
-    CaptureSdifStdErr err;
-    EXPECT_EQ(16u, SdifFReadGeneralHeader(r));
-    SdifFReadAllASCIIChunks(r);
-    char expected[128];
-    std::snprintf(expected, sizeof expected, "*Sdif* erreur size 1TYP: lu: %u  Attendu: %u\n\n",
-                  16 + matrixBytes, 16 + matrixBytes - 8);
-    EXPECT_EQ(expected, err.Text());
-    ExpectColumns(SdifFGetMatrixType(r, Sig("XNEW")), "A", "XNEW");
-    SdifFClose(r);
-}
-
 // ---- a types file in the working directory ----
 
 // The library starts once per process, so the start-up with a types file

@@ -51,7 +51,13 @@ class Cells {
         if (mD) return mD[at];
         return mMatrix.Get<double>(row, col);
     }
-    int Int(int row, int col) const { return Ondel::ConvertValue<int>((*this)(row, col)); }
+    // Converted from the store's own type, as the matrix's integer accessor
+    // does: unsigned 32-bit indices above INT_MAX become distinct negative
+    // ints instead of all saturating through double.
+    int Int(int row, int col) const {
+        if (mF || mD) return Ondel::ConvertValue<int>((*this)(row, col));
+        return mMatrix.Get<int>(row, col);
+    }
 
    private:
     const SDIFMatrix& mMatrix;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -32,6 +33,7 @@ testing::Environment* const gEnv = testing::AddGlobalTestEnvironment(new Kv2Sdif
 
 const uint32_t kFloat4 = 0x0004;
 const uint32_t kInt4 = 0x0104;
+const uint32_t kUInt4 = 0x0204;
 const uint32_t kText = 0x0301;
 
 using M = testsupport::TestMatrix;
@@ -324,6 +326,21 @@ TEST(Kv2SdifReadFrame, AnIndexBackAfterAGapIsANewTrack) {
     EXPECT_DOUBLE_EQ(set.time, 0.3);
 }
 
+// Two unsigned indices that saturate alike through double are two tracks.
+TEST(Kv2SdifReadFrame, UnsignedIndicesAboveIntMaxAreDistinctTracks) {
+    M rows{"1TRC", kUInt4, 2, 4, {4294967295.0, 440, 1, 0, 2147483648.0, 880, 1, 0}};
+    Handle h(
+        OpenSaved("uint4.sdif", SdifHeader() + Frame("1TRC", 0.0, 0, {rows}), KV_FORMAT_SDIF_TRC));
+    ASSERT_NE(h.f, nullptr);
+    StaticIdent::maxIdent = 1000;
+    PartialSet set;
+    ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), 0);
+    ASSERT_EQ(set.size(), 2);
+    EXPECT_EQ(set[0].id, 1001);
+    EXPECT_EQ(set[1].id, 1002);
+    EXPECT_FLOAT_EQ(set[1].freq, 880.0f);
+}
+
 TEST(Kv2SdifReadFrame, MaxPartialsLimitsTheRows) {
     std::string frame = Frame("1TRC", 0.0, 0, {Partials("1TRC", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10})});
     Handle h(
@@ -449,22 +466,42 @@ TEST(Kv2SdifReadMatrix, SeveralMatricesWarnAndTheFirstIsTaken) {
 }
 
 TEST(Kv2SdifReadMatrix, OtherCellTypesAndNarrowMatrices) {
-    // Double cells take the typed path, integer cells the converting one.
-    Ondel::SDIFFrame wide;
-    Ondel::SDIFMatrix d("1TRC", 1, 4, eFloat8);
-    d.Set(0, 0, 2.9);
-    d.Set(0, 1, 123.5);
-    wide.AddMatrix(d);
-    PartialSet set;
-    Kv2SdifReadMatrix(wide, set, -1, KV_FORMAT_SDIF_HRM, nullptr);
-    ASSERT_EQ(set.size(), 1);
-    EXPECT_EQ(set[0].id, 2);
-    EXPECT_FLOAT_EQ(set[0].freq, 123.5f);
+    // The index is the cell converted to int from the store's own type:
+    // floating cells truncate toward zero, unsigned 32-bit ones above
+    // INT_MAX wrap to negative ints.
+    const struct {
+        SdifDataTypeE type;
+        double index;
+        int id;
+    } cases[] = {
+        {eFloat8, 2.9, 2},
+        {eFloat8, -2.9, -2},
+        {eFloat4, -7.75, -7},
+        {eUInt4, 4294967295.0, -1},
+        {eUInt4, 2147483648.0, INT_MIN},
+        {eUInt4, 2147483647.0, INT_MAX},
+        {eInt2, -32768, -32768},
+        {eUInt2, 65535, 65535},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.index);
+        Ondel::SDIFFrame wide;
+        Ondel::SDIFMatrix m("1HRM", 1, 4, c.type);
+        m.Set(0, 0, c.index);
+        m.Set(0, 1, 123.0);
+        wide.AddMatrix(m);
+        PartialSet one;
+        Kv2SdifReadMatrix(wide, one, -1, KV_FORMAT_SDIF_HRM, nullptr);
+        ASSERT_EQ(one.size(), 1);
+        EXPECT_EQ(one[0].id, c.id);
+        EXPECT_FLOAT_EQ(one[0].freq, 123.0f);
+    }
 
     Ondel::SDIFFrame ints;
     Ondel::SDIFMatrix i4("1PIC", 1, 3, eInt4);
     i4.Set(0, 0, 440);
     ints.AddMatrix(i4);
+    PartialSet set;
     Kv2SdifReadMatrix(ints, set, -1, KV_FORMAT_SDIF_PIC, nullptr);
     ASSERT_EQ(set.size(), 1);
     EXPECT_FLOAT_EQ(set[0].freq, 440.0f);
@@ -580,6 +617,32 @@ TEST(Kv2SdifReadChord, SoundingNotesFollowTheirIndexOrder) {
     EXPECT_EQ(set[2].id, 1001);  // index 9
     EXPECT_EQ(set[1].state, ChordSet::eCont);
     EXPECT_EQ(set[2].state, ChordSet::eCont);
+}
+
+// The 1TRC index and the 1END index go through the same conversion: a note
+// begun and ended with the unsigned index 4294967295 is one note.
+TEST(Kv2SdifReadChord, UnsignedIndexBeginsAndEndsOneNote) {
+    Handle h(
+        OpenSaved("chorduint4.sdif",
+                  ChordFile({Frame("1MRK", 0.0, 0,
+                                   {M{"1BEG", kUInt4, 1, 1, {4294967295.0}},
+                                    M{"1TRC", kUInt4, 1, 4, {4294967295.0, 440, 1, 0}}}),
+                             Frame("1MRK", 0.5, 0, {M{"1END", kUInt4, 1, 1, {4294967295.0}}})}),
+                  KV_FORMAT_SDIF_CHORDSEQ));
+    ASSERT_NE(h.f, nullptr);
+    StaticIdent::maxIdent = 1000;
+    ChordSet set;
+    testing::internal::CaptureStderr();
+    ASSERT_TRUE(Kv2ReadChordSet(h.f, set));
+    ASSERT_EQ(set.size(), 1);
+    EXPECT_EQ(set[0].id, 1001);
+    EXPECT_EQ(set[0].state, ChordSet::eStart);
+    EXPECT_FLOAT_EQ(set[0].freq, 440.0f);
+    EXPECT_TRUE(Kv2ReadChordSet(h.f, set));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    ASSERT_EQ(set.size(), 1);
+    EXPECT_EQ(set[0].id, 1001);
+    EXPECT_EQ(set[0].state, ChordSet::eEnd);
 }
 
 TEST(Kv2SdifReadChord, EndWithoutBeginningIsAnError) {

@@ -283,6 +283,9 @@ static std::string MatrixBytes(const TestMatrix& m) {
             case 0x0104:
                 PutI32(data, static_cast<int32_t>(v));
                 break;
+            case 0x0204:
+                PutU32(data, static_cast<uint32_t>(v));
+                break;
             default:
                 data.push_back(static_cast<char>(static_cast<int>(v)));
                 break;

@@ -115,7 +115,7 @@ namespace testsupport {
 // Hand-made SDIF files for tests, built byte by byte without the library.
 struct TestMatrix {
     std::string sig;    // four characters
-    uint32_t dataType;  // 0x0004 Float4, 0x0008 Float8, 0x0104 Int4
+    uint32_t dataType;  // 0x0004 Float4, 0x0008 Float8, 0x0104 Int4, 0x0204 UInt4
     uint32_t rows, cols;
     std::vector<double> values;  // rows * cols, row-major
 };

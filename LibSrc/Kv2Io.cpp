@@ -26,9 +26,13 @@ namespace {
 // wherever the code happens to sit.
 const char* const kIoSource = "LibSrc/Kv2Io.cpp";
 
-// Binary records are read this many values at a time, so that the set grows
-// only as fast as the file delivers data, whatever count the record claims.
+// Binary records are read this many values at a time, through a buffer on
+// the stack.
 const int kChunk = 1024;
+
+// The shortest line of a text record: four one-character fields, three
+// blanks and the line feed.
+const long long kShortestTextLine = 8;
 
 // Counts beyond this are taken as a record of the other byte order.
 const float kMaxBinaryCount = 1000000.0f;
@@ -94,18 +98,23 @@ bool ReadTextLines(FILE* file, PartialSet& set, int n, int count, const char* li
     return true;
 }
 
-// The amplitude and phase columns that end both binary records, read once
-// the columns before them are whole (got of n values); a short column is a
-// premature end, reported under library's name.
-bool ReadAmpPhaseColumns(FILE* file, PartialSet& set, int n, int got, const char* library) {
+// The frequency, amplitude and phase columns that end both binary records,
+// into entries 0 .. n - 1.  Their reads are not checked: whatever a record
+// that ends early leaves unread stays zero.
+void ReadValueColumns(FILE* file, PartialSet& set, int n) {
     auto& params = set.params();
-    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].amp = v; });
-    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].phase = v; });
-    if (got < n) {
-        PrintPrematureEnd(library, got, n);
-        return false;
-    }
-    return true;
+    ReadFloats(file, n, [&](int i, float v) { params[i].freq = v; });
+    ReadFloats(file, n, [&](int i, float v) { params[i].amp = v; });
+    ReadFloats(file, n, [&](int i, float v) { params[i].phase = v; });
+}
+
+// Whether what is left of file after its position could hold n lines of a
+// text record; false when that cannot be known (a pipe, a terminal).
+bool LinesBacked(FILE* file, int n) {
+    struct stat st;
+    long pos = ftell(file);
+    if (pos < 0 || fstat(fileno(file), &st) != 0 || !S_ISREG(st.st_mode)) return false;
+    return static_cast<long long>(st.st_size) - pos >= kShortestTextLine * n;
 }
 
 // Text partial-set record.
@@ -132,14 +141,18 @@ bool ReadBinaryPartials(FILE* file, PartialSet& set) {
     if (!(count >= 1.0f)) return true;  // truncates to 0 or below (or NaN)
     int n = static_cast<int>(count);
 
-    auto& params = set.params();
+    // The count is bounded above, so the set may be sized before the data
+    // comes; an ident the record lacks is stored as 0.
+    set.addToSet(PartialSet::PartialParam(), n - 1);
     int got = ReadFloats(file, n, [&](int i, float v) {
         set.addToSet(PartialSet::PartialParam(RoundHalfAway(v), 0.0f, 0.0f, 0.0f, 0.0f,
                                               PartialSet::ePartial),
                      i);
     });
-    if (got == n) got = ReadFloats(file, n, [&](int i, float v) { params[i].freq = v; });
-    return ReadAmpPhaseColumns(file, set, n, got, "libKv2.a");
+    for (int i = got; i < n; ++i)
+        set.addToSet(PartialSet::PartialParam(0, 0.0f, 0.0f, 0.0f, 0.0f, PartialSet::ePartial), i);
+    ReadValueColumns(file, set, n);
+    return true;
 }
 
 // Text peak record.
@@ -149,6 +162,10 @@ bool ReadTextPeaks(FILE* file, PartialSet& set, int maxPeaks, float sampleRate) 
     if (fscanf(file, "%f %d", &pos, &count) != 2) return false;
     set.time = pos / sampleRate;
     int n = (maxPeaks >= 1 && maxPeaks < count) ? maxPeaks : count;
+    // Sized first, so that a record that ends early keeps zero entries for
+    // the peaks it lacks; but only as far as the rest of the file could hold
+    // them, so a count it cannot back sizes nothing.
+    if (n >= 1 && LinesBacked(file, n)) set.addToSet(PartialSet::PartialParam(), n - 1);
     return ReadTextLines(file, set, n, count, "libKv.a");
 }
 
@@ -166,10 +183,12 @@ bool ReadBinaryPeaks(FILE* file, PartialSet& set, float sampleRate) {
     int n = RoundHalfAway(count);
     if (n < 1) return true;
 
-    int got = ReadFloats(file, n, [&](int i, float v) {
-        set.addToSet(PartialSet::PartialParam(i + 1, v, 0.0f, 0.0f, 0.0f, PartialSet::ePartial), i);
-    });
-    return ReadAmpPhaseColumns(file, set, n, got, "libKv.a");
+    set.addToSet(PartialSet::PartialParam(), n - 1);
+    for (int i = 0; i < n; ++i)
+        set.addToSet(PartialSet::PartialParam(i + 1, 0.0f, 0.0f, 0.0f, 0.0f, PartialSet::ePartial),
+                     i);
+    ReadValueColumns(file, set, n);
+    return true;
 }
 
 // The debugging listing of a set: a line on it with the kind and number of

@@ -452,14 +452,43 @@ TEST(Kv2ReadPeaksSet2, TextLimitAndNextHeader) {
 }
 
 TEST(Kv2ReadPeaksSet2, TextPrematureEndAndEmptyFrames) {
-    FILEIO* f = OpenPlain("short.pics", "0 0\n100 3\n1 100 0.1 0\n", KV_FORMAT_PICS);
+    FILEIO* f = OpenPlain("empty.pics", "0 0\n", KV_FORMAT_PICS);
     PartialSet set;
     EXPECT_TRUE(Kv2ReadPeaksSet2(f, set, -1, 100.0f));  // count 0
     EXPECT_EQ(set.size(), 0);
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, -1, 100.0f));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), Format(kPremature, 1, 3));
     Kv2CloseFile(f);
+
+    // A frame that ends early keeps n entries, the missing peaks zero, when
+    // the bytes after its header could hold n lines of at least 8 bytes;
+    // otherwise it keeps the peaks read.
+    const struct {
+        std::string bytes;
+        int maxPeaks, read, n, size;
+    } cases[] = {
+        {"100 3\n1 100 0.1 0\n", -1, 1, 3, 1},  // 13 bytes left
+        {"100 3\n1 100 0.1 0\n2 200 0.2 0\nthat was all\n", -1, 2, 3, 3},
+        {"100 2\n1 1 1 1\nxxxxxxx", -1, 1, 2, 2},  // 16 bytes left
+        {"100 2\n1 1 1 1\nxxxxxx", -1, 1, 2, 1},   // 15
+        {"100 9\n1 1 1 1\nxxxxxxx", 2, 1, 2, 2},   // two wanted of nine
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.bytes);
+        f = OpenPlain("short.pics", c.bytes, KV_FORMAT_PICS);
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, c.maxPeaks, 100.0f));
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), Format(kPremature, c.read, c.n));
+        ASSERT_EQ(set.size(), c.size);
+        EXPECT_EQ(set[0].id, 1);
+        EXPECT_EQ(set[0].state, PartialSet::ePartial);
+        for (int i = c.read; i < c.size; ++i) {
+            EXPECT_EQ(set[i].id, 0);
+            EXPECT_EQ(set[i].freq, 0.0f);
+            EXPECT_EQ(set[i].amp, 0.0f);
+            EXPECT_EQ(set[i].phase, 0.0f);
+            EXPECT_EQ(set[i].state, PartialSet::eFree);
+        }
+        Kv2CloseFile(f);
+    }
 }
 
 TEST(Kv2ReadPeaksSet2, BinaryRoundsTheCountAndNumbersFromOne) {
@@ -482,10 +511,81 @@ TEST(Kv2ReadPeaksSet2, BinaryRoundsTheCountAndNumbersFromOne) {
     Kv2CloseFile(f);
 }
 
+// Binary records are read without checks: a record that ends early keeps its
+// n entries, what it lacks zero, and the read succeeds; the next one fails
+// at the end of the file.
+TEST(Kv2ReadPartialSet2, BinaryRecordsEndingEarlyKeepZeros) {
+    const struct {
+        const char* name;
+        std::string bytes;
+        KvFormat format;
+        int n;
+        std::vector<int> ids;          // the first idents
+        std::vector<float> freq, amp;  // the first frequencies and amplitudes
+    } cases[] = {
+        // a million passes; the record ends after two idents
+        {"liar.fmt",
+         Native({0.0f, 1000000.0f, 1.0f, 2.0f}),
+         KV_FORMAT_FMT,
+         1000000,
+         {1, 2, 0},
+         {0, 0, 0},
+         {0, 0, 0}},
+        // all idents present, frequencies cut short
+        {"liar2.fmt",
+         Native({0.0f, 3.0f, 1.0f, 2.0f, 3.0f, 100.0f}),
+         KV_FORMAT_FMT,
+         3,
+         {1, 2, 3},
+         {100, 0, 0},
+         {0, 0, 0}},
+        // peaks are numbered whatever came
+        {"liar.picsbin",
+         Native({0.0f, 1000000.0f, 440.0f}),
+         KV_FORMAT_PICSBIN,
+         1000000,
+         {1, 2, 3},
+         {440, 0, 0},
+         {0, 0, 0}},
+        {"liar2.picsbin",
+         Native({0.0f, 2.0f, 440.0f, 880.0f, 0.5f}),
+         KV_FORMAT_PICSBIN,
+         2,
+         {1, 2},
+         {440, 880},
+         {0.5f, 0}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        FILEIO* f = OpenPlain(c.name, c.bytes, c.format);
+        const bool peaks = c.format == KV_FORMAT_PICSBIN;
+        auto read = [&](PartialSet& set) {
+            return peaks ? Kv2ReadPeaksSet2(f, set, -1, 1.0f) : Kv2ReadPartialSet(f, set);
+        };
+        PartialSet set;
+        EXPECT_EQ(testsupport::CaptureStderr([&] { EXPECT_TRUE(read(set)); }), "");
+        ASSERT_EQ(set.size(), c.n);
+        for (size_t i = 0; i < c.ids.size(); ++i) {
+            EXPECT_EQ(set[i].id, c.ids[i]) << i;
+            EXPECT_EQ(set[i].freq, c.freq[i]) << i;
+            EXPECT_EQ(set[i].amp, c.amp[i]) << i;
+            EXPECT_EQ(set[i].phase, 0.0f) << i;
+            EXPECT_EQ(set[i].state, PartialSet::ePartial) << i;
+        }
+        if (c.n > static_cast<int>(c.ids.size())) {  // the last entry, never read
+            EXPECT_EQ(set[c.n - 1].id, peaks ? c.n : 0);
+            EXPECT_EQ(set[c.n - 1].freq, 0.0f);
+            EXPECT_EQ(set[c.n - 1].state, PartialSet::ePartial);
+        }
+        EXPECT_FALSE(read(set));
+        Kv2CloseFile(f);
+    }
+}
+
 // ---- Records that cannot be read ----
 
-// Each malformed record fails the read with its message (or none); a count
-// that lies makes the set grow only with the data that came.
+// Each malformed record fails the read with its message (or none); a text
+// count that lies makes the set grow only with the data that came.
 TEST(Kv2ReadPartialSet2, MalformedRecordsFailWithTheirMessages) {
     struct Case {
         const char* name;
@@ -506,14 +606,9 @@ TEST(Kv2ReadPartialSet2, MalformedRecordsFailWithTheirMessages) {
          -1},
         {"foreign.picsbin", Native({0.0f, 1000001.0f}), KV_FORMAT_PICSBIN, true,
          Exaggerated(1000001.0), -1},
-        // a million passes; the record ends after two idents
-        {"liar.fmt", Native({0.0f, 1000000.0f, 1.0f, 2.0f}), KV_FORMAT_FMT, false,
-         Format(kPremature2, 2, 1000000), 2},
-        // all idents present, frequencies cut short
-        {"liar2.fmt", Native({0.0f, 3.0f, 1.0f, 2.0f, 3.0f, 100.0f}), KV_FORMAT_FMT, false,
-         Format(kPremature2, 1, 3), -1},
-        {"liar.picsbin", Native({0.0f, 1000000.0f, 440.0f}), KV_FORMAT_PICSBIN, true,
-         Format(kPremature, 1, 1000000), 1},
+        // a count the rest of the file cannot hold in lines sizes nothing
+        {"liar.pics", "0 2147483647\n1 100 0.1 0\n", KV_FORMAT_PICS, true,
+         Format(kPremature, 1, 2147483647), 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

@@ -520,62 +520,40 @@ TEST(Kv2ReadPartialSet2, BinaryRecordsEndingEarlyKeepZeros) {
         std::string bytes;
         KvFormat format;
         int n;
-        std::vector<int> ids;          // the first idents
-        std::vector<float> freq, amp;  // the first frequencies and amplitudes
+        // (ident, frequency, amplitude) of the first entries, then of the
+        // last one when the set holds more; every phase is 0
+        std::vector<float> expected;
     } cases[] = {
         // a million passes; the record ends after two idents
-        {"liar.fmt",
-         Native({0.0f, 1000000.0f, 1.0f, 2.0f}),
-         KV_FORMAT_FMT,
-         1000000,
-         {1, 2, 0},
-         {0, 0, 0},
-         {0, 0, 0}},
+        {"liar.fmt", Native({0.0f, 1e6f, 1.0f, 2.0f}), KV_FORMAT_FMT, 1000000,
+         std::vector<float>{1, 0, 0, 2, 0, 0, 0, 0, 0}},
         // all idents present, frequencies cut short
-        {"liar2.fmt",
-         Native({0.0f, 3.0f, 1.0f, 2.0f, 3.0f, 100.0f}),
-         KV_FORMAT_FMT,
-         3,
-         {1, 2, 3},
-         {100, 0, 0},
-         {0, 0, 0}},
+        {"liar2.fmt", Native({0.0f, 3.0f, 1.0f, 2.0f, 3.0f, 100.0f}), KV_FORMAT_FMT, 3,
+         std::vector<float>{1, 100, 0, 2, 0, 0, 3, 0, 0}},
         // peaks are numbered whatever came
-        {"liar.picsbin",
-         Native({0.0f, 1000000.0f, 440.0f}),
-         KV_FORMAT_PICSBIN,
-         1000000,
-         {1, 2, 3},
-         {440, 0, 0},
-         {0, 0, 0}},
-        {"liar2.picsbin",
-         Native({0.0f, 2.0f, 440.0f, 880.0f, 0.5f}),
-         KV_FORMAT_PICSBIN,
-         2,
-         {1, 2},
-         {440, 880},
-         {0.5f, 0}},
+        {"liar.picsbin", Native({0.0f, 1e6f, 440.0f}), KV_FORMAT_PICSBIN, 1000000,
+         std::vector<float>{1, 440, 0, 2, 0, 0, 1e6f, 0, 0}},
+        {"liar2.picsbin", Native({0.0f, 2.0f, 440.0f, 880.0f, 0.5f}), KV_FORMAT_PICSBIN, 2,
+         std::vector<float>{1, 440, 0.5f, 2, 880, 0}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         FILEIO* f = OpenPlain(c.name, c.bytes, c.format);
-        const bool peaks = c.format == KV_FORMAT_PICSBIN;
         auto read = [&](PartialSet& set) {
-            return peaks ? Kv2ReadPeaksSet2(f, set, -1, 1.0f) : Kv2ReadPartialSet(f, set);
+            return c.format == KV_FORMAT_PICSBIN ? Kv2ReadPeaksSet2(f, set, -1, 1.0f)
+                                                 : Kv2ReadPartialSet(f, set);
         };
         PartialSet set;
         EXPECT_EQ(testsupport::CaptureStderr([&] { EXPECT_TRUE(read(set)); }), "");
         ASSERT_EQ(set.size(), c.n);
-        for (size_t i = 0; i < c.ids.size(); ++i) {
-            EXPECT_EQ(set[i].id, c.ids[i]) << i;
-            EXPECT_EQ(set[i].freq, c.freq[i]) << i;
-            EXPECT_EQ(set[i].amp, c.amp[i]) << i;
+        const int listed = static_cast<int>(c.expected.size() / 3);
+        for (int k = 0; k < listed; ++k) {
+            const int i = k == listed - 1 ? c.n - 1 : k;
+            EXPECT_EQ(set[i].id, static_cast<int>(c.expected[3 * k])) << i;
+            EXPECT_EQ(set[i].freq, c.expected[3 * k + 1]) << i;
+            EXPECT_EQ(set[i].amp, c.expected[3 * k + 2]) << i;
             EXPECT_EQ(set[i].phase, 0.0f) << i;
             EXPECT_EQ(set[i].state, PartialSet::ePartial) << i;
-        }
-        if (c.n > static_cast<int>(c.ids.size())) {  // the last entry, never read
-            EXPECT_EQ(set[c.n - 1].id, peaks ? c.n : 0);
-            EXPECT_EQ(set[c.n - 1].freq, 0.0f);
-            EXPECT_EQ(set[c.n - 1].state, PartialSet::ePartial);
         }
         EXPECT_FALSE(read(set));
         Kv2CloseFile(f);

@@ -1,0 +1,235 @@
+// Tidy tables: track and note building from frames, the reading of partial
+// data from files built byte by byte here, and number texts that read back
+// to the stored values.
+#include "Tidy.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <random>
+
+#include "TestSupport.h"
+
+using namespace testsupport;
+
+namespace {
+
+Tidy::Frame MakeFrame(double time, const std::vector<std::pair<double, double>>& indexAndFreq,
+                      const std::vector<double>& ends = {}) {
+    Tidy::Frame f;
+    f.time = time;
+    for (const auto& r : indexAndFreq) f.rows.push_back(Tidy::Row{r.first, r.second, 0.5, 0.0});
+    for (double e : ends) f.ends.push_back(Tidy::Row{e, NAN, NAN, NAN});
+    return f;
+}
+
+std::vector<double> Frequencies(const Tidy::Track& t) {
+    std::vector<double> f;
+    for (const Tidy::Point& p : t.points) f.push_back(p.frequency);
+    return f;
+}
+
+std::vector<double> Times(const Tidy::Track& t) {
+    std::vector<double> times;
+    for (const Tidy::Point& p : t.points) times.push_back(p.time);
+    return times;
+}
+
+}  // namespace
+
+TEST(TrackBuilder, TracksFollowAnIndexThroughConsecutiveFramesOnly) {
+    // Index 5 leaves at t=2 and comes back at t=3: a new track.  Index 7
+    // comes twice at t=0: the second row is a track of its own, and t=1
+    // continues the first.  Numbers follow first points, in row order.
+    Tidy::TrackBuilder b;
+    b.Add(MakeFrame(0, {{5, 100}, {7, 200}, {7, 300}}));
+    b.Add(MakeFrame(1, {{7, 201}, {5, 101}}));
+    b.Add(MakeFrame(2, {{7, 202}}));
+    b.Add(MakeFrame(3, {{5, 103}, {7, 203}}));
+    const std::vector<Tidy::Track>& t = b.Tracks();
+    ASSERT_EQ(t.size(), 4u);
+    EXPECT_EQ(t[0].index, 5);
+    EXPECT_EQ(Frequencies(t[0]), (std::vector<double>{100, 101}));
+    EXPECT_EQ(Times(t[0]), (std::vector<double>{0, 1}));
+    EXPECT_EQ(t[1].index, 7);
+    EXPECT_EQ(Frequencies(t[1]), (std::vector<double>{200, 201, 202, 203}));
+    EXPECT_EQ(t[2].index, 7);
+    EXPECT_EQ(Frequencies(t[2]), (std::vector<double>{300}));
+    EXPECT_EQ(t[3].index, 5);
+    EXPECT_EQ(Times(t[3]), (std::vector<double>{3}));
+}
+
+TEST(NoteBuilder, EndsComeBeforeBeginningsAndOpenNotesEndAtTheLastFrame) {
+    Tidy::NoteBuilder b;
+    b.Add(MakeFrame(0, {{1, 220}, {2, 330}}));
+    b.Add(MakeFrame(0.5, {{1, 440}}, {1, 9}));  // 1 ends and begins again; 9 never began
+    b.Add(MakeFrame(1, {{2, 550}}));            // 2 begins while sounding: the old one ends
+    b.Add(MakeFrame(2, {}, {2}));
+    b.Add(MakeFrame(3, {}));
+    const std::vector<Tidy::Note>& n = b.Finish();
+    ASSERT_EQ(n.size(), 4u);
+    const struct {
+        double index, start, end, frequency;
+        bool ended;
+    } expected[] = {{1, 0, 0.5, 220, true},
+                    {2, 0, 1, 330, true},
+                    {1, 0.5, 3, 440, false},
+                    {2, 1, 2, 550, true}};
+    for (size_t i = 0; i < 4; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(n[i].index, expected[i].index);
+        EXPECT_EQ(n[i].start, expected[i].start);
+        EXPECT_EQ(n[i].end, expected[i].end);
+        EXPECT_EQ(n[i].frequency, expected[i].frequency);
+        EXPECT_EQ(n[i].ended, expected[i].ended);
+    }
+}
+
+TEST(TidyReader, FirstStreamWithPartialDataIsReadAndEverythingElsePassedOver) {
+    // An undeclared frame type, of unknown size with a padded matrix, comes
+    // first: the SDIF library would refuse it, the reader walks over it.
+    std::string unknown;
+    PutMatrixHeader(unknown, "XMAT", 0x0102, 1, 3);  // 6 bytes of int2, 2 of padding
+    unknown += std::string(8, '\x01');
+    PutMatrixHeader(unknown, "XMAT", 0x0004, 0, 4);
+    TestMatrix wide = TrcMatrix("1TRC", {{1, 0.1, 0.2, 0.3}});
+    wide.dataType = 0x0008;
+    const std::string bytes =
+        SdifHeader() + FrameBytes("XFRM", 0, 2, unknown, 0.0, 0xFFFFFFFF) +
+        SdifFrame("1TRC", 2, 0.0, {TrcMatrix("1TRC", {{1, 100, 0.5, 0}, {2, 200, 0.25, 1}})}) +
+        SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{1, 900, 0.5, 0}})}) +
+        SdifFrame("1HRM", 2, 0.1, {TrcMatrix("1HRM", {{1, 800, 0.5, 0}})}) +
+        SdifFrame("1TRC", 2, 0.1, {wide});
+    const std::string path = SaveTemp("streams.sdif", bytes);
+
+    Tidy::Tables first = Tidy::ReadFrames(path);
+    EXPECT_EQ(first.kind, Tidy::Kind::kPartials);
+    EXPECT_EQ(first.stream, 2u);
+    ASSERT_EQ(first.frames.size(), 2u);
+    ASSERT_EQ(first.frames[0].rows.size(), 2u);
+    EXPECT_EQ(first.frames[0].rows[1].index, 2);
+    EXPECT_EQ(first.frames[0].rows[1].frequency, 200);
+    EXPECT_TRUE(first.frames[0].rows[1].float32);
+    // A float64 matrix keeps its values whole.
+    ASSERT_EQ(first.frames[1].rows.size(), 1u);
+    EXPECT_EQ(first.frames[1].time, 0.1);
+    EXPECT_EQ(first.frames[1].rows[0].frequency, 0.1);
+    EXPECT_EQ(first.frames[1].rows[0].phase, 0.3);
+    EXPECT_FALSE(first.frames[1].rows[0].float32);
+
+    Tidy::Tables zero = Tidy::ReadTracks(path, 0);
+    EXPECT_EQ(zero.stream, 0u);
+    ASSERT_EQ(zero.tracks.size(), 1u);
+    EXPECT_EQ(zero.tracks[0].points[0].frequency, 900);
+    // A selection after the name narrows what is read: here the times.
+    EXPECT_EQ(Tidy::ReadFrames(path + "::@0.05-1").frames.size(), 1u);
+}
+
+TEST(TidyReader, PeaksAreNumberedByRowAndChordFramesSplitEndsFromBeginnings) {
+    TestMatrix peaks{"1PIC", 0x0004, 2, 3, {220, 0.3, 0, 330, 0.1, 0.5}};
+    const std::string path =
+        SaveTemp("peaks.sdif", SdifHeader() + SdifFrame("1PIC", 0, 0.0, {peaks}));
+    Tidy::Tables p = Tidy::ReadTracks(path);
+    EXPECT_EQ(p.kind, Tidy::Kind::kPeaks);
+    EXPECT_TRUE(p.tracks.empty());
+    Tidy::Tables pf = Tidy::ReadFrames(path);
+    ASSERT_EQ(pf.frames[0].rows.size(), 2u);
+    EXPECT_EQ(pf.frames[0].rows[1].index, 1);
+    EXPECT_EQ(pf.frames[0].rows[1].frequency, 330);
+    EXPECT_EQ(pf.frames[0].rows[1].phase, 0.5);
+
+    // Notes A (220 Hz) and B (330 Hz) begin at 0; A ends at 0.5 where C
+    // (440 Hz) begins; B and C end at 1.
+    const std::string chords = std::string(SDIF2COLUMNS_SOURCE_DIR) + "/examples/chords.sdif";
+    Tidy::Tables c = Tidy::ReadFrames(chords);
+    EXPECT_EQ(c.kind, Tidy::Kind::kChords);
+    ASSERT_EQ(c.frames.size(), 3u);
+    EXPECT_EQ(c.frames[0].rows.size(), 2u);
+    EXPECT_TRUE(c.frames[0].ends.empty());
+    ASSERT_EQ(c.frames[1].ends.size(), 1u);
+    EXPECT_TRUE(std::isnan(c.frames[1].ends[0].frequency));
+    ASSERT_EQ(c.frames[1].rows.size(), 1u);
+    EXPECT_EQ(c.frames[1].rows[0].frequency, 440);
+    EXPECT_EQ(c.frames[2].ends.size(), 2u);
+    const std::vector<Tidy::Note> notes = Tidy::ReadTracks(chords).notes;
+    ASSERT_EQ(notes.size(), 3u);
+    EXPECT_EQ(notes[0].frequency, 220);
+    EXPECT_EQ(notes[0].end, 0.5);
+    EXPECT_EQ(notes[1].end, 1);
+    EXPECT_EQ(notes[2].start, 0.5);
+}
+
+TEST(TidyReader, FailuresNameTheFileAndTheReason) {
+    const std::string frame = SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{1, 100, 0.5, 0}})});
+    TestMatrix three{"1TRC", 0x0004, 1, 3, {1, 100, 0.5}};
+    TestMatrix begins{"1BEG", 0x0104, 2, 1, {1, 2}};
+    const struct {
+        const char* name;
+        std::string bytes;  // empty: no file at all
+        int64_t stream;
+        std::string reason;
+    } cases[] = {
+        {"missing.sdif", "", -1, "No such file or directory"},
+        {"text.sdif", "hello, world\n", -1, "not an SDIF file"},
+        {"cut.sdif", SdifHeader() + frame.substr(0, 30), -1, "truncated at byte 46"},
+        {"fq0.sdif",
+         SdifHeader() + SdifFrame("1FQ0", 0, 0.0, {TestMatrix{"1FQ0", 0x0004, 1, 1, {100}}}), -1,
+         "no partial data (no 1TRC, 1HRM or 1PIC frame, nor a 1MRK frame with 1BEG and 1TRC "
+         "matrices)"},
+        {"other.sdif", SdifHeader() + frame, 5, "stream 5 holds no partial data"},
+        {"three.sdif", SdifHeader() + SdifFrame("1TRC", 0, 0.25, {three}), -1,
+         "the 1TRC matrix at time 0.25 has 3 columns, 4 needed"},
+        {"chord.sdif",
+         SdifHeader() +
+             SdifFrame("1MRK", 0, 0.0, {begins, TrcMatrix("1TRC", {{1, 100, 0.5, 0}})}),
+         -1, "the chord frame at time 0 begins 2 notes but gives 1 rows of values"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string path = TempPath(c.name);
+        if (!c.bytes.empty()) WriteFile(path, c.bytes);
+        try {
+            Tidy::ReadFrames(path, c.stream);
+            ADD_FAILURE() << "no error";
+        } catch (const Tidy::Error& e) {
+            EXPECT_EQ(e.what(), path + ": " + c.reason);
+        }
+    }
+}
+
+TEST(AppendNumber, ShortestTextReadsBackToTheStoredValue) {
+    const struct {
+        double value;
+        bool float32;
+        const char* text;
+    } cases[] = {
+        {0.1f, true, "0.1"},       {0.1, false, "0.1"},
+        {1e-7f, true, "1e-07"},    {440, true, "440"},
+        {-0.0, false, "-0"},       {std::numeric_limits<double>::infinity(), true, "inf"},
+        {-HUGE_VAL, false, "-inf"}, {-std::nan(""), true, "nan"},
+    };
+    for (const auto& c : cases) {
+        std::string text;
+        Tidy::AppendNumber(text, c.value, c.float32);
+        EXPECT_EQ(text, c.text);
+    }
+    // Any bit pattern: the text parses back to the same float or double.
+    std::mt19937_64 random(21);
+    for (int i = 0; i < 20000; ++i) {
+        const uint64_t bits = random();
+        float f;
+        double d;
+        const uint32_t low = static_cast<uint32_t>(bits);
+        std::memcpy(&f, &low, sizeof f);
+        std::memcpy(&d, &bits, sizeof d);
+        if (!std::isfinite(f) || !std::isfinite(d)) continue;
+        std::string tf, td;
+        Tidy::AppendNumber(tf, f, true);
+        Tidy::AppendNumber(td, d, false);
+        ASSERT_EQ(std::strtof(tf.c_str(), nullptr), f) << tf;
+        ASSERT_EQ(std::strtod(td.c_str(), nullptr), d) << td;
+    }
+}

@@ -1,6 +1,7 @@
-# Installation: the program, the three libraries with their headers, a CMake
-# package (find_package(sdif2columns) gives sdif2columns::sdif, ::ondel and
-# ::kv2), a pkg-config file per library and the manual page.
+# Installation: the programs (sdif2columns and sdiftool), the three libraries
+# with their headers, a CMake package (find_package(sdif2columns) gives
+# sdif2columns::sdif, ::ondel and ::kv2), a pkg-config file per library and
+# the manual pages.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -50,5 +51,9 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/InstallPkgConfig.cmake.in
     ${PROJECT_BINARY_DIR}/cmake/InstallPkgConfig.cmake @ONLY)
 install(SCRIPT ${PROJECT_BINARY_DIR}/cmake/InstallPkgConfig.cmake)
 
-install(FILES ${PROJECT_SOURCE_DIR}/man/sdif2columns.1
+# sdiftool is a program only: its libraries (sdiftidy, sdifcli) stay in the
+# build tree.
+install(TARGETS sdiftool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+install(FILES ${PROJECT_SOURCE_DIR}/man/sdif2columns.1 ${PROJECT_SOURCE_DIR}/man/sdiftool.1
     DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

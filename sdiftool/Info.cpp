@@ -48,11 +48,11 @@ struct StreamId {
 // What sdif2columns makes of the file.
 struct Verdict {
     bool reads = false;
-    uint32_t stream = 0;     // the stream holding partial data, when one does
-    std::string kind;        // its frame signature, empty when none does
-    uint64_t frames = 0;     // frames sdif2columns reads
-    std::string text;        // one sentence
-    std::string remedy;      // commands that make it readable, or empty
+    uint32_t stream = 0;  // the stream holding partial data, when one does
+    std::string kind;     // its frame signature, empty when none does
+    uint64_t frames = 0;  // frames sdif2columns reads
+    std::string text;     // one sentence
+    std::string remedy;   // commands that make it readable, or empty
 };
 
 struct FileInfo {
@@ -132,8 +132,9 @@ class Walk {
         if (s.count++ == 0) s.first = h.time;
         const bool data = !IsAsciiChunk(h.signature);
         if (data && h.stream == 0) mFound.stream0HasFrames = true;
-        if (!s.known) Unreadable("the " + Tidy::SignatureText(h.signature) + " frame at byte " +
-                                 std::to_string(h.at));
+        if (!s.known)
+            Unreadable("the " + Tidy::SignatureText(h.signature) + " frame at byte " +
+                       std::to_string(h.at));
 
         const bool sized = h.size != Tidy::kUnknownFrameSize;
         const uint64_t body = h.size >= 16 ? h.size - 16u : 0u;
@@ -141,9 +142,9 @@ class Walk {
         mSignatures.clear();
         // The converter reads every matrix of the stream-0 frames it looks
         // at: those up to the one deciding the kind, then those of its kind.
-        const bool read = h.stream == 0 && (!mFound.stream0Found ||
-                                            Tidy::KindSignature(mFound.stream0Kind) ==
-                                                Tidy::SignatureText(h.signature));
+        const bool read =
+            h.stream == 0 && (!mFound.stream0Found || Tidy::KindSignature(mFound.stream0Kind) ==
+                                                          Tidy::SignatureText(h.signature));
         for (uint32_t m = 0; m < h.nbMatrix; ++m) {
             if (sized && used + 16 > body) Overrun(h);
             const Tidy::MatrixHeader mh = walk.ReadMatrixHeader();
@@ -225,7 +226,7 @@ class Walk {
     FileInfo& mInfo;
     SdifFileT* mFile;
     std::map<std::pair<uint32_t, SdifSignature>, size_t> mIndex;  // -> mInfo.frames
-    std::vector<SdifSignature> mSignatures;                        // of the frame's matrices
+    std::vector<SdifSignature> mSignatures;                       // of the frame's matrices
     Findings mFound;
 };
 
@@ -253,11 +254,11 @@ Verdict Judge(const FileInfo& info, const Findings& found) {
         v.stream = found.otherStream;
         v.kind = Tidy::KindSignature(found.otherKind);
     }
-    const std::string what = v.kind.empty() ? std::string()
-                                            : v.kind + " frames, " +
-                                                  Tidy::KindName(found.stream0Found
-                                                                     ? found.stream0Kind
-                                                                     : found.otherKind);
+    const std::string what =
+        v.kind.empty()
+            ? std::string()
+            : v.kind + " frames, " +
+                  Tidy::KindName(found.stream0Found ? found.stream0Kind : found.otherKind);
     if (!info.error.empty() || !found.unreadable.empty()) {
         v.text = "sdif2columns cannot read this file: " +
                  (info.error.empty() ? found.unreadable : "it is " + info.error) + ".";
@@ -276,8 +277,10 @@ Verdict Judge(const FileInfo& info, const Findings& found) {
         return v;
     }
     const std::string s = std::to_string(v.stream);
-    v.text = "sdif2columns reads nothing from this file: it reads stream 0 only, and the "
-             "partial data (" + what + ") is in stream " + s + ".";
+    v.text =
+        "sdif2columns reads nothing from this file: it reads stream 0 only, and the "
+        "partial data (" +
+        what + ") is in stream " + s + ".";
     const std::string file = Cli::StripSelection(info.name);
     const bool stdinput = file.empty() || file == "-" || file == "stdin";
     const std::string in = stdinput ? "IN.sdif" : ShellWord(file);
@@ -336,7 +339,8 @@ FileInfo Describe(const std::string& name) {
 
     // Standard input cannot tell its position: the chunks read so far can.
     long at = std::ftell(sdif->Stream);
-    if (at < 0) at = static_cast<long>(entity.GetGeneralHeaderSize() + entity.GetAsciiChunksSize() + 4);
+    if (at < 0)
+        at = static_cast<long>(entity.GetGeneralHeaderSize() + entity.GetAsciiChunksSize() + 4);
     Tidy::ByteWalk walk(sdif, at);
     Walk frames(info, sdif);
     try {
@@ -346,8 +350,9 @@ FileInfo Describe(const std::string& name) {
     } catch (const std::exception& e) {
         info.error = e.what();
     }
-    std::stable_sort(info.frames.begin(), info.frames.end(),
-                     [](const FrameSummary& a, const FrameSummary& b) { return a.stream < b.stream; });
+    std::stable_sort(
+        info.frames.begin(), info.frames.end(),
+        [](const FrameSummary& a, const FrameSummary& b) { return a.stream < b.stream; });
     info.verdict = Judge(info, frames.Found());
     return info;
 }
@@ -369,7 +374,8 @@ std::string Text(const FileInfo& info) {
         for (const auto& nv : info.tables[i].GetNameValues())
             t += "    " + nv.first + ": " + nv.second + "\n";
     }
-    if (info.types.empty()) t += "  declared types: none\n";
+    if (info.types.empty())
+        t += "  declared types: none\n";
     else {
         t += "  declared types:\n";
         size_t start = 0;
@@ -380,8 +386,10 @@ std::string Text(const FileInfo& info) {
             start = end + 1;
         }
     }
-    if (info.streamIds.empty()) t += "  stream IDs: none\n";
-    else t += "  stream IDs:\n";
+    if (info.streamIds.empty())
+        t += "  stream IDs: none\n";
+    else
+        t += "  stream IDs:\n";
     for (const StreamId& id : info.streamIds)
         t += "    " + std::to_string(id.id) + " " + id.source + ":" + id.treeWay + "\n";
     if (info.frames.empty()) t += "  frames: none\n";
@@ -395,8 +403,7 @@ std::string Text(const FileInfo& info) {
             for (size_t i = 0; i < m.dataTypes.size(); ++i)
                 t += (i ? ", " : "") + DataTypeText(m.dataTypes[i]);
             t += ", rows " + Range(m.rowsMin, m.rowsMax) + ", columns " +
-                 Range(m.columnsMin, m.columnsMax) + (m.known ? "" : " (type not declared)") +
-                 "\n";
+                 Range(m.columnsMin, m.columnsMax) + (m.known ? "" : " (type not declared)") + "\n";
         }
     }
     t += "  " + info.verdict.text + "\n";
@@ -470,8 +477,8 @@ std::string Json(const FileInfo& info) {
              ", \"matrices\": [";
         for (size_t k = 0; k < s.matrices.size(); ++k) {
             const MatrixSummary& m = s.matrices[k];
-            j += std::string(k ? ", " : "") + "{\"signature\": " +
-                 JsonString(Tidy::SignatureText(m.signature)) +
+            j += std::string(k ? ", " : "") +
+                 "{\"signature\": " + JsonString(Tidy::SignatureText(m.signature)) +
                  ", \"declared\": " + (m.known ? "true" : "false") + ", \"data_types\": [";
             for (size_t t = 0; t < m.dataTypes.size(); ++t)
                 j += (t ? ", " : "") + JsonString(DataTypeText(m.dataTypes[t]));

@@ -171,9 +171,8 @@ int Restream(const Args& args) {
         for (const Move& other : o.moves) vacated = vacated || other.from == m.to;
         if (frames.count(m.to) && !vacated)
             throw Failure("stream " + std::to_string(m.to) + " of " + o.input + " already holds " +
-                          std::to_string(frames[m.to]) +
-                          " frames: moving stream " + std::to_string(m.from) +
-                          " there would merge two streams");
+                          std::to_string(frames[m.to]) + " frames: moving stream " +
+                          std::to_string(m.from) + " there would merge two streams");
     }
     out.Finish();
     if (std::rename(temporary.name.c_str(), o.output.c_str()) != 0)

@@ -168,9 +168,9 @@ int Tables(const Args& args, bool tracks) {
     }
 
     std::unique_ptr<Output> out =
-        o.output.empty() ? std::make_unique<Output>()
-                         : std::make_unique<Output>(Output::OpenNotInput(o.output, o.input),
-                                                    o.output);
+        o.output.empty()
+            ? std::make_unique<Output>()
+            : std::make_unique<Output>(Output::OpenNotInput(o.output, o.input), o.output);
     Lines lines(*out, o.separator);
     const bool chords = kind == Tidy::Kind::kChords;
     if (tracks && chords) {

@@ -64,9 +64,8 @@ void AppendNumber(std::string& out, double value, bool float32) {
         return;
     }
     char text[64];
-    const std::to_chars_result r = float32
-                                       ? std::to_chars(text, text + sizeof text, float(value))
-                                       : std::to_chars(text, text + sizeof text, value);
+    const std::to_chars_result r = float32 ? std::to_chars(text, text + sizeof text, float(value))
+                                           : std::to_chars(text, text + sizeof text, value);
     out.append(text, r.ptr);
 }
 
@@ -194,7 +193,8 @@ struct Reader::Impl {
                 return;
             }
             case Kind::kPeaks:
-                if (const Ondel::SDIFMatrix* m = Matrix(Kv2::k1PIC, 3)) TakeRows(*m, true, out.rows);
+                if (const Ondel::SDIFMatrix* m = Matrix(Kv2::k1PIC, 3))
+                    TakeRows(*m, true, out.rows);
                 return;
             case Kind::kChords:
                 break;
@@ -216,7 +216,8 @@ struct Reader::Impl {
     }
 
     std::string NoData() const {
-        if (wanted >= 0) return name + ": stream " + std::to_string(wanted) + " holds no partial data";
+        if (wanted >= 0)
+            return name + ": stream " + std::to_string(wanted) + " holds no partial data";
         return name +
                ": no partial data (no 1TRC, 1HRM or 1PIC frame, nor a 1MRK frame with 1BEG and "
                "1TRC matrices)";

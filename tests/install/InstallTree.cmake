@@ -11,7 +11,7 @@ if(NOT rc EQUAL 0)
 endif()
 
 foreach(file
-        bin/sdif2columns
+        bin/sdif2columns bin/sdiftool
         ${LIBDIR}/libsdif.a ${LIBDIR}/libondel.a ${LIBDIR}/libkv2.a
         include/sdif/sdif.h include/sdif/SdifGlobals.h include/sdif/SdifAssert.h
         include/ondel/sdifentity.h include/ondel/selectionset.h
@@ -20,7 +20,7 @@ foreach(file
         ${LIBDIR}/cmake/sdif2columns/sdif2columnsConfigVersion.cmake
         ${LIBDIR}/cmake/sdif2columns/sdif2columnsTargets.cmake
         ${LIBDIR}/pkgconfig/sdif.pc ${LIBDIR}/pkgconfig/ondel.pc ${LIBDIR}/pkgconfig/kv2.pc
-        ${MANDIR}/man1/sdif2columns.1)
+        ${MANDIR}/man1/sdif2columns.1 ${MANDIR}/man1/sdiftool.1)
     if(NOT EXISTS ${PREFIX}/${file})
         message(FATAL_ERROR "not installed: ${file}")
     endif()
@@ -45,9 +45,16 @@ foreach(lib sdif ondel kv2)
         message(FATAL_ERROR "${lib}.pc: '${line}', expected prefix ${PREFIX}")
     endif()
 endforeach()
-file(STRINGS ${PREFIX}/${MANDIR}/man1/sdif2columns.1 line REGEX "^\\.TH ")
-if(NOT line MATCHES "\"sdif2columns ${VERSION}\"")
-    message(FATAL_ERROR "manual page title '${line}' lacks \"sdif2columns ${VERSION}\"")
+foreach(program sdif2columns sdiftool)
+    file(STRINGS ${PREFIX}/${MANDIR}/man1/${program}.1 line REGEX "^\\.TH ")
+    if(NOT line MATCHES "\"${program} ${VERSION}\"")
+        message(FATAL_ERROR "manual page title '${line}' lacks \"${program} ${VERSION}\"")
+    endif()
+endforeach()
+execute_process(COMMAND ${PREFIX}/bin/sdiftool --version
+    RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT rc EQUAL 0 OR NOT out STREQUAL "sdiftool ${VERSION}\n")
+    message(FATAL_ERROR "installed sdiftool --version: status ${rc}, '${out}' '${err}'")
 endif()
 
 # The installed program is the built one: same refusal, same output.

@@ -73,8 +73,9 @@ std::string ChordFile() {
            SdifFrame("1MRK", 0, 0.0,
                      {ints("1BEG", {1, 2}),
                       TrcMatrix("1TRC", {{1, 220, 0.25, 0}, {2, 330, 0.125, 0.5}})}) +
-           SdifFrame("1MRK", 0, 0.5,
-                     {ints("1END", {1}), ints("1BEG", {3}), TrcMatrix("1TRC", {{3, 440, 0.1, 1}})}) +
+           SdifFrame(
+               "1MRK", 0, 0.5,
+               {ints("1END", {1}), ints("1BEG", {3}), TrcMatrix("1TRC", {{3, 440, 0.1, 1}})}) +
            SdifFrame("1MRK", 0, 1.0, {ints("1END", {2})});
 }
 
@@ -100,7 +101,8 @@ TEST(SdiftoolInfo, StreamOneFileIsDescribedAndItsRemedyWorks) {
         ASSERT_EQ(f.matrices.size(), 1u);
         ASSERT_EQ(f.matrices[0].rows, 10u);
     }
-    const std::string head = "  stream 1, 1TRC: " + std::to_string(raw.size()) + " frames, time 0 to ";
+    const std::string head =
+        "  stream 1, 1TRC: " + std::to_string(raw.size()) + " frames, time 0 to ";
     ASSERT_EQ(lines[5].substr(0, head.size()), head);
     EXPECT_EQ(std::strtod(lines[5].c_str() + head.size(), nullptr), raw.back().time);
     EXPECT_EQ(lines[6], "    matrix 1TRC: float4, rows 10, columns 4");
@@ -117,9 +119,9 @@ TEST(SdiftoolInfo, StreamOneFileIsDescribedAndItsRemedyWorks) {
     const RunResult converted = RunProgram({ConverterPath(), out});
     EXPECT_EQ(converted.status, 0);
     EXPECT_EQ(Lines(converted.out).size(), raw.size() * (1 + 10 + 2));
-    EXPECT_TRUE(Contains(Tool({"info", out}).out, "sdif2columns reads stream 0: " +
-                                                      std::to_string(raw.size()) +
-                                                      " 1TRC frames, partial tracks."));
+    EXPECT_TRUE(Contains(Tool({"info", out}).out,
+                         "sdif2columns reads stream 0: " + std::to_string(raw.size()) +
+                             " 1TRC frames, partial tracks."));
 }
 
 TEST(SdiftoolInfo, TextChunksAndUndeclaredTypesAreListed) {
@@ -128,13 +130,14 @@ TEST(SdiftoolInfo, TextChunksAndUndeclaredTypesAreListed) {
                     TextMatrixBytes("1NVT", std::string("TableName\tTest\nCreator\tme\n\0", 28)));
     s += FrameBytes("1TYP", 0xFFFFFFFF, 1,
                     TextMatrixBytes("1TYP", std::string("1MTD XMAT {a, b}\n\0", 18)));
-    s += FrameBytes("1IDS", 0xFFFFFFFE, 1, TextMatrixBytes("1IDS", std::string("1 src:tree;\n\0", 13)));
+    s += FrameBytes("1IDS", 0xFFFFFFFE, 1,
+                    TextMatrixBytes("1IDS", std::string("1 src:tree;\n\0", 13)));
     const size_t firstFrame = s.size();
     s += SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{1, 440, 0.5, 0}})});
     const size_t unknownFrame = s.size();
-    s += SdifFrame("XFRM", 3, 0.5,
-                   {TestMatrix{"XMAT", 0x0008, 2, 2, {1, 2, 3, 4}},
-                    TestMatrix{"XUND", 0x0004, 1, 1, {1}}});
+    s += SdifFrame(
+        "XFRM", 3, 0.5,
+        {TestMatrix{"XMAT", 0x0008, 2, 2, {1, 2, 3, 4}}, TestMatrix{"XUND", 0x0004, 1, 1, {1}}});
     s += SdifFrame("1TRC", 0, 0.25, {TrcMatrix("1TRC", {{1, 441, 0.5, 0}, {2, 880, 0.1, 0}})});
     const std::string path = SaveTemp("chunks.sdif", s);
     const RunResult r = Tool({"info", path});
@@ -143,15 +146,18 @@ TEST(SdiftoolInfo, TextChunksAndUndeclaredTypesAreListed) {
     EXPECT_TRUE(Contains(t, "  name-value table 1:\n    Creator: me\n    TableName: Test\n")) << t;
     EXPECT_TRUE(Contains(t, "  declared types:\n    1MTD XMAT {a, b")) << t;
     EXPECT_TRUE(Contains(t, "  stream IDs:\n    1 src:tree\n")) << t;
-    EXPECT_TRUE(Contains(t, "  stream 0, 1TRC: 2 frames, time 0 to 0.25\n"
-                            "    matrix 1TRC: float4, rows 1-2, columns 4\n"
-                            "  stream 3, XFRM: 1 frame, time 0.5 (type not declared)\n"
-                            "    matrix XMAT: float8, rows 2, columns 2\n"
-                            "    matrix XUND: float4, rows 1, columns 1 (type not declared)\n"))
+    EXPECT_TRUE(Contains(t,
+                         "  stream 0, 1TRC: 2 frames, time 0 to 0.25\n"
+                         "    matrix 1TRC: float4, rows 1-2, columns 4\n"
+                         "  stream 3, XFRM: 1 frame, time 0.5 (type not declared)\n"
+                         "    matrix XMAT: float8, rows 2, columns 2\n"
+                         "    matrix XUND: float4, rows 1, columns 1 (type not declared)\n"))
         << t;
-    EXPECT_TRUE(Contains(t, "sdif2columns cannot read this file: the SDIF library stops at the "
-                            "XFRM frame at byte " + std::to_string(unknownFrame) +
-                            ", whose type is neither declared in the file nor predefined."))
+    EXPECT_TRUE(Contains(t,
+                         "sdif2columns cannot read this file: the SDIF library stops at the "
+                         "XFRM frame at byte " +
+                             std::to_string(unknownFrame) +
+                             ", whose type is neither declared in the file nor predefined."))
         << t;
     (void)firstFrame;
 }
@@ -201,8 +207,9 @@ TEST(SdiftoolInfo, BrokenFileIsDescribedUpToWhereItBreaks) {
         EXPECT_EQ(r.status, 1);
         EXPECT_EQ(r.err, "sdiftool info: " + name + ": truncated at byte 1000\n");
         EXPECT_TRUE(Contains(r.out, "  stream 0, 1TRC: " + std::to_string(headers) + " frames"));
-        EXPECT_TRUE(Contains(r.out, "  sdif2columns cannot read this file: it is truncated at "
-                                    "byte 1000.\n"));
+        EXPECT_TRUE(Contains(r.out,
+                             "  sdif2columns cannot read this file: it is truncated at "
+                             "byte 1000.\n"));
     }
     // Other files on the same line are still described.
     const RunResult r = Tool({"info", TempPath("none.sdif"), DataPath("saw-s0.sdif")});
@@ -256,9 +263,9 @@ TEST(SdiftoolRestream, OnlyTheStreamWordsOfMovedFramesChange) {
 }
 
 TEST(SdiftoolRestream, RefusalsLeaveNoOutputBehind) {
-    const std::string both =
-        SdifHeader() + SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{1, 440, 0.5, 0}})}) +
-        SdifFrame("1TRC", 1, 0.0, {TrcMatrix("1TRC", {{1, 440, 0.5, 0}})});
+    const std::string both = SdifHeader() +
+                             SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{1, 440, 0.5, 0}})}) +
+                             SdifFrame("1TRC", 1, 0.0, {TrcMatrix("1TRC", {{1, 440, 0.5, 0}})});
     const struct {
         const char* name;
         std::string bytes;
@@ -266,7 +273,10 @@ TEST(SdiftoolRestream, RefusalsLeaveNoOutputBehind) {
         bool outIsIn;
         std::string message;  // after "sdiftool restream: "
     } cases[] = {
-        {"merge", both, {"1:0"}, false,
+        {"merge",
+         both,
+         {"1:0"},
+         false,
          "stream 0 of {in} already holds 1 frames: moving stream 1 there would merge two streams"},
         {"absent", both, {"4:5"}, false, "{in} has no frame in stream 4"},
         {"twice", both, {"1:2", "1:3"}, false, "stream 1 is moved twice"},
@@ -294,8 +304,8 @@ TEST(SdiftoolRestream, RefusalsLeaveNoOutputBehind) {
         EXPECT_EQ(r.status, 1);
         EXPECT_EQ(r.err, "sdiftool restream: " + message + "\n");
         EXPECT_EQ(ReadFile(in), c.bytes);
-        const std::set<std::string> left =
-            c.outIsIn ? std::set<std::string>{"in.sdif", "out.sdif"} : std::set<std::string>{"in.sdif"};
+        const std::set<std::string> left = c.outIsIn ? std::set<std::string>{"in.sdif", "out.sdif"}
+                                                     : std::set<std::string>{"in.sdif"};
         EXPECT_EQ(Listing(dir), left);
     }
 }
@@ -320,7 +330,8 @@ TEST(SdiftoolTracks, ValuesReadBackAsStoredAndEachTrackComesOnce) {
 
     const RunResult r = Tool({"tracks", path});
     EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.err, "sdiftool tracks: " + path + ": reading stream 1, the first with partial data\n");
+    EXPECT_EQ(r.err,
+              "sdiftool tracks: " + path + ": reading stream 1, the first with partial data\n");
     const std::vector<std::string> lines = Lines(r.out);
     ASSERT_EQ(lines.size(), 1 + stored.size());
     EXPECT_EQ(lines[0], "track,index,time,frequency,amplitude,phase");
@@ -378,8 +389,10 @@ TEST(SdiftoolTables, ChordPeakAndSeparatorLayouts) {
     const std::string pic = SaveTemp("pic.sdif", SdifHeader() + SdifFrame("1PIC", 7, 2.5, {peaks}));
     r = Tool({"tracks", pic, "--sep", "\t"});
     EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.err, "sdiftool tracks: " + pic + ": reading stream 7, the first with partial data\n"
-                     "sdiftool tracks: " + pic +
+    EXPECT_EQ(r.err, "sdiftool tracks: " + pic +
+                         ": reading stream 7, the first with partial data\n"
+                         "sdiftool tracks: " +
+                         pic +
                          " holds spectral peaks (1PIC), which are not tracked: printing its "
                          "frames\n");
     EXPECT_EQ(r.out,
@@ -443,7 +456,8 @@ TEST(SdiftoolCommandLine, HelpVersionAndMistakes) {
          "sdiftool frames: 'x' is not a stream number (0 to 4294967295)\n"},
         {{"tracks", "a.sdif", "--stream"}, "sdiftool tracks: --stream needs a value\n"},
         {{"info", "--jsn", "a.sdif"}, "sdiftool info: unknown option --jsn\n"},
-        {{"restream", "--stream", "1-0", "a", "b"}, "sdiftool restream: --stream takes FROM:TO, not 1-0\n"},
+        {{"restream", "--stream", "1-0", "a", "b"},
+         "sdiftool restream: --stream takes FROM:TO, not 1-0\n"},
     };
     for (const auto& m : mistakes) {
         r = Tool(m.args);

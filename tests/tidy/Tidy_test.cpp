@@ -183,8 +183,7 @@ TEST(TidyReader, FailuresNameTheFileAndTheReason) {
         {"three.sdif", SdifHeader() + SdifFrame("1TRC", 0, 0.25, {three}), -1,
          "the 1TRC matrix at time 0.25 has 3 columns, 4 needed"},
         {"chord.sdif",
-         SdifHeader() +
-             SdifFrame("1MRK", 0, 0.0, {begins, TrcMatrix("1TRC", {{1, 100, 0.5, 0}})}),
+         SdifHeader() + SdifFrame("1MRK", 0, 0.0, {begins, TrcMatrix("1TRC", {{1, 100, 0.5, 0}})}),
          -1, "the chord frame at time 0 begins 2 notes but gives 1 rows of values"},
     };
     for (const auto& c : cases) {
@@ -206,9 +205,9 @@ TEST(AppendNumber, ShortestTextReadsBackToTheStoredValue) {
         bool float32;
         const char* text;
     } cases[] = {
-        {0.1f, true, "0.1"},       {0.1, false, "0.1"},
-        {1e-7f, true, "1e-07"},    {440, true, "440"},
-        {-0.0, false, "-0"},       {std::numeric_limits<double>::infinity(), true, "inf"},
+        {0.1f, true, "0.1"},        {0.1, false, "0.1"},
+        {1e-7f, true, "1e-07"},     {440, true, "440"},
+        {-0.0, false, "-0"},        {std::numeric_limits<double>::infinity(), true, "inf"},
         {-HUGE_VAL, false, "-inf"}, {-std::nan(""), true, "nan"},
     };
     for (const auto& c : cases) {

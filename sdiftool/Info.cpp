@@ -116,11 +116,6 @@ std::string Number(double value) {
     return text;
 }
 
-bool IsAsciiChunk(SdifSignature sig) {
-    return sig == SdifSignatureConst("1NVT") || sig == SdifSignatureConst("1TYP") ||
-           sig == SdifSignatureConst("1IDS");
-}
-
 class Walk {
    public:
     Walk(FileInfo& info, SdifFileT* file) : mInfo(info), mFile(file) {}
@@ -130,7 +125,7 @@ class Walk {
         FrameSummary& s = Summary(h);
         s.last = h.time;
         if (s.count++ == 0) s.first = h.time;
-        const bool data = !IsAsciiChunk(h.signature);
+        const bool data = !Tidy::IsTextChunk(h.signature);
         if (data && h.stream == 0) mFound.stream0HasFrames = true;
         if (!s.known)
             Unreadable("the " + Tidy::SignatureText(h.signature) + " frame at byte " +
@@ -312,15 +307,8 @@ std::vector<StreamId> StreamIds(SdifFileT* file) {
 FileInfo Describe(const std::string& name) {
     FileInfo info;
     info.name = name;
-    const std::string file = Cli::StripSelection(name);
-    if (!(file.empty() || file == "-" || file == "stdin")) {
-        FILE* f = std::fopen(file.c_str(), "rb");
-        if (!f) {
-            info.error = std::strerror(errno);
-            return info;
-        }
-        std::fclose(f);
-    }
+    info.error = Tidy::UnopenableReason(name);
+    if (!info.error.empty()) return info;
     Ondel::SDIFEntity entity;
     try {
         if (!entity.OpenRead(name.c_str())) info.error = "cannot be opened";

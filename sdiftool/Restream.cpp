@@ -9,11 +9,11 @@
 #include <memory>
 #include <random>
 
-#include "FrameWalk.h"
 #include "SafeOutput.h"
 #include "SdifFile.h"
 #include "SdifRWLowLevel.h"
 #include "SdifTool.h"
+#include "Tidy.h"
 #include "sdifentity.h"
 
 namespace SdifTool {
@@ -69,12 +69,6 @@ RestreamOptions ParseRestreamArgs(const Args& args) {
     return o;
 }
 
-// The ASCII chunks are frames too, but belong to no stream: never moved.
-bool IsAsciiChunk(SdifSignature sig) {
-    return sig == SdifSignatureConst("1NVT") || sig == SdifSignatureConst("1TYP") ||
-           sig == SdifSignatureConst("1IDS");
-}
-
 // A fresh file beside path, created here and nowhere else ("x" mode), so
 // that no other file is overwritten before the final rename.
 FILE* CreateTemporary(const std::string& path, std::string& name) {
@@ -113,12 +107,8 @@ int Restream(const Args& args) {
     if (Cli::SameRegularFile(o.input, o.output))
         throw Failure(o.output + " is the input file: name another output");
     Ondel::OndelInit("");
-    const std::string inputFile = Cli::StripSelection(o.input);
-    if (inputFile != "-" && inputFile != "stdin") {
-        FILE* f = std::fopen(inputFile.c_str(), "rb");
-        if (!f) throw Failure(inputFile + ": " + std::strerror(errno));
-        std::fclose(f);
-    }
+    const std::string unopenable = Tidy::UnopenableReason(o.input);
+    if (!unopenable.empty()) throw Failure(o.input + ": " + unopenable);
     std::unique_ptr<SdifFileT, SdifFileCloser> in(SdifFOpen(o.input.c_str(), eReadFile));
     if (!in) throw Failure(o.input + ": cannot be opened");
 
@@ -149,7 +139,8 @@ int Restream(const Args& args) {
         while (walk.NextSignature(sig)) {
             char raw[24];
             const Tidy::FrameHeader h = walk.ReadFrameHeader(sig, raw);
-            if (!IsAsciiChunk(sig)) {
+            // The text chunks belong to no stream: never moved.
+            if (!Tidy::IsTextChunk(sig)) {
                 ++frames[h.stream];
                 for (Move& m : o.moves)
                     if (m.from == h.stream) {

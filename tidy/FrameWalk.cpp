@@ -155,6 +155,11 @@ bool MatrixTypeKnown(SdifFileT* file, SdifSignature signature) {
             SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, signature));
 }
 
+bool IsTextChunk(SdifSignature signature) {
+    return signature == SdifSignatureConst("1NVT") || signature == SdifSignatureConst("1TYP") ||
+           signature == SdifSignatureConst("1IDS");
+}
+
 std::string SignatureText(SdifSignature signature) {
     std::string text;
     for (int i = 0; i < 4; ++i) {

@@ -96,6 +96,10 @@ class ByteWalk {
 bool FrameTypeKnown(SdifFileT* file, SdifSignature signature);
 bool MatrixTypeKnown(SdifFileT* file, SdifSignature signature);
 
+// The name-value tables, type declarations and stream IDs (1NVT, 1TYP,
+// 1IDS) are frames too, but of no stream.
+bool IsTextChunk(SdifSignature signature);
+
 // Four characters of a signature, for messages.
 std::string SignatureText(SdifSignature signature);
 

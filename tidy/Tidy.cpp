@@ -43,6 +43,15 @@ std::string TimeText(double time) {
 
 }  // namespace
 
+std::string UnopenableReason(const std::string& name) {
+    const std::string file = Cli::StripSelection(name);
+    if (ReadsStandardInput(file)) return "";
+    FILE* f = std::fopen(file.c_str(), "rb");
+    if (!f) return std::strerror(errno);
+    std::fclose(f);
+    return "";
+}
+
 std::string FailureReason(const std::string& name, const std::exception& error) {
     if (dynamic_cast<const Truncated*>(&error)) return error.what();
     if (const auto* sdif = dynamic_cast<const Ondel::SDIFException*>(&error)) {
@@ -229,14 +238,8 @@ Reader::Reader(const std::string& name, int64_t stream) : mImpl(new Impl) {
     m.name = name;
     m.wanted = stream;
     Ondel::OndelInit("");
-    // Checked here so that a missing file gives its reason, not a library
-    // notice on standard error.
-    const std::string file = Cli::StripSelection(name);
-    if (!ReadsStandardInput(file)) {
-        FILE* f = std::fopen(file.c_str(), "rb");
-        if (!f) throw Error(file + ": " + std::strerror(errno));
-        std::fclose(f);
-    }
+    const std::string unopenable = UnopenableReason(name);
+    if (!unopenable.empty()) throw Error(name + ": " + unopenable);
     try {
         if (!m.entity.OpenRead(name.c_str())) throw Error(name + ": cannot be opened");
         if (stream >= 0) {

@@ -156,6 +156,11 @@ void AppendNumber(std::string& out, double value, bool float32);
 // so, anything else gives the SDIF library's reason.
 std::string FailureReason(const std::string& name, const std::exception& error);
 
+// Why the file that name reads (its selection cut off) cannot be opened, or
+// empty when it can or when it is standard input ("-", "stdin" or empty).
+// Asked before the SDIF library opens it, which would print a notice.
+std::string UnopenableReason(const std::string& name);
+
 }  // namespace Tidy
 
 #endif

@@ -77,6 +77,9 @@ RunResult RunProgram(const std::vector<std::string>& argv, const RunOptions& opt
     int inPipe[2], outPipe[2], errPipe[2];
     RunResult r;
     if (pipe(inPipe) || pipe(outPipe) || pipe(errPipe)) return r;
+    // A program that exits without reading its input must not kill the
+    // feeding test process.
+    signal(SIGPIPE, SIG_IGN);
     pid_t pid = fork();
     if (pid == 0) {
         dup2(inPipe[0], 0);

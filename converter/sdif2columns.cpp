@@ -144,12 +144,23 @@ void FailWriting(Cli::WriteStatus status) {
     Sdif2ColumnsExit(1);
 }
 
+// The frame layout prints no track: a container that builds none while the
+// frames are printed saves the track memory (more than the frames' own) and
+// its page faults.  The track layout builds them as the library does.
+template <class T>
+class ConverterContainer final : public Quorlin::PartialsContainer<T> {
+   public:
+    void UpdatePartials() override {
+        if (gOutputPartials) Quorlin::PartialsContainer<T>::UpdatePartials();
+    }
+};
+
 // Reads the whole file into a container of T and prints it.
 template <class T>
 static void PrintFile(char const* path, Kv2::KvFormat format, int aux) {
     bool ok = false;
     {
-        Quorlin::PartialsContainer<T> container;
+        ConverterContainer<T> container;
         Kv2::Kv2File file;
         try {
             file.Open(path, Kv2::KV_READ, format, aux, nullptr);

@@ -1,5 +1,6 @@
 #include "PrintOutput.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
@@ -186,18 +187,18 @@ void PrintPoint(const Kv2::PartialPoint<Kv2::PartialSet>& point) {
     EndLine(PutOne(p, gNewLine[0]));
 }
 
-// Values of one point of a track; t is the point's time, or the start time
-// of a chord track, whose line also shows the duration.
-template <class Track, class Point>
-static void PrintTrackLine(const Track& track, const Point& point, bool chord) {
+// Values of one point of a track.  A chord track's line shows its start
+// time and duration instead of the point's time.
+template <class Point>
+static void PrintTrackLine(const Point& point, bool chord, double start, double duration) {
     PrintValueLine([&](OutputField field) {
         switch (field) {
             case eTime:
-                PrintDouble(chord ? track.GetStartTime() : point.time);
+                PrintDouble(chord ? start : point.time);
                 return true;
             case eDuration:
                 if (!chord) return false;
-                PrintDouble(track.GetEndTime() - track.GetStartTime());
+                PrintDouble(duration);
                 return true;
             case eFrequency:
                 PrintFloat(point.param.freq);
@@ -214,15 +215,24 @@ static void PrintTrackLine(const Track& track, const Point& point, bool chord) {
     });
 }
 
-void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track) {
+// A printed track is a built track, followed by the points of more when more
+// is not null (a track the second pass continued; see PrintPartials).
+template <class T>
+static double EndTime(const Kv2::Kv2Partial<T>& track, const Kv2::Kv2Partial<T>* more) {
+    return more ? more->GetEndTime() : track.GetEndTime();
+}
+
+static void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track,
+                         const Kv2::Kv2Partial<Kv2::ChordSet>* more) {
     // One line per chord track, from its first point.
     const Kv2::PartialPoint<Kv2::ChordSet>* first = track.GetPoint(0);
     if (!first) return;
+    const double start = track.GetStartTime();
+    const double duration = EndTime(track, more) - start;
     if (gFormatVector.empty()) {
-        const double start = track.GetStartTime();
         PrintDouble(start);
         output::PutSeparator();
-        PrintDouble(track.GetEndTime() - start);
+        PrintDouble(duration);
         output::PutSeparator();
         PrintFloat(first->param.freq);
         output::PutSeparator();
@@ -232,23 +242,26 @@ void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track) {
         output::PutNewline();
         return;
     }
-    PrintTrackLine(track, *first, true);
+    PrintTrackLine(*first, true, start, duration);
 }
 
-void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track) {
-    const int nPoints = static_cast<int>(track.GetNbPoints());
+static void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track,
+                         const Kv2::Kv2Partial<Kv2::PartialSet>* more) {
     if (gFormatVector.empty()) {
-        for (int i = 0; i < nPoints; ++i) PrintPoint(*track.GetPoint(i));
+        for (const auto& point : track.points) PrintPoint(point);
+        if (more)
+            for (const auto& point : more->points) PrintPoint(point);
         PrintEmptyLine();
         return;
     }
+    const int nPoints = static_cast<int>(track.GetNbPoints() + (more ? more->GetNbPoints() : 0));
     PrintHeaderLine([&](OutputField field) {
         switch (field) {
             case eStart:
                 PrintDouble(track.GetStartTime());
                 return true;
             case eDuration:
-                PrintDouble(track.GetEndTime() - track.GetStartTime());
+                PrintDouble(EndTime(track, more) - track.GetStartTime());
                 return true;
             case eCount:
                 PrintInt(nPoints);
@@ -257,6 +270,67 @@ void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track) {
                 return false;
         }
     });
-    for (int i = 0; i < nPoints; ++i) PrintTrackLine(track, *track.GetPoint(i), false);
+    for (const auto& point : track.points) PrintTrackLine(point, false, 0.0, 0.0);
+    if (more)
+        for (const auto& point : more->points) PrintTrackLine(point, false, 0.0, 0.0);
     PrintEmptyLine();
+}
+
+void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track) { PrintPartial(track, nullptr); }
+void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track) { PrintPartial(track, nullptr); }
+
+// The track layout prints what a second frames-to-tracks pass over the frames,
+// appended to the tracks the read built, would hold: the read's tracks, those
+// still open after the last frame continued, then every track again.  That
+// second pass need not be built.  It starts with no track open but the read's
+// open ones, so it differs from the first only in its first frame: there, the
+// valid records (in order) take the open tracks of their ident (first opened
+// first) instead of opening tracks, and from then on it repeats the first
+// pass.  Hence an open track continues with the points of the first-pass track
+// its record opened in the first frame, and the second pass's own tracks are
+// the first pass's in order, less those.  The k-th valid record of the first
+// frame opened the first pass's track k.
+template <class T>
+static void PrintBothPasses(Quorlin::PartialsContainer<T>& container) {
+    const Kv2::PartialVector<T>& tracks = container.GetPartials();
+    std::vector<int> continuedBy(tracks.size(), -1);  // track -> first-frame track appended
+    std::vector<char> taken(tracks.size(), 0);        // first-frame track continuing another
+    const Kv2::Kv2FrameSet<T>& frames = container.GetFrames();
+    if (!frames.empty() && !tracks.OpenTracks().empty()) {
+        // Open tracks by ident, in opening order within an ident.
+        std::vector<std::pair<int, unsigned>> open;
+        for (unsigned t : tracks.OpenTracks()) open.emplace_back(tracks[t].id, t);
+        std::stable_sort(open.begin(), open.end(),
+                         [](const auto& a, const auto& b) { return a.first < b.first; });
+        std::vector<char> used(open.size(), 0);
+        const T& first = frames.front();
+        int opened = 0;
+        for (int r = 0; r < first.size(); ++r) {
+            if (!Kv2::TrackRecordIsValid(first, r)) continue;
+            const int id = first[r].id;
+            auto it = std::lower_bound(open.begin(), open.end(), id,
+                                       [](const auto& e, int v) { return e.first < v; });
+            for (; it != open.end() && it->first == id; ++it) {
+                const size_t slot = static_cast<size_t>(it - open.begin());
+                if (used[slot]) continue;
+                used[slot] = 1;
+                continuedBy[it->second] = opened;
+                taken[static_cast<size_t>(opened)] = 1;
+                break;
+            }
+            ++opened;
+        }
+    }
+    for (size_t i = 0; i < tracks.size(); ++i)
+        PrintPartial(tracks[i], continuedBy[i] < 0 ? nullptr : &tracks[continuedBy[i]]);
+    for (size_t i = 0; i < tracks.size(); ++i)
+        if (!taken[i]) PrintPartial(tracks[i], nullptr);
+}
+
+void PrintPartials(Quorlin::PartialsContainer<Kv2::PartialSet>& container) {
+    PrintBothPasses(container);
+}
+
+void PrintPartials(Quorlin::PartialsContainer<Kv2::ChordSet>& container) {
+    PrintBothPasses(container);
 }

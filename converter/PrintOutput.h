@@ -133,12 +133,10 @@ void PrintPoint(const Kv2::PartialPoint<Kv2::PartialSet>& point);
 void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track);
 void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track);
 
-template <class T>
-void PrintPartials(Quorlin::PartialsContainer<T>& container) {
-    // The tracks built by the read are kept and a second pass is appended:
-    // open tracks are continued, the others appear twice.
-    container.UpdatePartials();
-    for (const auto& track : container.GetPartials()) PrintPartial(track);
-}
+// Every track of the file as two frames-to-tracks passes over its frames
+// give them: the read's tracks with the open ones continued, then the tracks
+// of the second pass.
+void PrintPartials(Quorlin::PartialsContainer<Kv2::PartialSet>& container);
+void PrintPartials(Quorlin::PartialsContainer<Kv2::ChordSet>& container);
 
 #endif

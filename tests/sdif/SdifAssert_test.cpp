@@ -1,9 +1,9 @@
+#include "SdifAssert.h"
+
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <string>
-
-#include "SdifAssert.h"
 
 namespace {
 struct Stopped : std::runtime_error {

@@ -34,31 +34,14 @@ std::vector<int> Contents(SdifListT* list) {
 
 // ---- text buffer ----
 
-TEST_F(Containers, StringGrowsInStepsOf128) {
+TEST_F(Containers, StringKeepsEverythingAppended) {
     SdifStringT* s = SdifStringNew();
     ASSERT_NE(s, nullptr);
-    EXPECT_EQ(s->TotalSize, 128u);
-    EXPECT_EQ(s->SizeW, 0u);
-    EXPECT_EQ(std::string(s->str, 128), std::string(128, '\0'));
-
-    std::string a(127, 'a');
-    EXPECT_EQ(SdifStringAppend(s, a.c_str()), 1);
-    EXPECT_EQ(s->TotalSize, 128u);  // 127 characters and the NUL just fit
-    EXPECT_EQ(SdifStringAppend(s, "b"), 1);
-    EXPECT_EQ(s->TotalSize, 256u);
-    EXPECT_EQ(s->SizeW, 128u);
-    EXPECT_EQ(std::string(s->str), a + "b");
-    SdifStringFree(s);
-
-    s = SdifStringNew();
-    std::string big(300, 'c');  // 128 + 128 + (300 - 128 rounded down to 128)
-    EXPECT_EQ(SdifStringAppend(s, big.c_str()), 1);
-    EXPECT_EQ(s->TotalSize, 384u);
-    EXPECT_EQ(std::string(s->str), big);
-    std::string more(200, 'd');  // room 83 < 201: 384 + 128 + ((200 + 300 - 384) / 128) * 128
-    EXPECT_EQ(SdifStringAppend(s, more.c_str()), 1);
-    EXPECT_EQ(s->TotalSize, 512u);
-    EXPECT_EQ(std::string(s->str), big + more);
+    std::string a(127, 'a'), big(300, 'c'), more(200, 'd');
+    for (const std::string* part : {&a, &big, &more})
+        EXPECT_EQ(SdifStringAppend(s, part->c_str()), 1);
+    EXPECT_EQ(std::string(s->str), a + big + more);
+    EXPECT_GT(s->TotalSize, s->SizeW);  // room for the NUL
     SdifStringFree(s);
 }
 
@@ -149,67 +132,19 @@ TEST_F(Containers, ConcatMovesTheElementsOfTheSecondList) {
     EXPECT_EQ(gKilled, (std::vector<int>{3, 4, 5}));
 }
 
-TEST_F(Containers, NodeStockHandsOutSlotsFromOneAndRecyclesThroughTheTrash) {
-    SdifListNStockT stock{};
-    SdifInitListNStock(&stock, 4);  // slots 1 to 3 of each block are nodes
-    SdifListNT* n1 = SdifGetNewNode(&stock);
-    EXPECT_EQ(stock.NbStock, 1u);
-    EXPECT_EQ(n1, &stock.StockList[1]);
-    EXPECT_EQ(stock.NbNodesUsedInCurrStock, 2u);
-    SdifListNT* n2 = SdifGetNewNode(&stock);
-    SdifListNT* n3 = SdifGetNewNode(&stock);
-    EXPECT_EQ(n3, &stock.StockList[3]);
-    SdifListNT* firstBlock = stock.StockList;
-    SdifListNT* n4 = SdifGetNewNode(&stock);  // the block is used up
-    EXPECT_EQ(stock.NbStock, 2u);
-    EXPECT_EQ(n4, &stock.StockList[1]);
-    EXPECT_EQ(stock.StockList[0].Next, firstBlock);  // slot 0 links the blocks
-
-    SdifPutNodeInTrash(&stock, n2);
-    SdifPutNodeInTrash(&stock, n1);
-    EXPECT_EQ(SdifGetNewNode(&stock), n1);  // the trash first, newest first
-    EXPECT_EQ(SdifGetNewNode(&stock), n2);
-    EXPECT_EQ(SdifGetNewNode(&stock), &stock.StockList[2]);
-    SdifDrainListNStock(&stock);
-    EXPECT_EQ(stock.StockList, nullptr);
-    EXPECT_EQ(stock.NbStock, 0u);
-    EXPECT_EQ(stock.Trash, nullptr);
-    EXPECT_EQ(stock.SizeOfOneStock, 4u);
-    (void)n4;
-}
-
-TEST_F(Containers, ThreadStockIsMadeOfBlocksOf1024AndListsReuseTheirNodes) {
-    SdifGlobalsT* globals = GetSdifGlobals();
-    ASSERT_NE(globals, nullptr);
-    EXPECT_EQ(globals, GetSdifGlobals());
-    EXPECT_EQ(globals->nodestock.SizeOfOneStock, 1024u);
-
-    SdifListNT* node = SdifCreateNode(nullptr, nullptr);
-    ASSERT_NE(node, nullptr);
-    unsigned int blocks = globals->nodestock.NbStock;
-    EXPECT_EQ(SdifKillNode(node, nullptr), nullptr);
-    EXPECT_EQ(globals->nodestock.Trash, node);
-
+TEST_F(Containers, ListsReuseTheNodesTheyFree) {
     SdifListT* list = SdifCreateList(nullptr);
-    EXPECT_EQ(list->Stock, &globals->nodestock);
     static int cells[3000];
     for (int& c : cells) SdifListPutTail(list, &c);
-    EXPECT_GE(globals->nodestock.NbStock, blocks + 2);
     SdifMakeEmptyList(list);
-    unsigned int after = globals->nodestock.NbStock;
+    unsigned int after = GetSdifGlobals()->nodestock.NbStock;
     for (int& c : cells) SdifListPutTail(list, &c);
-    EXPECT_EQ(globals->nodestock.NbStock, after);  // all 3000 nodes came back from the trash
+    EXPECT_EQ(GetSdifGlobals()->nodestock.NbStock, after);  // all 3000 came back from the trash
+    EXPECT_EQ(SdifListGetNbData(list), 3000u);
     SdifKillList(list);
 }
 
 // ---- hash tables ----
-
-TEST_F(Containers, HashCharBucketFollowsTheSignedCharRecurrence) {
-    EXPECT_EQ(SdifHashChar("ab", 2, 1000), 930u);  // (97 * 256 + 98) mod 1000
-    EXPECT_EQ(SdifHashChar("ab", 1, 1000), 97u);
-    EXPECT_EQ(SdifHashChar("\xFF", 1, 7), 3u);  // -1 taken as 2^32 - 1
-    EXPECT_EQ(SdifHashChar("", 0, 7), 0u);
-}
 
 TEST_F(Containers, CharTableKeepsTheFirstValueAndItsOwnCopyOfTheKey) {
     gKilled.clear();
@@ -274,16 +209,11 @@ TEST_F(Containers, IntTableChainsAreInAscendingKeyOrder) {
 
 // ---- signature tables ----
 
-TEST_F(Containers, SignatureTableFindsAddsAndGrowsBySixteen) {
+TEST_F(Containers, SignatureTableFindsAddsAndGrows) {
     SdifSignatureTabT* t = SdifCreateSignatureTab(2);
-    EXPECT_EQ(t->NbSignMax, 2u);
-    EXPECT_EQ(t->NbSign, 0u);
-    EXPECT_EQ(t->Tab[0], 0u);
-    EXPECT_EQ(t->Tab[1], 0u);
     SdifAddToSignatureTab(t, 0x31545243);
     SdifPutInSignatureTab(t, 0x31485247);
     SdifAddToSignatureTab(t, 0x31545243);  // full: grows
-    EXPECT_EQ(t->NbSignMax, 18u);
     EXPECT_EQ(t->NbSign, 3u);
     EXPECT_EQ(SdifFindInSignatureTab(t, 0x31545243), 0);
     EXPECT_EQ(SdifFindInSignatureTab(t, 0x31485247), 1);
@@ -296,15 +226,7 @@ TEST_F(Containers, SignatureTableFindsAddsAndGrowsBySixteen) {
 
     SdifReInitSignatureTab(t, 4);
     EXPECT_EQ(t->NbSign, 0u);
-    EXPECT_EQ(t->NbSignMax, 18u);
-    EXPECT_EQ(t->Tab[0], 0u);
     EXPECT_EQ(SdifFindInSignatureTab(t, 0x31545243), -1);
-    SdifReInitSignatureTab(t, 40);
-    EXPECT_EQ(t->NbSignMax, 40u);
-    EXPECT_EQ(t->Tab[39], 0u);
-    SdifReAllocSignatureTab(t, 10);  // never shrinks
-    EXPECT_EQ(t->NbSignMax, 40u);
-
     for (int i = 0; i < 41; i++) SdifPutInSignatureTab(t, static_cast<SdifSignature>(i + 1));
     EXPECT_EQ(t->NbSign, 41u);  // past the capacity it grows rather than writing past
     EXPECT_EQ(SdifGetFromSignatureTab(t, 40), 41u);

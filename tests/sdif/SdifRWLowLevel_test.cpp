@@ -105,16 +105,6 @@ TEST_F(ByteLayer, SignatureTextIsMostSignificantCharacterFirst) {
     EXPECT_EQ(SdifStringToSignature(""), 0u);
 }
 
-TEST_F(ByteLayer, NinthSignatureTextReusesTheFirstBuffer) {
-    std::vector<char*> texts;
-    for (int i = 0; i < 9; i++) texts.push_back(SdifSignatureToString(0x41414141u + i));
-    for (int i = 1; i < 8; i++) EXPECT_NE(texts[i], texts[0]);
-    EXPECT_EQ(texts[8], texts[0]);
-    EXPECT_STREQ(texts[0], "AAAI");  // overwritten by the ninth
-    EXPECT_STREQ(texts[1], "AAAB");  // the others stay
-    EXPECT_STREQ(texts[7], "AAAH");
-}
-
 TEST_F(ByteLayer, EachThreadHasItsOwnSignatureBuffers) {
     char* mine = SdifSignatureToString(0x31545243);
     char* theirs = nullptr;
@@ -141,31 +131,6 @@ TEST(ByteLayerDeath, SignatureConversionBeforeStartUpStops) {
 }
 
 // ---- byte swapping ----
-
-TEST_F(ByteLayer, SwapReversesEachItemAndCopyLeavesTheSource) {
-    unsigned char a[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    SdifSwap2(a, 2);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(a), 8), Bytes({2, 1, 4, 3, 5, 6, 7, 8}));
-    unsigned char b[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    SdifSwap4(b, 2);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(b), 8), Bytes({4, 3, 2, 1, 8, 7, 6, 5}));
-    unsigned char c[] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-    SdifSwap8(c + 1, 1);  // unaligned
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(c), 9), Bytes({1, 9, 8, 7, 6, 5, 4, 3, 2}));
-    SdifSwap8(c, 0);
-    EXPECT_EQ(c[0], 1);
-
-    const unsigned char src[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    unsigned char dst[8] = {};
-    SdifSwap8Copy(src, dst, 1);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(dst), 8), Bytes({8, 7, 6, 5, 4, 3, 2, 1}));
-    EXPECT_EQ(src[0], 1);
-    SdifSwap2Copy(src, dst, 1);
-    EXPECT_EQ(dst[0], 2);
-    EXPECT_EQ(dst[1], 1);
-    SdifSwap4Copy(src + 4, dst, 1);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(dst), 4), Bytes({8, 7, 6, 5}));
-}
 
 // ---- binary transfer ----
 
@@ -239,15 +204,6 @@ TEST_F(ByteLayer, ShortReadReportsEofWithPositionAndStillSwapsWhatArrived) {
     EXPECT_EQ(fatal.Count(), 1);  // end of file is Fatal: the exit callback follows
     EXPECT_EQ(in->ErrorCount[eFatal], 1u);
     EXPECT_EQ(SdifFLastErrorTag(in.get()), eEof);
-}
-
-TEST_F(ByteLayer, RawReadDoesNotReport) {
-    const std::string bytes = "abc";
-    StreamFile in(ReadStream(bytes));
-    RecordReports rec;
-    char buf[8];
-    EXPECT_EQ(Sdiffread(buf, 1, 8, in.get()), 3u);
-    EXPECT_TRUE(rec.Reports().empty());
 }
 
 TEST_F(ByteLayer, SignatureReadAnswersOneThenFourAtEndOfFile) {

@@ -252,27 +252,6 @@ TEST_F(Select, ColumnNamesStopTheProgram) {
                  "failed assertion .!\"can't handle column names, yet\".");
 }
 
-TEST_F(Select, DebugTraceIsOffByDefault) {
-    Sel sel;
-    int ret;
-    EXPECT_EQ(gSdifSelectDebug, 0);
-    EXPECT_EQ(ParseErr(sel, "#1", &ret), "");
-    gSdifSelectDebug = 1;
-    std::string trace = ParseErr(sel, "#1", &ret);
-    gSdifSelectDebug = 0;
-    EXPECT_NE(trace.find("parsenexttoken\tTOKEN  1 #   SYMBOL '        #1'  INPUT '         1'\n"),
-              std::string::npos)
-        << trace;
-    EXPECT_NE(trace.find("parseint\t\tTOKEN  1 #   SYMBOL '         1'  INPUT '          '  "
-                         "ret 1  val 1\n"),
-              std::string::npos)
-        << trace;
-    EXPECT_NE(trace.find("parse stream\tTOKEN 10 ??  SYMBOL '          '  INPUT '          '  "
-                         "ret 1\n"),
-              std::string::npos)
-        << trace;
-}
-
 // ---- integer masks ----
 
 TEST_F(Select, RangeMaskInEitherOrder) {
@@ -519,22 +498,6 @@ TEST_F(Select, PrintOptionShowsPlainRanges) {
     EXPECT_NE(plain.find("   time  : 1 - 2, 0.75 - 1.25\n"), std::string::npos) << plain;
     std::string raw = Printed(sel, 0);
     EXPECT_NE(raw.find("   stream: 5 + 2, 3 - 1\n"), std::string::npos) << raw;
-}
-
-TEST_F(Select, PrintStopsSignaturesAtZero) {
-    Sel sel;
-    SdifSelectAddSignature(sel->matrix, 0);
-    SdifSelectAddSignature(sel->matrix, Sig("1TRC"));
-    std::string out = Printed(sel, 0);
-    EXPECT_NE(out.find("   matrix: \n   column: any\n"), std::string::npos) << out;
-}
-
-TEST_F(Select, PrintRefusesAnUnknownRangeType) {
-    Sel sel;
-    SdifSelectAddIntRange(sel->row, 1, 2, static_cast<SdifSelectTokens>(11));
-    FILE* f = std::tmpfile();
-    EXPECT_DEATH(SdifPrintSelection(f, sel, 0), "failed assertion .range.rangetype <= sst_num.");
-    std::fclose(f);
 }
 
 }  // namespace

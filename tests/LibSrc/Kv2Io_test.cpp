@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "Kv2TestUtil.h"
 #include "SdifAssert.h"
 #include "TestSupport.h"
 
@@ -18,33 +19,8 @@ using testsupport::WriteFile;
 
 namespace {
 
-struct Stopped : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-void ThrowingStop(const char*, unsigned, const char* expr) { throw Stopped(expr); }
-
-// Runs stmt with the stop handler throwing; answers what it printed.
-template <class F>
-std::string StopText(F stmt) {
-    SdifStopFuncT old = SdifSetStopFunc(ThrowingStop);
-    testing::internal::CaptureStderr();
-    bool stopped = false;
-    try {
-        stmt();
-    } catch (Stopped const&) {
-        stopped = true;
-    }
-    std::string err = testing::internal::GetCapturedStderr();
-    SdifSetStopFunc(old);
-    EXPECT_TRUE(stopped);
-    return err;
-}
-
-class Kv2IoEnv : public testing::Environment {
-   public:
-    void SetUp() override { Kv2InitCond(); }
-};
-testing::Environment* const gEnv = testing::AddGlobalTestEnvironment(new Kv2IoEnv);
+using kv2test::StopText;
+const bool kStarted = kv2test::kKv2Started;
 
 // Floats in this machine's byte order, as the binary formats store them.
 void PutNative(std::string& out, float v) {
@@ -124,11 +100,21 @@ TEST(Kv2Init, NameLookupsAndDeInitStopBeforeInit) {
 
 TEST(Kv2Init, StopAborts) { EXPECT_DEATH(Kv2Init(), "^LibSrc/Kv2Io.cpp:323: failed assertion"); }
 
-TEST(Kv2Init, FillsTheNameLengths) {
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(n2f[i].length, static_cast<int>(strlen(n2f[i].name))) << n2f[i].name;
-    EXPECT_STREQ(n2f[8].name, "");
-    EXPECT_EQ(n2f[8].format, KV_FORMAT_UNKNOWN);
+TEST(Kv2Init, FillsTheNameTableInItsOrder) {
+    const struct {
+        const char* name;
+        KvFormat format;
+        int length;
+    } table[] = {{"format", KV_FORMAT_ADD, 6},      {"ADD", KV_FORMAT_ADD, 3},
+                 {"add", KV_FORMAT_ADD, 3},         {"fmt", KV_FORMAT_FMT, 3},
+                 {"sdif", KV_FORMAT_SDIF_TRC, 4},   {"SDIF", KV_FORMAT_SDIF_TRC, 4},
+                 {"picsbin", KV_FORMAT_PICSBIN, 7}, {"pics", KV_FORMAT_PICS, 4},
+                 {"", KV_FORMAT_UNKNOWN, 0}};
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_STREQ(n2f[i].name, table[i].name) << i;
+        EXPECT_EQ(n2f[i].format, table[i].format) << i;
+        EXPECT_EQ(n2f[i].length, table[i].length) << i;
+    }
 }
 
 // ---- Names ----
@@ -155,19 +141,22 @@ TEST(Kv2FormatToName, GivesTheFirstNameOfAFormatOrNothing) {
     for (const auto& c : cases) EXPECT_STREQ(Kv2FormatToName(c.first), c.second) << c.first;
 }
 
+// The last dot of the last path component; it runs on into a selection but
+// does not look inside it.
 TEST(Kv2GetExtension, TakesTheLastDotOfTheLastPathComponent) {
-    EXPECT_EQ(Kv2GetExtension("dir.x/file"), nullptr);
-    EXPECT_STREQ(Kv2GetExtension("a.b.pics"), "pics");
-    EXPECT_STREQ(Kv2GetExtension("dir.x/a.fmt"), "fmt");
-    EXPECT_EQ(Kv2GetExtension("noext"), nullptr);
-    EXPECT_EQ(Kv2GetExtension(nullptr), nullptr);
-}
-
-TEST(Kv2GetExtension, RunsOnIntoASelectionButDoesNotLookInsideIt) {
-    EXPECT_STREQ(Kv2GetExtension("a.sdif::sel"), "sdif::sel");
-    // The dot inside the selection is not the extension's.
-    EXPECT_STREQ(Kv2GetExtension("d/a.txt::#1.2"), "txt::#1.2");
-    EXPECT_EQ(Kv2GetExtension("d/a::#1.2"), nullptr);
+    const std::pair<const char*, const char*> cases[] = {{"dir.x/file", nullptr},
+                                                         {"a.b.pics", "pics"},
+                                                         {"dir.x/a.fmt", "fmt"},
+                                                         {"noext", nullptr},
+                                                         {nullptr, nullptr},
+                                                         {"a.sdif::sel", "sdif::sel"},
+                                                         {"d/a.txt::#1.2", "txt::#1.2"},
+                                                         {"d/a::#1.2", nullptr}};
+    for (const auto& c : cases) {
+        const char* ext = Kv2GetExtension(c.first);
+        EXPECT_EQ(std::string(ext ? ext : "(none)"), std::string(c.second ? c.second : "(none)"))
+            << (c.first ? c.first : "(null)");
+    }
 }
 
 TEST(kvCutSdifSelection, CutsAtTheSelectionAndSavesTheCharacter) {

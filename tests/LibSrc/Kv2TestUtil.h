@@ -1,0 +1,76 @@
+// Helpers shared by the tests of the partial library: its start-up, stops
+// that unwind instead of aborting, and frame sets written and read compactly.
+#ifndef KV2_TEST_UTIL_H
+#define KV2_TEST_UTIL_H
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Kv2Io.h"
+#include "Kv2Partials.h"
+#include "SdifAssert.h"
+
+namespace kv2test {
+
+constexpr double kTwoPi = 6.283185307179586;
+
+class Kv2Environment : public ::testing::Environment {
+   public:
+    void SetUp() override { Kv2::Kv2InitCond(); }
+};
+// Test programs that need the started library name this once.
+inline const bool kKv2Started = (::testing::AddGlobalTestEnvironment(new Kv2Environment), true);
+
+struct Stopped : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+inline void ThrowingStop(const char*, unsigned, const char* expr) { throw Stopped(expr); }
+
+// Runs stmt with the stop handler throwing; answers what it printed.
+template <class F>
+std::string StopText(F stmt) {
+    SdifStopFuncT old = SdifSetStopFunc(ThrowingStop);
+    ::testing::internal::CaptureStderr();
+    bool stopped = false;
+    try {
+        stmt();
+    } catch (Stopped const&) {
+        stopped = true;
+    }
+    std::string err = ::testing::internal::GetCapturedStderr();
+    SdifSetStopFunc(old);
+    EXPECT_TRUE(stopped);
+    return err;
+}
+
+inline Kv2::PartialSet::PartialParam Rec(
+    int id, float f, float a, float ph,
+    Kv2::PartialSet::PartialState st = Kv2::PartialSet::ePartial) {
+    return Kv2::PartialSet::PartialParam(id, f, a, ph, 0.0f, st);
+}
+
+template <class Set>
+Set MakeSet(double t, std::vector<typename Set::PartialParam> recs) {
+    Set s(t, 0);
+    s.params() = std::move(recs);
+    return s;
+}
+inline Kv2::PartialSet Frame(double t, std::vector<Kv2::PartialSet::PartialParam> recs) {
+    return MakeSet<Kv2::PartialSet>(t, std::move(recs));
+}
+
+// "id:state" of every record in order, blank-separated, for one comparison.
+template <class Set>
+std::string Ids(const Set& set) {
+    std::ostringstream o;
+    for (int i = 0; i < set.size(); ++i) o << (i ? " " : "") << set[i].id << ":" << set[i].state;
+    return o.str();
+}
+
+}  // namespace kv2test
+
+#endif

@@ -197,22 +197,6 @@ TEST(SDIFFrame, MatricesAreFoundByIndexAndSignature) {
     }
 }
 
-TEST(SDIFFrame, ResizeAndClearKeepCountAndArrayTogether) {
-    SDIFFrame frame;
-    EXPECT_EQ(frame.GetTime(), -1.0);
-    frame.Resize(2);
-    EXPECT_EQ(frame.GetNbMatrix(), 2u);
-    EXPECT_EQ(frame.GetMatrix(1).GetSignature(), 0u);
-    EXPECT_EQ(frame.GetMatrix(1).GetNbRows(), 1);
-    frame.SetHeader("1TRC", 4, 2.0);
-    EXPECT_EQ(frame.GetNbMatrix(), 2u);
-    frame.ClearData();
-    EXPECT_EQ(frame.GetNbMatrix(), 0u);
-    EXPECT_EQ(frame.GetTime(), -1.0);
-    EXPECT_EQ(frame.GetStreamID(), 0u);
-    EXPECT_EQ(frame.GetSize(), 16u);
-}
-
 TEST(SDIFFrame, PrintShowsOneHeaderBlockAndEachMatrix) {
     SDIFFrame frame;
     frame.SetHeader("1TRC", 3, 0.5);

@@ -61,17 +61,6 @@ SDIFArrayPosition RangeError(F f) {
 
 }  // namespace
 
-TEST(SDIFMatrix, BuiltFromTypeAloneIsOneByOneZero) {
-    SDIFMatrix m(eInt4);
-    EXPECT_EQ(m.GetNbRows(), 1);
-    EXPECT_EQ(m.GetNbCols(), 1);
-    EXPECT_EQ(m.GetSignature(), 0u);
-    EXPECT_EQ(m.GetType(), eInt4);
-    EXPECT_EQ(m.GetInt(0, 0), 0);
-    EXPECT_EQ(m.GetFile(), nullptr);
-    EXPECT_EQ(m.GetColName(1), "");
-}
-
 TEST(SDIFMatrix, InitKeepsStoreOfSameTypeAndZeroesIt) {
     SDIFMatrix m = Filled(2, 2, {1, 2, 3, 4});
     const SDIFMatrixDataInterface* store = m.GetData();

@@ -191,30 +191,6 @@ TEST_F(SdifTypes, PredefinedFrameTypesHaveTheirComponentsInOrder) {
     EXPECT_EQ(SdifGetFrameType(table, Sig("1BEG")), nullptr);
 }
 
-TEST_F(SdifTypes, BuiltInTextHasOneDeclarationPerLineWithItsBlanks) {
-    std::string text = SdifPredefinedTypesText();
-    ASSERT_FALSE(text.empty());
-    ASSERT_EQ('\n', text.back());
-    std::vector<std::string> lines = Split(text, '\n');
-    EXPECT_EQ(
-        sizeof kMatrixTypes / sizeof kMatrixTypes[0] + sizeof kFrameTypes / sizeof kFrameTypes[0],
-        lines.size());
-    for (const std::string& line : lines) {
-        ASSERT_GE(line.size(), 12u) << line;
-        std::string keyword = line.substr(0, 5);
-        ASSERT_TRUE(keyword == "1MTD " || keyword == "1FTD ") << line;
-        EXPECT_EQ(" {", line.substr(9, 2)) << line;
-        EXPECT_EQ(1u, std::count(line.begin(), line.end(), '{')) << line;
-        EXPECT_EQ(1u, std::count(line.begin(), line.end(), '}')) << line;
-        if (keyword == "1MTD ") {
-            EXPECT_EQ(" }", line.substr(line.size() - 2)) << line;
-            EXPECT_NE(' ', line[line.size() - 3]) << line;
-        } else {
-            EXPECT_EQ(";  }", line.substr(line.size() - 4)) << line;
-        }
-    }
-}
-
 TEST_F(SdifTypes, CodedSetBuildsFiveMatrixTypesAndThreeFrameTypes) {
     TypesFile coded;
     ASSERT_EQ(coded.file, SdifTakeCodedPredefinedTypes(coded));

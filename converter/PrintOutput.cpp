@@ -245,8 +245,81 @@ static void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track,
     PrintTrackLine(*first, true, start, duration);
 }
 
+// The column layout's point line of a partial track, decided once: what each
+// chosen column shows and where separators fall, so that a point is written
+// after one room check, like the default lines.  A list of columns too long for
+// the buffer goes value by value instead.
+class PointLine {
+   public:
+    PointLine() {
+        const size_t nCols = gFormatVector.size();
+        size_t values = 0;
+        for (size_t k = 0; k < nCols; ++k) {
+            const char op = Op(gFormatVector[k]);
+            if (op == 0) continue;
+            mOps.push_back(op);
+            ++values;
+            if (k + 1 != nCols) mOps.push_back(kSeparator);
+        }
+        mRoom = values * fixedformat::kMaxDoubleChars + mOps.size() + 1;
+        mFast = mRoom <= kBufferSize / 4;
+    }
+
+    void Print(const Kv2::PartialPoint<Kv2::PartialSet>& point) const {
+        if (!mFast) {
+            PrintTrackLine(point, false, 0.0, 0.0);
+            return;
+        }
+        const char sep = gSeparator[0];
+        char* p = Reserve(mRoom);
+        for (const char op : mOps) {
+            switch (op) {
+                case kTime:
+                    p = PutF6(p, point.time);
+                    break;
+                case kFrequency:
+                    p = PutF6(p, point.param.freq);
+                    break;
+                case kAmplitude:
+                    p = PutF6(p, point.param.amp);
+                    break;
+                case kPhase:
+                    p = PutF6(p, point.param.phase);
+                    break;
+                default:
+                    p = PutOne(p, sep);
+                    break;
+            }
+        }
+        EndLine(PutOne(p, gNewLine[0]));
+    }
+
+   private:
+    enum : char { kTime = 't', kFrequency = 'f', kAmplitude = 'a', kPhase = 'p', kSeparator = 's' };
+
+    // What a partial's point shows in a column; 0 for nothing.
+    static char Op(OutputField field) {
+        switch (field) {
+            case eTime:
+                return kTime;
+            case eFrequency:
+                return kFrequency;
+            case eAmplitude:
+                return kAmplitude;
+            case ePhase:
+                return kPhase;
+            default:
+                return 0;
+        }
+    }
+
+    std::vector<char> mOps;
+    size_t mRoom = 0;
+    bool mFast = false;
+};
+
 static void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track,
-                         const Kv2::Kv2Partial<Kv2::PartialSet>* more) {
+                         const Kv2::Kv2Partial<Kv2::PartialSet>* more, const PointLine& line) {
     if (gFormatVector.empty()) {
         for (const auto& point : track.points) PrintPoint(point);
         if (more)
@@ -270,13 +343,21 @@ static void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track,
                 return false;
         }
     });
-    for (const auto& point : track.points) PrintTrackLine(point, false, 0.0, 0.0);
+    for (const auto& point : track.points) line.Print(point);
     if (more)
-        for (const auto& point : more->points) PrintTrackLine(point, false, 0.0, 0.0);
+        for (const auto& point : more->points) line.Print(point);
     PrintEmptyLine();
 }
 
-void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track) { PrintPartial(track, nullptr); }
+// Chord tracks print one line each, from their first point.
+static void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track,
+                         const Kv2::Kv2Partial<Kv2::ChordSet>* more, const PointLine&) {
+    PrintPartial(track, more);
+}
+
+void PrintPartial(const Kv2::Kv2Partial<Kv2::PartialSet>& track) {
+    PrintPartial(track, nullptr, PointLine());
+}
 void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track) { PrintPartial(track, nullptr); }
 
 // The track layout prints what a second frames-to-tracks pass over the frames,
@@ -321,10 +402,11 @@ static void PrintBothPasses(Quorlin::PartialsContainer<T>& container) {
             ++opened;
         }
     }
+    const PointLine line;
     for (size_t i = 0; i < tracks.size(); ++i)
-        PrintPartial(tracks[i], continuedBy[i] < 0 ? nullptr : &tracks[continuedBy[i]]);
+        PrintPartial(tracks[i], continuedBy[i] < 0 ? nullptr : &tracks[continuedBy[i]], line);
     for (size_t i = 0; i < tracks.size(); ++i)
-        if (!taken[i]) PrintPartial(tracks[i], nullptr);
+        if (!taken[i]) PrintPartial(tracks[i], nullptr, line);
 }
 
 void PrintPartials(Quorlin::PartialsContainer<Kv2::PartialSet>& container) {

@@ -21,8 +21,8 @@ TrackInput::TrackInput(py::handle sequence) {
     if (py::isinstance<py::str>(sequence) ||
         (py::isinstance<py::array>(sequence) &&
          py::reinterpret_borrow<py::array>(sequence).ndim() != 3))
-        throw InputError{std::string(expected) + " (a single track goes in a list: [track])"};
-    if (!py::isinstance<py::iterable>(sequence)) throw InputError{expected};
+        throw py::value_error(std::string(expected) + " (a single track goes in a list: [track])");
+    if (!py::isinstance<py::iterable>(sequence)) throw py::value_error(expected);
     py::iterable items = py::reinterpret_borrow<py::iterable>(sequence);
     size_t number = 0;
     for (py::handle item : items) {
@@ -30,14 +30,15 @@ TrackInput::TrackInput(py::handle sequence) {
         const std::string which = "track " + std::to_string(number);
         if (!array) {
             PyErr_Clear();
-            throw InputError{which + ": not an array of numbers"};
+            throw py::value_error(which + ": not an array of numbers");
         }
         const bool empty = array.size() == 0;
         if (!empty && (array.ndim() != 2 || array.shape(1) != 4))
-            throw InputError{which +
-                             ": expected shape (points, 4) (time, frequency, amplitude, phase), "
-                             "got " +
-                             std::string(py::str(py::tuple(array.attr("shape"))))};
+            throw py::value_error(
+                which +
+                ": expected shape (points, 4) (time, frequency, amplitude, phase), "
+                "got " +
+                std::string(py::str(py::tuple(array.attr("shape")))));
         tracks.push_back({array.data(), empty ? 0 : static_cast<size_t>(array.shape(0))});
         mArrays.push_back(std::move(array));
         ++number;

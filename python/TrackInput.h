@@ -27,7 +27,7 @@ struct TrackPoints {
 };
 
 // The tracks as float64 arrays, kept alive while this lives.  Built with the
-// GIL held; the points can be read without it.  InputError for anything but
+// GIL held; the points can be read without it.  ValueError for anything but
 // a sequence of (points, 4) arrays of numbers.
 class TrackInput {
    public:

@@ -45,13 +45,17 @@ std::string WithoutTrailingBlanks(const std::string& s) {
     return end == std::string::npos ? std::string() : s.substr(0, end + 1);
 }
 
+// A message as shown: its text, and how often it came when more than once.
+std::string Shown(const LibraryMessage& m) {
+    return m.count > 1 ? m.text + "\n(" + std::to_string(m.count) + " times)" : m.text;
+}
+
 void AddNotes(py::handle exception, const std::vector<LibraryMessage>& messages,
               const std::string& already) {
     for (const LibraryMessage& m : messages) {
         // The exception's own text often is one of the lines printed.
         if (already.find(m.key) != std::string::npos) continue;
-        std::string note = m.text;
-        if (m.count > 1) note += "\n(" + std::to_string(m.count) + " times)";
+        const std::string note = Shown(m);
         if (py::hasattr(exception, "add_note")) {
             exception.attr("add_note")(note);
         } else {
@@ -165,9 +169,7 @@ std::vector<LibraryMessage> LibraryCall::End() {
 
 void Warn(const std::vector<LibraryMessage>& messages) {
     for (const LibraryMessage& m : messages) {
-        std::string text = m.text;
-        if (m.count > 1) text += "\n(" + std::to_string(m.count) + " times)";
-        if (PyErr_WarnEx(gSdifWarning, text.c_str(), 1) < 0) throw py::error_already_set();
+        if (PyErr_WarnEx(gSdifWarning, Shown(m).c_str(), 1) < 0) throw py::error_already_set();
     }
 }
 

@@ -3,6 +3,7 @@
 #include <pybind11/numpy.h>
 
 #include <cstring>
+#include <unordered_map>
 
 #include "Boundary.h"
 #include "Module.h"
@@ -25,6 +26,20 @@ py::str SignatureText(SdifSignature sig) {
                           static_cast<char>(sig >> 8), static_cast<char>(sig)};
     return py::reinterpret_steal<py::str>(PyUnicode_DecodeLatin1(text, 4, nullptr));
 }
+
+// The text of each signature met, made once: a file repeats a few, and the
+// frames share them.
+class SignatureTexts {
+   public:
+    py::str operator()(SdifSignature sig) {
+        auto it = mTexts.find(sig);
+        if (it == mTexts.end()) it = mTexts.emplace(sig, SignatureText(sig)).first;
+        return it->second;
+    }
+
+   private:
+    std::unordered_map<SdifSignature, py::str> mTexts;
+};
 
 template <class T>
 py::array Copy(const Ondel::SDIFMatrix& m, py::dtype dtype) {
@@ -62,14 +77,14 @@ py::array MatrixArray(const Ondel::SDIFMatrix& m) {
     }
 }
 
-py::object FrameObject(const Ondel::SDIFFrame& frame) {
+py::object FrameObject(const Ondel::SDIFFrame& frame, SignatureTexts& texts) {
     py::list matrices;
     for (unsigned i = 0; i < frame.GetNbMatrix(); ++i) {
         const Ondel::SDIFMatrix& m = frame.GetMatrix(i);
-        matrices.append(py::handle(gMatrixType)(SignatureText(m.GetSignature()), MatrixArray(m)));
+        matrices.append(py::handle(gMatrixType)(texts(m.GetSignature()), MatrixArray(m)));
     }
-    return py::handle(gFrameType)(frame.GetTime(), frame.GetStreamID(),
-                                  SignatureText(frame.GetSignature()), matrices);
+    return py::handle(gFrameType)(frame.GetTime(), frame.GetStreamID(), texts(frame.GetSignature()),
+                                  matrices);
 }
 
 py::object ReadFrames(py::handle path, py::handle selection) {
@@ -92,6 +107,7 @@ py::object ReadFrames(py::handle path, py::handle selection) {
         if (!entity.OpenRead(name.c_str()))
             throw InputError{"cannot read " + PlainFileName(name) + " as an SDIF file"};
         py::list frames;
+        SignatureTexts texts;
         Ondel::SDIFFrame frame;
         while (!entity.eof()) {
             int bytes;
@@ -100,7 +116,7 @@ py::object ReadFrames(py::handle path, py::handle selection) {
                 bytes = entity.ReadNextSelectedFrame(frame);
             }
             if (bytes == 0) break;
-            frames.append(FrameObject(frame));
+            frames.append(FrameObject(frame, texts));
         }
         return std::move(frames);
     });

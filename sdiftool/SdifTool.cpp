@@ -2,7 +2,6 @@
 // pieces the commands share.
 #include "SdifTool.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -92,17 +91,6 @@ uint32_t ParseStream(const std::string& text) {
     if (!ok || value > 0xFFFFFFFFu)
         throw Failure("'" + text + "' is not a stream number (0 to 4294967295)");
     return static_cast<uint32_t>(value);
-}
-
-std::string ShellWord(const std::string& name) {
-    bool plain = !name.empty();
-    for (char c : name)
-        plain = plain && (std::isalnum(static_cast<unsigned char>(c)) ||
-                          std::strchr("_./+-,:@%=", c) != nullptr);
-    if (plain) return name;
-    std::string word = "'";
-    for (char c : name) word += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return word + "'";
 }
 
 Output::Output() : mFile(stdout), mName("standard output"), mOwned(false) {}

@@ -39,8 +39,6 @@ extern const char* const kFramesUsage;
 bool AsksHelp(const Args& args);
 // A stream number: decimal, 0 to 4294967295; Failure otherwise.
 uint32_t ParseStream(const std::string& text);
-// name as a shell word: quoted when it holds anything but plain characters.
-std::string ShellWord(const std::string& name);
 
 // A destination whose every write is checked: standard output, or a file.
 class Output {

@@ -290,6 +290,7 @@ uint32_t Reader::GetStream() const { return mImpl->stream; }
 
 void TrackBuilder::Add(const Frame& frame) {
     mNext.clear();
+    mEnded.clear();
     for (const Row& row : frame.rows) {
         const auto [slot, first] = mNext.try_emplace(row.index, 0);
         size_t track = mTracks.size();
@@ -297,12 +298,23 @@ void TrackBuilder::Add(const Frame& frame) {
             const auto open = mOpen.find(row.index);
             if (open != mOpen.end()) track = open->second;
             slot->second = track;
+        } else {
+            // A second row of an index: the next frame continues the first.
+            mEnded.push_back(track);
         }
         if (track == mTracks.size()) mTracks.push_back(Track{row.index, row.float32, {}});
         mTracks[track].points.push_back(
             Point{frame.time, row.frequency, row.amplitude, row.phase, row.float32});
     }
+    for (const auto& open : mOpen)
+        if (mNext.find(open.first) == mNext.end()) mEnded.push_back(open.second);
     mOpen.swap(mNext);
+}
+
+void TrackBuilder::EndAll() {
+    mEnded.clear();
+    for (const auto& open : mOpen) mEnded.push_back(open.second);
+    mOpen.clear();
 }
 
 void NoteBuilder::Add(const Frame& frame) {

@@ -100,10 +100,18 @@ class TrackBuilder {
     void Add(const Frame& frame);
     std::vector<Track>& Tracks() { return mTracks; }
 
+    // The tracks (positions in Tracks()) that the last Add made complete: no
+    // later frame can continue them.  A caller may take their points away,
+    // so that the finished tracks need not all be held at once.
+    const std::vector<size_t>& Ended() const { return mEnded; }
+    // After the last frame: the tracks still open become Ended().
+    void EndAll();
+
    private:
     std::vector<Track> mTracks;
     std::unordered_map<double, size_t> mOpen;  // index -> track, in the last frame
     std::unordered_map<double, size_t> mNext;  // the same for the frame being added
+    std::vector<size_t> mEnded;
 };
 
 // One note of a chord sequence.

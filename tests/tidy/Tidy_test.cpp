@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -44,11 +45,25 @@ TEST(TrackBuilder, TracksFollowAnIndexThroughConsecutiveFramesOnly) {
     // Index 5 leaves at t=2 and comes back at t=3: a new track.  Index 7
     // comes twice at t=0: the second row is a track of its own, and t=1
     // continues the first.  Numbers follow first points, in row order.
+    // Each Add tells which tracks it completed: the second 7 at once, the
+    // first 5 when t=2 lacks it, the rest at the end.
     Tidy::TrackBuilder b;
+    const auto ended = [&] {
+        std::vector<size_t> e = b.Ended();
+        std::sort(e.begin(), e.end());
+        return e;
+    };
+    using Ends = std::vector<size_t>;
     b.Add(MakeFrame(0, {{5, 100}, {7, 200}, {7, 300}}));
+    EXPECT_EQ(ended(), Ends{2});
     b.Add(MakeFrame(1, {{7, 201}, {5, 101}}));
+    EXPECT_EQ(ended(), Ends{});
     b.Add(MakeFrame(2, {{7, 202}}));
+    EXPECT_EQ(ended(), Ends{0});
     b.Add(MakeFrame(3, {{5, 103}, {7, 203}}));
+    EXPECT_EQ(ended(), Ends{});
+    b.EndAll();
+    EXPECT_EQ(ended(), (Ends{1, 3}));
     const std::vector<Tidy::Track>& t = b.Tracks();
     ASSERT_EQ(t.size(), 4u);
     EXPECT_EQ(t[0].index, 5);

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <unordered_map>
 
+#include "FrameWalk.h"
 #include "SdifAssert.h"
 #include "SdifErrMess.h"
 #include "SdifSelect.h"
@@ -199,6 +200,8 @@ void Raise(std::exception_ptr failure, const std::vector<LibraryMessage>& messag
     } catch (const Ondel::SDIFOpeningError& e) {
         RaiseText(PyExc_OSError, e.what(), messages);
     } catch (const Ondel::SDIFException& e) {
+        RaiseText(PyExc_ValueError, e.what(), messages);
+    } catch (const Tidy::Error& e) {
         RaiseText(PyExc_ValueError, e.what(), messages);
     } catch (const std::bad_alloc&) {
         RaiseText(PyExc_MemoryError, "out of memory", messages);

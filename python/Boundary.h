@@ -84,8 +84,8 @@ class LibraryCall {
 // Issue the messages as warnings of category SdifWarning.
 void Warn(const std::vector<LibraryMessage>& messages);
 
-// Raise failure in Python: LibraryStop, InputError and the object layer's
-// exceptions as ValueError, FileError and the object layer's opening errors
+// Raise failure in Python: LibraryStop, InputError, the tidy tables' errors
+// and the object layer's exceptions as ValueError, FileError and the object layer's opening errors
 // as OSError, allocation failures as MemoryError, Python errors unchanged.
 // The messages are added to it as notes.
 [[noreturn]] void Raise(std::exception_ptr failure, const std::vector<LibraryMessage>& messages);

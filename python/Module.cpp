@@ -27,6 +27,7 @@ PYBIND11_MODULE(_sdifpartials, m) {
     DefineReadFrames(m);
     DefineWriteTracks(m);
     DefineSynthesize(m);
+    DefineTidy(m);
 }
 
 }  // namespace sdifpartials

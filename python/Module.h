@@ -14,6 +14,8 @@ void DefineReadFrames(py::module_& m);
 void DefineWriteTracks(py::module_& m);
 // synthesize.
 void DefineSynthesize(py::module_& m);
+// info, read_tracks and read_table.
+void DefineTidy(py::module_& m);
 
 }  // namespace sdifpartials
 

@@ -35,6 +35,12 @@ FAILURES = [
      ValueError, "Bad Sdif Header"),
     ("truncated in a frame", lambda d: sdifpartials.read_frames(
         damaged(d, "cut.sdif", open(SAW, "rb").read()[:100000])), ValueError, "End of file"),
+    ("truncated, as tracks", lambda d: sdifpartials.read_tracks(
+        damaged(d, "cut.sdif", open(SAW, "rb").read()[:100000])), ValueError, "truncated at byte"),
+    ("info of a missing file", lambda d: sdifpartials.info(d / "none.sdif"),
+     FileNotFoundError, "No such file"),
+    ("table of a directory", lambda d: sdifpartials.read_table(d), IsADirectoryError,
+     "Is a directory"),
     ("column by name", lambda d: sdifpartials.read_frames(SAW, ".Frequency"),
      ValueError, "can't handle column names"),
     ("range of signatures", lambda d: sdifpartials.read_frames(SAW, ":1TRC-1HRM"),

@@ -144,7 +144,8 @@ with_phase=True (the default) uses the cubic-phase oscillator: between two
 points the phase follows the cubic that leaves the first point's phase at its
 frequency and arrives at the second point's phase (give or take whole turns)
 at its frequency, so the sound keeps the analysed phases and follows glides
-exactly.  with_phase=False uses the phase-less oscillator, which ignores the
+exactly.  It needs real phases: on an analysis that wrote none (all 0) a
+partial turns a whole number of times between points.  with_phase=False uses the phase-less oscillator, which ignores the
 phases after the first point: over each segment the phase is the current
 frequency times the time elapsed since the segment began, not the integral of
 the frequency, so it is right for steady partials only and bends glides.

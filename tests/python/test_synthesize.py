@@ -96,3 +96,25 @@ def test_tracks_on_different_frames_each_sound_through_their_span():
 def test_refused(tracks, rate, text):
     with pytest.raises(ValueError, match=text):
         sdifpartials.synthesize(tracks, rate)
+
+
+
+def test_a_real_analysis_of_a_sine_and_its_zero_phases():
+    # tone-s1.sdif analyses a 440 Hz sine: one loud track among nine near 0,
+    # a point every 1/256 s, and every phase 0 (hetro writes none).
+    from sdifbytes import DATA
+    tracks = sdifpartials.read_tracks(DATA + "/tone-s1.sdif")
+    loud = max(tracks, key=lambda t: t[:, 2].max())
+    inside = (loud[:, 0] >= 0.1) & (loud[:, 0] <= 0.9)
+    frequency, hop = np.median(loud[inside, 1]), np.median(np.diff(loud[:, 0]))
+    assert not np.any(loud[:, 3])
+    middle = slice(SR // 10, 9 * SR // 10)  # past the onset, before the end
+    # The phase-less oscillator plays the frequencies.  The cubic-phase one
+    # must meet phase 0 at every point: it turns a whole number of times per
+    # hop, the number nearest the frequency's (1.72 turns: 2, so 512 Hz).
+    for with_phase, heard in ((False, frequency), (True, round(frequency * hop) / hop)):
+        y = sdifpartials.synthesize(tracks, SR, with_phase).astype(float)
+        assert len(y) == math.ceil(max(t[-1, 0] for t in tracks) * SR)
+        assert abs(zero_crossing_frequency(y[middle]) - heard) < 0.5
+        amplitude = math.sqrt(2 * np.mean(y[middle] ** 2))
+        assert abs(amplitude / np.mean(loud[inside, 2]) - 1) < 0.01

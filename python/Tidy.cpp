@@ -139,30 +139,26 @@ struct ChordRow {
     double index, frequency, amplitude, phase;
 };
 
-#define FIELD(Row, name, format) \
-    { #name, format, offsetof(Row, name) }
-struct Field {
-    const char* name;
-    const char* format;
-    size_t offset;
-};
+// The chord rows' dtype, by hand: pybind11 has no numpy type for char32_t.
+py::dtype ChordRowType() {
+    const py::object dtype = py::module_::import("numpy").attr("dtype")(py::dict(
+        "names"_a =
+            py::make_tuple("time", "stream", "event", "index", "frequency", "amplitude", "phase"),
+        "formats"_a = py::make_tuple("f8", "u4", "U5", "f8", "f8", "f8", "f8"),
+        "offsets"_a = py::make_tuple(offsetof(ChordRow, time), offsetof(ChordRow, stream),
+                                     offsetof(ChordRow, event), offsetof(ChordRow, index),
+                                     offsetof(ChordRow, frequency), offsetof(ChordRow, amplitude),
+                                     offsetof(ChordRow, phase)),
+        "itemsize"_a = sizeof(ChordRow)));
+    return py::reinterpret_borrow<py::dtype>(dtype);
+}
 
 // rows as a structured array that owns them (no copy).
 template <class Row>
-py::array Table(std::vector<Row>&& rows, std::initializer_list<Field> fields) {
-    py::list names, formats, offsets;
-    for (const Field& f : fields) {
-        names.append(f.name);
-        formats.append(f.format);
-        offsets.append(f.offset);
-    }
-    const py::object dtype = py::module_::import("numpy").attr("dtype")(
-        py::dict("names"_a = names, "formats"_a = formats, "offsets"_a = offsets,
-                 "itemsize"_a = sizeof(Row)));
+py::array Table(std::vector<Row>&& rows, const py::dtype& dtype = py::dtype::of<Row>()) {
     auto* owned = new std::vector<Row>(std::move(rows));
     py::capsule base(owned, [](void* p) { delete static_cast<std::vector<Row>*>(p); });
-    return py::array(py::reinterpret_borrow<py::dtype>(dtype),
-                     {static_cast<py::ssize_t>(owned->size())},
+    return py::array(dtype, {static_cast<py::ssize_t>(owned->size())},
                      {static_cast<py::ssize_t>(sizeof(Row))}, owned->data(), base);
 }
 
@@ -180,9 +176,7 @@ py::array TracksTable(FirstFrame& in) {
             std::vector<Tidy::Point>().swap(tracks[t].points);
         }
     }
-    return Table(std::move(rows), {FIELD(TrackRow, track, "i8"), FIELD(TrackRow, index, "f8"),
-                                   FIELD(TrackRow, time, "f8"), FIELD(TrackRow, frequency, "f8"),
-                                   FIELD(TrackRow, amplitude, "f8"), FIELD(TrackRow, phase, "f8")});
+    return Table(std::move(rows));
 }
 
 py::array NotesTable(FirstFrame& in) {
@@ -196,9 +190,7 @@ py::array NotesTable(FirstFrame& in) {
             rows.push_back(NoteRow{int64_t(n + 1), notes[n].start, notes[n].end, notes[n].frequency,
                                    notes[n].amplitude, notes[n].phase});
     }
-    return Table(std::move(rows), {FIELD(NoteRow, note, "i8"), FIELD(NoteRow, start, "f8"),
-                                   FIELD(NoteRow, end, "f8"), FIELD(NoteRow, frequency, "f8"),
-                                   FIELD(NoteRow, amplitude, "f8"), FIELD(NoteRow, phase, "f8")});
+    return Table(std::move(rows));
 }
 
 py::array FramesTable(FirstFrame& in) {
@@ -210,9 +202,7 @@ py::array FramesTable(FirstFrame& in) {
                 rows.push_back(FrameRow{in.frame.time, in.frame.stream, r.index, r.frequency,
                                         r.amplitude, r.phase});
     }
-    return Table(std::move(rows), {FIELD(FrameRow, time, "f8"), FIELD(FrameRow, stream, "u4"),
-                                   FIELD(FrameRow, index, "f8"), FIELD(FrameRow, frequency, "f8"),
-                                   FIELD(FrameRow, amplitude, "f8"), FIELD(FrameRow, phase, "f8")});
+    return Table(std::move(rows));
 }
 
 py::array ChordFramesTable(FirstFrame& in) {
@@ -231,10 +221,7 @@ py::array ChordFramesTable(FirstFrame& in) {
             for (const Tidy::Row& r : in.frame.rows) add(r, "begin");
         }
     }
-    return Table(std::move(rows), {FIELD(ChordRow, time, "f8"), FIELD(ChordRow, stream, "u4"),
-                                   FIELD(ChordRow, event, "U5"), FIELD(ChordRow, index, "f8"),
-                                   FIELD(ChordRow, frequency, "f8"),
-                                   FIELD(ChordRow, amplitude, "f8"), FIELD(ChordRow, phase, "f8")});
+    return Table(std::move(rows), ChordRowType());
 }
 
 py::object ReadTable(py::handle path, const std::string& kind, py::handle stream) {
@@ -262,6 +249,9 @@ py::object ReadTable(py::handle path, const std::string& kind, py::handle stream
 }  // namespace
 
 void DefineTidy(py::module_& m) {
+    PYBIND11_NUMPY_DTYPE(TrackRow, track, index, time, frequency, amplitude, phase);
+    PYBIND11_NUMPY_DTYPE(NoteRow, note, start, end, frequency, amplitude, phase);
+    PYBIND11_NUMPY_DTYPE(FrameRow, time, stream, index, frequency, amplitude, phase);
     m.def("info", &Info, py::arg("path"),
           R"(info(path) -> dict
 

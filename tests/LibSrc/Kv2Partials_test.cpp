@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -469,124 +468,6 @@ TEST(ChordSetSyncToLeft, ExamplesTakeLeftValuesWithPhaseWithoutTwoPi) {
         ASSERT_TRUE(r.syncToLeft(row.left));
         ExpectRecords(r, row.want);
     }
-}
-
-// ---------------------------------------------------- alignment, cross-check
-//
-// The alignments keep an ident index to avoid a scan per record; these
-// straightforward versions scan, and random frames full of duplicate idents,
-// free slots and carried records must align identically.
-
-bool Valid(P const& p) { return p.state >= 1 && p.state <= 3; }
-
-void NaiveSync(std::vector<P>& r, PartialSet const& right, PartialSet const& left) {
-    const double tR = right.time, span = left.timeSpan();
-    std::vector<P> const& l = left.params();
-    const int nL = static_cast<int>(l.size());
-    if (nL > static_cast<int>(r.size())) r.resize(nL);
-    int nT = static_cast<int>(r.size());
-    for (int i = 0; i < nL; ++i) {
-        P const& lr = l[i];
-        if (!(Valid(lr) || (lr.state == 4 && lr.time >= tR))) continue;
-        if (r[i].id == lr.id) continue;
-        auto j = std::find_if(r.begin(), r.end(), [&](P const& p) { return p.id == lr.id; });
-        if (j != r.end()) {
-            std::swap(r[i], *j);
-            continue;
-        }
-        if (Valid(r[i]) || r[i].state == 4) {
-            int k = 0;
-            while (!((k >= nL || (!Valid(l[k]) && !(l[k].state == 4 && lr.time >= tR))) &&
-                     (k >= nT || !(Valid(r[k]) || r[k].state == 4))))
-                ++k;
-            P c = r[i];
-            if (k >= static_cast<int>(r.size())) r.resize(k + 1);
-            r[k] = c;
-            nT = std::max(nT, k + 1);
-        }
-        r[i].time = Valid(lr) ? tR + span : lr.time;
-        r[i].freq = lr.freq * 0.0f;
-        r[i].id = lr.id;
-        r[i].state = PartialSet::eCarried;
-    }
-}
-
-void NaiveChordSync(std::vector<C>& r, ChordSet const& right, ChordSet const& left) {
-    const double tR = right.time, tL = left.time;
-    std::vector<C> const& l = left.params();
-    const int nL = static_cast<int>(l.size());
-    if (static_cast<int>(r.size()) < nL) r.resize(nL);
-    int nT = static_cast<int>(r.size());
-    for (int i = 0; i < nL; ++i) {
-        C const& lr = l[i];
-        if (lr.state == 0 || lr.state == 3) continue;
-        if (r[i].id != lr.id) {
-            auto j = std::find_if(r.begin(), r.end(), [&](C const& p) { return p.id == lr.id; });
-            if (j != r.end()) {
-                std::swap(r[i], *j);
-            } else if (r[i].state != 0) {
-                int k = 0;
-                while (!((k >= nL || l[k].state == 0) && (k >= nT || r[k].state == 0))) ++k;
-                C c = r[i];
-                if (k >= static_cast<int>(r.size())) r.resize(k + 1);
-                r[k] = c;
-                nT = std::max(nT, k + 1);
-            }
-        }
-        if (r[i].state == 3 || r[i].state == 2) {
-            auto st = r[i].state;
-            r[i] = lr;
-            r[i].phase = static_cast<float>(lr.freq * (tL - tR) + lr.phase);
-            r[i].state = st;
-        }
-    }
-    for (int i = 0; i < std::min(nL, nT); ++i)
-        if (r[i].state == 3) {
-            r[i] = l[i];
-            r[i].state = ChordSet::eEnd;
-        }
-}
-
-// 20000 random pairs of up to 10 records, idents 0 to 8, every state up to
-// maxState; partial records dated before, at or after the right frame (1.0).
-template <class Set, class Naive>
-void CrossCheck(unsigned seed, int maxState, Naive naive) {
-    std::mt19937 rng(seed);
-    auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
-    auto make = [&](double time) {
-        Set s(time, 0);
-        s.params().resize(pick(0, 10));
-        for (auto& p : s.params()) {
-            p.id = pick(0, 3) == 0 ? 0 : pick(1, 8);
-            p.freq = static_cast<float>(pick(1, 1000));
-            p.amp = static_cast<float>(pick(0, 100)) / 100.0f;
-            p.phase = static_cast<float>(pick(-300, 300)) / 100.0f;
-            p.state = static_cast<decltype(p.state)>(pick(0, maxState));
-            if constexpr (std::is_same_v<Set, PartialSet>)
-                p.time = pick(0, 1) ? 0.5 : (pick(0, 1) ? 1.0 : 2.0);
-        }
-        if constexpr (std::is_same_v<Set, PartialSet>) s.setTimeSpan(pick(0, 1) * 0.25);
-        return s;
-    };
-    for (int round = 0; round < 20000; ++round) {
-        Set l = make(0.5), r = make(1.0);
-        auto expected = r.params();
-        naive(expected, r, l);
-        ASSERT_TRUE(r.syncToLeft(l));
-        ASSERT_EQ(r.size(), static_cast<int>(expected.size())) << "round " << round;
-        for (int i = 0; i < r.size(); ++i)
-            ASSERT_TRUE(Same(r[i], expected[i]))
-                << "round " << round << " slot " << i << ": " << Text(r[i]) << " instead of "
-                << Text(expected[i]);
-    }
-}
-
-TEST(PartialSetSyncToLeft, MatchesPlainScansOnRandomFrames) {
-    CrossCheck<PartialSet>(12345, 5, NaiveSync);
-}
-
-TEST(ChordSetSyncToLeft, MatchesPlainScansOnRandomFrames) {
-    CrossCheck<ChordSet>(777, 3, NaiveChordSync);
 }
 
 }  // namespace

@@ -30,7 +30,8 @@ struct Stopped : std::runtime_error {
 };
 inline void ThrowingStop(const char*, unsigned, const char* expr) { throw Stopped(expr); }
 
-// Runs stmt with the stop handler throwing; answers what it printed.
+// Runs stmt with the stop handler throwing; answers what it printed, without
+// the line number ("file: failed assertion ...").
 template <class F>
 std::string StopText(F stmt) {
     SdifStopFuncT old = SdifSetStopFunc(ThrowingStop);
@@ -44,6 +45,9 @@ std::string StopText(F stmt) {
     std::string err = ::testing::internal::GetCapturedStderr();
     SdifSetStopFunc(old);
     EXPECT_TRUE(stopped);
+    size_t colon = err.find(':');
+    size_t end = err.find(':', colon + 1);
+    if (colon != std::string::npos && end != std::string::npos) err.erase(colon, end - colon);
     return err;
 }
 

@@ -247,32 +247,3 @@ TEST(SDIFFrame, OneFrameObjectReadsFramesOfChangingShape) {
     EXPECT_EQ(frame.GetMatrix(0).GetDouble(0, 0), 0.0);
     EXPECT_TRUE(in.eof());
 }
-
-TEST(SDIFFrame, RealAnalysisFileMatchesItsBytes) {
-    const std::string path = testsupport::DataPath("chord-s0.sdif");
-    const std::string bytes = testsupport::ReadFile(path);
-    const auto raw = testsupport::RawFrames(bytes);
-    ASSERT_FALSE(raw.empty());
-    SDIFEntity in;
-    ASSERT_TRUE(in.OpenRead(path.c_str()));
-    SDIFFrame frame;
-    size_t n = 0;
-    while (!in.eof()) {
-        in.ReadNextFrame(frame);
-        ASSERT_LT(n, raw.size());
-        const testsupport::RawFrame& r = raw[n];
-        ASSERT_EQ(frame.GetNbMatrix(), 1u);
-        const SDIFMatrix& m = frame.GetMatrix(0);
-        ASSERT_EQ(unsigned(m.GetNbRows()), r.matrices[0].rows);
-        ASSERT_EQ(unsigned(m.GetNbCols()), r.matrices[0].cols);
-        EXPECT_EQ(frame.GetTime(), r.time);
-        for (int row = 0; row < m.GetNbRows(); ++row)
-            for (int col = 0; col < m.GetNbCols(); ++col)
-                ASSERT_EQ(
-                    m.GetFloat(row, col),
-                    testsupport::RawFloat4(bytes, r.matrices[0], unsigned(row), unsigned(col)))
-                    << "frame " << n << " cell " << row << "," << col;
-        ++n;
-    }
-    EXPECT_EQ(n, raw.size());
-}

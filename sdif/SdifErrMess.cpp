@@ -202,7 +202,7 @@ static const char* SdifSigText(SdifSignature sig, char* buf) {
 
 void SdifFsPrintError(char* buffer, unsigned int size, SdifFileT* file, SdifErrorTagET tag,
                       const char* text, const char* /*srcFile*/, int /*srcLine*/) {
-    char head[512], pos[64] = "", textFile[512] = "", frame[512] = "", matrix[512] = "";
+    char head[512], pos[80] = "", textFile[512] = "", frame[512] = "", matrix[512] = "";
     char mess[_SdifStringLen];
     const SdifErrMessT* entry = SdifErrMessOf(tag);
     if (!text) text = "(null)";

@@ -1,6 +1,8 @@
-// Private to LibSrc/: a small open-addressing map from a partial ident to an
-// integer payload, sized once per frame so that the lookups done for every
-// record of a frame cost O(1) without one heap allocation per record.
+// Inside the partial library: a small open-addressing map from a partial
+// ident to an integer payload, sized once per frame so that the lookups done
+// for every record of a frame cost O(1) without one heap allocation per
+// record.  Not an interface of its own; installed only because the
+// PartialVector template (Kv2PartialVector.h) holds one.
 #ifndef KV2_ID_INDEX_H
 #define KV2_ID_INDEX_H
 

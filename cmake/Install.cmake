@@ -18,16 +18,16 @@ install(TARGETS sdif ondel kv2 sdif2columns
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
-# The headers include one another by bare name, across libraries too, so each
-# library keeps a folder of its own and its users get all three on the path
-# through the link chain.  The folder names match the targets'
-# INSTALL_INTERFACE include directories.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/sdif/ DESTINATION include/sdif
-    FILES_MATCHING PATTERN "*.h" PATTERN "SdifPrivate.h" EXCLUDE)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/ondel/ DESTINATION include/ondel
-    FILES_MATCHING PATTERN "*.h")
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/LibSrc/ DESTINATION include/kv2
-    FILES_MATCHING PATTERN "*.h")
+# The headers each library lists as its interface.  They include one another
+# by bare name, across libraries too, so each library keeps a folder of its
+# own and its users get all three on the path through the link chain.  The
+# folder names match the targets' INSTALL_INTERFACE include directories.
+list(TRANSFORM SDIF_PUBLIC_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/sdif/)
+list(TRANSFORM ONDEL_PUBLIC_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/ondel/)
+list(TRANSFORM KV2_PUBLIC_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/LibSrc/)
+install(FILES ${SDIF_PUBLIC_HEADERS} DESTINATION include/sdif)
+install(FILES ${ONDEL_PUBLIC_HEADERS} DESTINATION include/ondel)
+install(FILES ${KV2_PUBLIC_HEADERS} DESTINATION include/kv2)
 
 install(EXPORT sdif2columnsTargets
     NAMESPACE sdif2columns::

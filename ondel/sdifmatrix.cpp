@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <iostream>
 
+#include "SdifCellType.h"
 #include "SdifErrMess.h"
 #include "SdifFRead.h"
 #include "SdifFWrite.h"
@@ -25,58 +26,14 @@ const char kSrc[] = "sdifmatrix.cpp";
 // values arrive, so that a lying header cannot make it allocate up front.
 constexpr size_t kPieceBytes = size_t(1) << 20;
 
-size_t ReadCells(SdifFileT* f, float* p, size_t n) { return SdiffReadFloat4(p, n, f); }
-size_t ReadCells(SdifFileT* f, double* p, size_t n) { return SdiffReadFloat8(p, n, f); }
-size_t ReadCells(SdifFileT* f, char* p, size_t n) {
-    return SdiffReadInt1(reinterpret_cast<SdifInt1*>(p), n, f);
-}
-size_t ReadCells(SdifFileT* f, short* p, size_t n) { return SdiffReadInt2(p, n, f); }
-size_t ReadCells(SdifFileT* f, int* p, size_t n) { return SdiffReadInt4(p, n, f); }
-size_t ReadCells(SdifFileT* f, unsigned char* p, size_t n) { return SdiffReadUInt1(p, n, f); }
-size_t ReadCells(SdifFileT* f, unsigned short* p, size_t n) { return SdiffReadUInt2(p, n, f); }
-size_t ReadCells(SdifFileT* f, unsigned int* p, size_t n) { return SdiffReadUInt4(p, n, f); }
-
-size_t WriteCells(SdifFileT* f, const float* p, size_t n) { return SdiffWriteFloat4(p, n, f); }
-size_t WriteCells(SdifFileT* f, const double* p, size_t n) { return SdiffWriteFloat8(p, n, f); }
-size_t WriteCells(SdifFileT* f, const char* p, size_t n) {
-    return SdiffWriteInt1(reinterpret_cast<const SdifInt1*>(p), n, f);
-}
-size_t WriteCells(SdifFileT* f, const short* p, size_t n) { return SdiffWriteInt2(p, n, f); }
-size_t WriteCells(SdifFileT* f, const int* p, size_t n) { return SdiffWriteInt4(p, n, f); }
-size_t WriteCells(SdifFileT* f, const unsigned char* p, size_t n) {
-    return SdiffWriteUInt1(p, n, f);
-}
-size_t WriteCells(SdifFileT* f, const unsigned short* p, size_t n) {
-    return SdiffWriteUInt2(p, n, f);
-}
-size_t WriteCells(SdifFileT* f, const unsigned int* p, size_t n) {
-    return SdiffWriteUInt4(p, n, f);
-}
-
 // Cell c (from 0) of the file's one-row buffer, converted to T.
 template <class T>
 T RowCell(const SdifOneRowT* row, SdifUInt4 c) {
     if (!row || !row->Data.Void || c >= row->NbData) return T(0);
-    switch (row->DataType) {
-        case eFloat8:
-            return ConvertValue<T>(row->Data.Float8[c]);
-        case eInt1:
-            return ConvertValue<T>(row->Data.Int1[c]);
-        case eText:
-            return ConvertValue<T>(row->Data.Char[c]);
-        case eInt2:
-            return ConvertValue<T>(row->Data.Int2[c]);
-        case eInt4:
-            return ConvertValue<T>(row->Data.Int4[c]);
-        case eUInt1:
-            return ConvertValue<T>(row->Data.UInt1[c]);
-        case eUInt2:
-            return ConvertValue<T>(row->Data.UInt2[c]);
-        case eUInt4:
-            return ConvertValue<T>(row->Data.UInt4[c]);
-        default:
-            return ConvertValue<T>(row->Data.Float4[c]);
-    }
+    return SdifCellTypeSwitchOrFloat4(row->DataType, [&](auto kind) {
+        return ConvertValue<T>(
+            static_cast<const typename decltype(kind)::type*>(row->Data.Void)[c]);
+    });
 }
 
 // Report a matrix whose cells the file cannot hold as the short read it
@@ -160,7 +117,7 @@ void SDIFMatrixData<T>::Resize(int rows, int cols) {
 
 template <class T>
 int SDIFMatrixData<T>::write(SdifFileT* file) {
-    const size_t bytes = WriteCells(file, mValues.get(), mLength) * sizeof(T);
+    const size_t bytes = SdifWriteCells(file, mValues.get(), mLength) * sizeof(T);
     const size_t padding = SdifPaddingCalculate(bytes);
     return static_cast<int>(bytes + (padding ? SdifFWritePadding(file, padding) : 0));
 }
@@ -182,13 +139,13 @@ int SDIFMatrixData<T>::ReadSelected(SdifFileT* file, int rows, int cols) {
             size_t done = 0;
             if (sizeKnown || n * sizeof(T) <= kPieceBytes) {
                 Allocate(n, false);
-                done = ReadCells(file, mValues.get(), n);
+                done = SdifReadCells(file, mValues.get(), n);
             } else {
                 while (done < n) {
                     const size_t step = std::min(n - done, std::max(done, kPieceBytes / sizeof(T)));
                     mLength = done;
                     Allocate(done + step, true);
-                    const size_t got = ReadCells(file, mValues.get() + done, step);
+                    const size_t got = SdifReadCells(file, mValues.get() + done, step);
                     done += got;
                     if (got < step) break;
                 }

@@ -113,27 +113,9 @@ class SDIFMatrix {
     // Whether the store for type holds values of T.
     template <class T>
     static bool StoresAs(SdifDataTypeET type) {
-        switch (type) {
-            case eFloat4:
-                return std::is_same_v<T, float>;
-            case eFloat8:
-                return std::is_same_v<T, double>;
-            case eInt1:
-            case eText:
-                return std::is_same_v<T, char>;
-            case eInt2:
-                return std::is_same_v<T, short>;
-            case eInt4:
-                return std::is_same_v<T, int>;
-            case eUInt1:
-                return std::is_same_v<T, unsigned char>;
-            case eUInt2:
-                return std::is_same_v<T, unsigned short>;
-            case eUInt4:
-                return std::is_same_v<T, unsigned int>;
-            default:
-                return false;
-        }
+        return SdifCellTypeSwitch(
+            type, [](auto kind) { return std::is_same_v<StoreValue<decltype(kind)>, T>; },
+            [] { return false; });
     }
 
    private:
@@ -143,57 +125,25 @@ class SDIFMatrix {
     // empty one, so that every access is out of range.
     template <class F>
     decltype(auto) Visit(F&& f) const {
-        if (mData) {
-            switch (mType) {
-                case eFloat4:
-                    return f(static_cast<const SDIFMatrixData<float>&>(*mData));
-                case eFloat8:
-                    return f(static_cast<const SDIFMatrixData<double>&>(*mData));
-                case eInt1:
-                case eText:
-                    return f(static_cast<const SDIFMatrixData<char>&>(*mData));
-                case eInt2:
-                    return f(static_cast<const SDIFMatrixData<short>&>(*mData));
-                case eInt4:
-                    return f(static_cast<const SDIFMatrixData<int>&>(*mData));
-                case eUInt1:
-                    return f(static_cast<const SDIFMatrixData<unsigned char>&>(*mData));
-                case eUInt2:
-                    return f(static_cast<const SDIFMatrixData<unsigned short>&>(*mData));
-                case eUInt4:
-                    return f(static_cast<const SDIFMatrixData<unsigned int>&>(*mData));
-                default:
-                    break;
-            }
-        }
-        return f(static_cast<const SDIFMatrixData<float>&>(EmptyStore()));
+        if (!mData) return f(static_cast<const SDIFMatrixData<float>&>(EmptyStore()));
+        return SdifCellTypeSwitch(
+            mType,
+            [&](auto kind) -> decltype(auto) {
+                return f(static_cast<const SDIFMatrixData<StoreValue<decltype(kind)>>&>(*mData));
+            },
+            [&]() -> decltype(auto) {
+                return f(static_cast<const SDIFMatrixData<float>&>(EmptyStore()));
+            });
     }
     template <class F>
     decltype(auto) Visit(F&& f) {
-        if (mData) {
-            switch (mType) {
-                case eFloat4:
-                    return f(static_cast<SDIFMatrixData<float>&>(*mData));
-                case eFloat8:
-                    return f(static_cast<SDIFMatrixData<double>&>(*mData));
-                case eInt1:
-                case eText:
-                    return f(static_cast<SDIFMatrixData<char>&>(*mData));
-                case eInt2:
-                    return f(static_cast<SDIFMatrixData<short>&>(*mData));
-                case eInt4:
-                    return f(static_cast<SDIFMatrixData<int>&>(*mData));
-                case eUInt1:
-                    return f(static_cast<SDIFMatrixData<unsigned char>&>(*mData));
-                case eUInt2:
-                    return f(static_cast<SDIFMatrixData<unsigned short>&>(*mData));
-                case eUInt4:
-                    return f(static_cast<SDIFMatrixData<unsigned int>&>(*mData));
-                default:
-                    break;
-            }
-        }
-        return f(EmptyStore());
+        if (!mData) return f(EmptyStore());
+        return SdifCellTypeSwitch(
+            mType,
+            [&](auto kind) -> decltype(auto) {
+                return f(static_cast<SDIFMatrixData<StoreValue<decltype(kind)>>&>(*mData));
+            },
+            [&]() -> decltype(auto) { return f(EmptyStore()); });
     }
     // A 0 x 0 float store shared by matrices without a store of their own.
     static SDIFMatrixData<float>& EmptyStore();

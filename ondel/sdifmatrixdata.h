@@ -11,6 +11,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "SdifCellType.h"
 #include "SdifGlobals.h"
 
 namespace Ondel {
@@ -20,6 +21,12 @@ namespace Ondel {
 [[noreturn]] void ThrowMatrixDataRange(const char* message, int line);
 // Throw SDIFMatrixDataError for an element type the stores do not handle.
 [[noreturn]] void ThrowMatrixDataType(const char* message, int line);
+
+// The value type of the store holding cells of kind K (SdifCellType.h):
+// Int1 cells are held as char, as text is.
+template <class K>
+using StoreValue =
+    std::conditional_t<std::is_same_v<typename K::type, SdifInt1>, char, typename K::type>;
 
 // The ordinary numeric conversion, except that a floating value outside the
 // integer target's range saturates instead of being undefined.
@@ -247,28 +254,15 @@ extern template class SDIFMatrixData<unsigned int>;
 // the unsigned types for eUInt1, eUInt2, eUInt4.  Any other type throws
 // SDIFMatrixDataError.
 inline SDIFMatrixDataInterface* CreateMatrixData(SdifDataTypeET type, int rows, int cols) {
-    switch (type) {
-        case eFloat4:
-            return new SDIFMatrixData<float>(rows, cols);
-        case eFloat8:
-            return new SDIFMatrixData<double>(rows, cols);
-        case eInt1:
-        case eText:
-            return new SDIFMatrixData<char>(rows, cols);
-        case eInt2:
-            return new SDIFMatrixData<short>(rows, cols);
-        case eInt4:
-            return new SDIFMatrixData<int>(rows, cols);
-        case eUInt1:
-            return new SDIFMatrixData<unsigned char>(rows, cols);
-        case eUInt2:
-            return new SDIFMatrixData<unsigned short>(rows, cols);
-        case eUInt4:
-            return new SDIFMatrixData<unsigned int>(rows, cols);
-        default:
+    return SdifCellTypeSwitch(
+        type,
+        [&](auto kind) -> SDIFMatrixDataInterface* {
+            return new SDIFMatrixData<StoreValue<decltype(kind)>>(rows, cols);
+        },
+        []() -> SDIFMatrixDataInterface* {
             ThrowMatrixDataType("Error in  SDIFMatrix::Init!!! unimplemented matrix type used !!!",
                                 __LINE__);
-    }
+        });
 }
 
 }  // namespace Ondel

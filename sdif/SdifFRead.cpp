@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "SdifCellType.h"
 #include "SdifErrMess.h"
 #include "SdifFile.h"
 #include "SdifFrame.h"
@@ -26,26 +27,9 @@ const char kSrc[] = "SdifFRead.cpp";
 const size_t kPiece = 64 * 1024;
 
 size_t ReadCells(SdifFileT* file, SdifDataTypeET type, void* p, size_t n) {
-    switch (type) {
-        case eFloat8:
-            return SdiffReadFloat8(static_cast<SdifFloat8*>(p), n, file);
-        case eInt1:
-            return SdiffReadInt1(static_cast<SdifInt1*>(p), n, file);
-        case eInt2:
-            return SdiffReadInt2(static_cast<SdifInt2*>(p), n, file);
-        case eInt4:
-            return SdiffReadInt4(static_cast<SdifInt4*>(p), n, file);
-        case eUInt1:
-            return SdiffReadUInt1(static_cast<SdifUInt1*>(p), n, file);
-        case eUInt2:
-            return SdiffReadUInt2(static_cast<SdifUInt2*>(p), n, file);
-        case eUInt4:
-            return SdiffReadUInt4(static_cast<SdifUInt4*>(p), n, file);
-        case eText:
-            return SdiffReadChar(static_cast<SdifChar*>(p), n, file);
-        default:
-            return SdiffReadFloat4(static_cast<SdifFloat4*>(p), n, file);
-    }
+    return SdifCellTypeSwitchOrFloat4(type, [&](auto kind) {
+        return SdifReadCells(file, static_cast<typename decltype(kind)::type*>(p), n);
+    });
 }
 
 /* Bytes of nbRow x nbCol cells of width bytes, with their padding when

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "SdifCellType.h"
 #include "SdifErrMess.h"
 #include "SdifFRead.h"
 #include "SdifFile.h"
@@ -23,26 +24,9 @@ const char kSrc[] = "SdifFScan.cpp";
 const size_t kPiece = 64 * 1024;
 
 size_t ScanCells(FILE* f, SdifDataTypeET type, void* p, size_t n) {
-    switch (type) {
-        case eFloat8:
-            return SdiffScanFloat8(f, static_cast<SdifFloat8*>(p), n);
-        case eInt1:
-            return SdiffScanInt1(f, static_cast<SdifInt1*>(p), n);
-        case eInt2:
-            return SdiffScanInt2(f, static_cast<SdifInt2*>(p), n);
-        case eInt4:
-            return SdiffScanInt4(f, static_cast<SdifInt4*>(p), n);
-        case eUInt1:
-            return SdiffScanUInt1(f, static_cast<SdifUInt1*>(p), n);
-        case eUInt2:
-            return SdiffScanUInt2(f, static_cast<SdifUInt2*>(p), n);
-        case eUInt4:
-            return SdiffScanUInt4(f, static_cast<SdifUInt4*>(p), n);
-        case eText:
-            return SdiffScanChar(f, static_cast<SdifChar*>(p), n);
-        default:
-            return SdiffScanFloat4(f, static_cast<SdifFloat4*>(p), n);
-    }
+    return SdifCellTypeSwitchOrFloat4(type, [&](auto kind) {
+        return SdifScanCells(f, static_cast<typename decltype(kind)::type*>(p), n);
+    });
 }
 
 /* Grow the row to hold need bytes, at least doubling (bounded by limit). */

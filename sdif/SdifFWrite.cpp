@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "SdifCellType.h"
 #include "SdifErrMess.h"
 #include "SdifFile.h"
 #include "SdifFrame.h"
@@ -18,29 +19,16 @@ const char kSrc[] = "SdifFWrite.cpp";
 ** when type is none of the handled ones. */
 size_t WriteCells(SdifFileT* file, SdifDataTypeET type, const void* p, size_t n, bool* handled) {
     *handled = true;
-    switch (type) {
-        case eFloat4:
-            return 4 * SdiffWriteFloat4(static_cast<const SdifFloat4*>(p), n, file);
-        case eFloat8:
-            return 8 * SdiffWriteFloat8(static_cast<const SdifFloat8*>(p), n, file);
-        case eInt1:
-            return SdiffWriteInt1(static_cast<const SdifInt1*>(p), n, file);
-        case eInt2:
-            return 2 * SdiffWriteInt2(static_cast<const SdifInt2*>(p), n, file);
-        case eInt4:
-            return 4 * SdiffWriteInt4(static_cast<const SdifInt4*>(p), n, file);
-        case eUInt1:
-            return SdiffWriteUInt1(static_cast<const SdifUInt1*>(p), n, file);
-        case eUInt2:
-            return 2 * SdiffWriteUInt2(static_cast<const SdifUInt2*>(p), n, file);
-        case eUInt4:
-            return 4 * SdiffWriteUInt4(static_cast<const SdifUInt4*>(p), n, file);
-        case eText:
-            return SdiffWriteChar(static_cast<const SdifChar*>(p), n, file);
-        default:
+    return SdifCellTypeSwitch(
+        type,
+        [&](auto kind) {
+            using T = typename decltype(kind)::type;
+            return sizeof(T) * SdifWriteCells(file, static_cast<const T*>(p), n);
+        },
+        [&] {
             *handled = false;
-            return 0;
-    }
+            return size_t(0);
+        });
 }
 
 /* The one-row buffer as Float4: the fallback for a type no writer handles,

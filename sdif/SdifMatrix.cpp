@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "SdifCellType.h"
 #include "SdifErrMess.h"
 #include "SdifFile.h"
 #include "SdifPrivate.h"
@@ -12,55 +13,17 @@
 namespace {
 
 SdifFloat8 CellGet(SdifDataTypeET type, const DataTypeUT& data, size_t i) {
-    switch (type) {
-        case eFloat8:
-            return data.Float8[i];
-        case eInt1:
-        case eText:
-            return data.Int1[i];
-        case eInt2:
-            return data.Int2[i];
-        case eInt4:
-            return data.Int4[i];
-        case eUInt1:
-            return data.UInt1[i];
-        case eUInt2:
-            return data.UInt2[i];
-        case eUInt4:
-            return data.UInt4[i];
-        default:
-            return data.Float4[i];
-    }
+    return SdifCellTypeSwitchOrFloat4(type, [&](auto kind) {
+        return static_cast<SdifFloat8>(
+            static_cast<const typename decltype(kind)::type*>(data.Void)[i]);
+    });
 }
 
 void CellPut(SdifDataTypeET type, DataTypeUT& data, size_t i, SdifFloat8 value) {
-    switch (type) {
-        case eFloat8:
-            data.Float8[i] = value;
-            break;
-        case eInt1:
-        case eText:
-            data.Int1[i] = static_cast<SdifInt1>(value);
-            break;
-        case eInt2:
-            data.Int2[i] = static_cast<SdifInt2>(value);
-            break;
-        case eInt4:
-            data.Int4[i] = static_cast<SdifInt4>(value);
-            break;
-        case eUInt1:
-            data.UInt1[i] = static_cast<SdifUInt1>(value);
-            break;
-        case eUInt2:
-            data.UInt2[i] = static_cast<SdifUInt2>(value);
-            break;
-        case eUInt4:
-            data.UInt4[i] = static_cast<SdifUInt4>(value);
-            break;
-        default:
-            data.Float4[i] = static_cast<SdifFloat4>(value);
-            break;
-    }
+    SdifCellTypeSwitchOrFloat4(type, [&](auto kind) {
+        using T = typename decltype(kind)::type;
+        static_cast<T*>(data.Void)[i] = static_cast<T>(value);
+    });
 }
 
 }  // namespace

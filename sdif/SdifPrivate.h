@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "SdifCellType.h"
 #include "SdifErrMess.h"
 #include "SdifFile.h"
 #include "SdifGlobals.h"
@@ -20,20 +21,8 @@ constexpr SdifUInt4 kSdifLargestTypeCode = 0x3FF;
 
 /* The nine types whose cells are read, written and held as they are. */
 inline bool SdifDataTypeHandled(SdifDataTypeET type) {
-    switch (type) {
-        case eFloat4:
-        case eFloat8:
-        case eInt1:
-        case eInt2:
-        case eInt4:
-        case eUInt1:
-        case eUInt2:
-        case eUInt4:
-        case eText:
-            return true;
-        default:
-            return false;
-    }
+    return SdifCellTypeSwitch(
+        type, [](auto) { return true; }, [] { return false; });
 }
 
 /* Bytes one cell takes as read and held.  A type the library cannot handle

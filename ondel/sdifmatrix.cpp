@@ -10,6 +10,7 @@
 #include "SdifFRead.h"
 #include "SdifFWrite.h"
 #include "SdifFile.h"
+#include "SdifGrow.h"
 #include "SdifMatrix.h"
 #include "SdifMatrixType.h"
 #include "SdifRWLowLevel.h"
@@ -21,10 +22,6 @@ namespace Ondel {
 namespace {
 
 const char kSrc[] = "sdifmatrix.cpp";
-
-// On a stream of unknown length a store grows by pieces of this size as the
-// values arrive, so that a lying header cannot make it allocate up front.
-constexpr size_t kPieceBytes = size_t(1) << 20;
 
 // Cell c (from 0) of the file's one-row buffer, converted to T.
 template <class T>
@@ -137,18 +134,25 @@ int SDIFMatrixData<T>::ReadSelected(SdifFileT* file, int rows, int cols) {
     try {
         if (static_cast<SdifUInt4>(rows) == fileRows && static_cast<SdifUInt4>(cols) == fileCols) {
             size_t done = 0;
-            if (sizeKnown || n * sizeof(T) <= kPieceBytes) {
+            if (sizeKnown || n * sizeof(T) <= kSdifGrowPieceBytes) {
                 Allocate(n, false);
                 done = SdifReadCells(file, mValues.get(), n);
             } else {
-                while (done < n) {
-                    const size_t step = std::min(n - done, std::max(done, kPieceBytes / sizeof(T)));
-                    mLength = done;
-                    Allocate(done + step, true);
-                    const size_t got = SdifReadCells(file, mValues.get() + done, step);
-                    done += got;
-                    if (got < step) break;
-                }
+                // On a stream of unknown length the store grows as the values
+                // arrive, so that a lying header cannot make it allocate up front.
+                done = static_cast<size_t>(SdifGrowAsRead(
+                    n, sizeof(T),
+                    [&](uint64_t cells) {
+                        mLength = done;
+                        Allocate(static_cast<size_t>(cells), true);
+                        return true;
+                    },
+                    [&](uint64_t at, uint64_t count) {
+                        const size_t got =
+                            SdifReadCells(file, mValues.get() + at, static_cast<size_t>(count));
+                        done = static_cast<size_t>(at) + got;
+                        return got;
+                    }));
             }
             bytes = done * sizeof(T);
             if (done < n) {

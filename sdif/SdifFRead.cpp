@@ -11,6 +11,7 @@
 #include "SdifFile.h"
 #include "SdifFrame.h"
 #include "SdifFrameType.h"
+#include "SdifGrow.h"
 #include "SdifMatrix.h"
 #include "SdifMatrixType.h"
 #include "SdifPrivate.h"
@@ -21,10 +22,6 @@
 namespace {
 
 const char kSrc[] = "SdifFRead.cpp";
-
-/* Largest piece read at once when the end of the file is not known: a
-** buffer then never runs more than one piece ahead of the data that came. */
-const size_t kPiece = 64 * 1024;
 
 size_t ReadCells(SdifFileT* file, SdifDataTypeET type, void* p, size_t n) {
     return SdifCellTypeSwitchOrFloat4(type, [&](auto kind) {
@@ -47,23 +44,6 @@ uint64_t MatrixBytes(SdifUInt4 nbRow, SdifUInt4 nbCol, size_t width, bool padded
 ** would turn into, so callers see one kind of end of data. */
 void ReportShort(SdifFileT* file, int line) { SdifFReportEof(file, file->Stream, kSrc, line); }
 
-/* Make *buf hold need bytes, growing it to at least twice its old content
-** (bounded by limit) so that a buffer filled piece by piece is copied a
-** logarithmic number of times. */
-bool Reserve(void** buf, SdifUInt4* cap, uint64_t need, uint64_t limit) {
-    if (need <= *cap && *buf) return true;
-    uint64_t want = need;
-    uint64_t doubled = 2 * static_cast<uint64_t>(*cap);
-    if (doubled > want) want = doubled < limit ? doubled : (limit > want ? limit : want);
-    if (want == 0) want = 1;
-    if (want > UINT32_MAX) return false;
-    void* grown = realloc(*buf, static_cast<size_t>(want));
-    if (!grown) return false;
-    *buf = grown;
-    *cap = static_cast<SdifUInt4>(want);
-    return true;
-}
-
 /* Read n cells of type into *buf (capacity *cap bytes).  When the file
 ** holds them all the buffer is sized once; otherwise it grows piece by
 ** piece as cells arrive, so a lying count costs no more memory than the
@@ -77,26 +57,19 @@ size_t ReadCellsInto(SdifFileT* file, SdifDataTypeET type, void** buf, SdifUInt4
     if (n == 0) return 0;
     long long left = SdifFBytesLeft(file);
     if (left >= 0 && total <= static_cast<uint64_t>(left)) {
-        if (!Reserve(buf, cap, total, total)) {
+        if (!SdifReserveBytes(buf, cap, total)) {
             *allocFailed = true;
             return 0;
         }
         return ReadCells(file, type, *buf, static_cast<size_t>(n));
     }
-    uint64_t done = 0;
-    while (done < n) {
-        uint64_t step = n - done;
-        if (step > kPiece / width) step = kPiece / width;
-        if (!Reserve(buf, cap, (done + step) * width, total)) {
-            *allocFailed = true;
-            break;
-        }
-        size_t got = ReadCells(file, type, static_cast<char*>(*buf) + done * width,
-                               static_cast<size_t>(step));
-        done += got;
-        if (got < step) break;
-    }
-    return static_cast<size_t>(done);
+    return static_cast<size_t>(SdifGrowAsRead(
+        n, width, [&](uint64_t cells) { return SdifReserveBytes(buf, cap, cells * width); },
+        [&](uint64_t at, uint64_t count) {
+            return ReadCells(file, type, static_cast<char*>(*buf) + at * width,
+                             static_cast<size_t>(count));
+        },
+        allocFailed));
 }
 
 /* Forget the matrices met in the previous frame.  The table keeps its
@@ -125,7 +98,7 @@ void PrepareOneRow(SdifFileT* file, SdifDataTypeET type, SdifUInt4 nbCol) {
     const uint64_t need = static_cast<uint64_t>(nbCol) * SdifCellBytes(type);
     long long left = SdifFBytesLeft(file);
     bool backed = need <= row->NbGranule ||
-                  (left >= 0 ? need <= static_cast<uint64_t>(left) : need <= kPiece);
+                  (left >= 0 ? need <= static_cast<uint64_t>(left) : need <= kSdifGrowPieceBytes);
     if (backed) {
         SdifReInitOneRow(row, type, nbCol);
         return;

@@ -10,6 +10,7 @@
 #include "SdifFile.h"
 #include "SdifFrame.h"
 #include "SdifFrameType.h"
+#include "SdifGrow.h"
 #include "SdifMatrix.h"
 #include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
@@ -19,28 +20,10 @@ namespace {
 
 const char kSrc[] = "SdifFScan.cpp";
 
-/* A text file's length says nothing about its cell count, so the row
-** grows at most one piece ahead of the cells actually scanned. */
-const size_t kPiece = 64 * 1024;
-
 size_t ScanCells(FILE* f, SdifDataTypeET type, void* p, size_t n) {
     return SdifCellTypeSwitchOrFloat4(type, [&](auto kind) {
         return SdifScanCells(f, static_cast<typename decltype(kind)::type*>(p), n);
     });
-}
-
-/* Grow the row to hold need bytes, at least doubling (bounded by limit). */
-bool ReserveRow(SdifOneRowT* row, uint64_t need, uint64_t limit) {
-    if (need <= row->NbGranule) return true;
-    uint64_t want = 2 * static_cast<uint64_t>(row->NbGranule);
-    if (want > limit) want = limit;
-    if (want < need) want = need;
-    if (want > UINT32_MAX) return false;
-    void* grown = realloc(row->Data.Void, static_cast<size_t>(want));
-    if (!grown) return false;
-    row->Data.Void = grown;
-    row->NbGranule = static_cast<SdifUInt4>(want);
-    return true;
 }
 
 }  // namespace
@@ -126,7 +109,7 @@ size_t SdifFScanMatrixHeader(SdifFileT* file) {
         SdifOneRowT* row = file->CurrOneRow;
         if (row) {
             uint64_t need = static_cast<uint64_t>(nbCol) * SdifCellBytes(h->DataType);
-            if (need <= row->NbGranule || need <= kPiece) {
+            if (need <= row->NbGranule || need <= kSdifGrowPieceBytes) {
                 SdifReInitOneRow(row, h->DataType, nbCol);
             } else {
                 SdifOneRowSetType(row, h->DataType);
@@ -149,20 +132,21 @@ size_t SdifFScanOneRow(SdifFileT* file) {
         SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
         type = eFloat4;
     }
+    /* A text file's length says nothing about its cell count: the row grows
+    ** only as cells are scanned. */
     const size_t width = SdifCellBytes(type);
-    const uint64_t total = static_cast<uint64_t>(h->NbCol) * width;
-    uint64_t done = 0;
-    while (done < h->NbCol) {
-        uint64_t step = h->NbCol - done;
-        if (step > kPiece / width) step = kPiece / width;
-        if (!ReserveRow(row, (done + step) * width, total)) {
-            SdifFError(file, eAllocFail, "OneRow->Data allocation", kSrc, __LINE__);
-            break;
-        }
-        size_t got = ScanCells(f, type, static_cast<char*>(row->Data.Void) + done * width, step);
-        done += got;
-        if (got < step) break;
-    }
+    bool allocFailed = false;
+    const uint64_t done = SdifGrowAsRead(
+        h->NbCol, width,
+        [&](uint64_t cells) {
+            return SdifReserveBytes(&row->Data.Void, &row->NbGranule, cells * width);
+        },
+        [&](uint64_t at, uint64_t count) {
+            return ScanCells(f, type, static_cast<char*>(row->Data.Void) + at * width,
+                             static_cast<size_t>(count));
+        },
+        &allocFailed);
+    if (allocFailed) SdifFError(file, eAllocFail, "OneRow->Data allocation", kSrc, __LINE__);
     /* When the text ends early only the cells scanned count. */
     row->NbData = static_cast<SdifUInt4>(done);
     return static_cast<size_t>(done);

@@ -107,3 +107,14 @@ size_t SdifFWriteTextChunk(SdifFileT* file, SdifSignature sig, SdifUInt4 streamI
     SdifStringFree(text);
     return written;
 }
+
+bool SdifReserveBytes(void** buf, SdifUInt4* cap, uint64_t need) {
+    if (need <= *cap && *buf) return true;
+    if (need == 0) need = 1;
+    if (need > UINT32_MAX) return false;
+    void* grown = std::realloc(*buf, static_cast<size_t>(need));
+    if (!grown) return false;
+    *buf = grown;
+    *cap = static_cast<SdifUInt4>(need);
+    return true;
+}

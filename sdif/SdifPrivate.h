@@ -4,6 +4,7 @@
 #define SDIF_PRIVATE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 
 #include "SdifCellType.h"
@@ -47,6 +48,10 @@ inline void SdifOneRowSetType(SdifOneRowT* row, SdifDataTypeET type) {
     row->DataType = type;
     if (row->NbData > fit) row->NbData = fit;
 }
+
+/* Make *buf (capacity *cap bytes) hold need bytes, by realloc; false when
+** memory is out or need passes a 32-bit capacity (the buffer stays). */
+bool SdifReserveBytes(void** buf, SdifUInt4* cap, uint64_t need);
 
 /* ---- notices, texts, reports ---- */
 

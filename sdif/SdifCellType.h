@@ -1,0 +1,119 @@
+/* The one map from a cell type code to the C++ type of its cells, and the
+** typed transfers of cells by that type.  Readers, scanners, writers and
+** matrix stores dispatch through SdifCellTypeSwitch once per matrix or row,
+** then run a loop over cells of one static type: no per-cell dispatch. */
+#ifndef SDIF_CELL_TYPE_H
+#define SDIF_CELL_TYPE_H
+
+#include <cstddef>
+#include <cstdio>
+
+#include "SdifGlobals.h"
+#include "SdifRWLowLevel.h"
+
+/* The cells of one handled code: type is their C++ type (its size is the
+** width the code carries in its low byte). */
+template <class T, SdifDataTypeET Code>
+struct SdifCellKind {
+    using type = T;
+    static constexpr SdifDataTypeET code = Code;
+    static_assert(sizeof(T) == (Code & 0xFF), "a cell's width is the low byte of its code");
+};
+
+/* f(SdifCellKind<T, code>{}) for the nine handled codes; other() for any
+** other code.  Both must answer the same type. */
+template <class F, class Other>
+decltype(auto) SdifCellTypeSwitch(SdifDataTypeET type, F&& f, Other&& other) {
+    switch (type) {
+        case eFloat4:
+            return f(SdifCellKind<SdifFloat4, eFloat4>{});
+        case eFloat8:
+            return f(SdifCellKind<SdifFloat8, eFloat8>{});
+        case eInt1:
+            return f(SdifCellKind<SdifInt1, eInt1>{});
+        case eInt2:
+            return f(SdifCellKind<SdifInt2, eInt2>{});
+        case eInt4:
+            return f(SdifCellKind<SdifInt4, eInt4>{});
+        case eUInt1:
+            return f(SdifCellKind<SdifUInt1, eUInt1>{});
+        case eUInt2:
+            return f(SdifCellKind<SdifUInt2, eUInt2>{});
+        case eUInt4:
+            return f(SdifCellKind<SdifUInt4, eUInt4>{});
+        case eText:
+            return f(SdifCellKind<SdifChar, eText>{});
+        default:
+            return other();
+    }
+}
+
+/* The same with an unhandled code taken as Float4, the fallback every
+** reader and writer applies to it. */
+template <class F>
+decltype(auto) SdifCellTypeSwitchOrFloat4(SdifDataTypeET type, F&& f) {
+    return SdifCellTypeSwitch(
+        type, f, [&f]() -> decltype(auto) { return f(SdifCellKind<SdifFloat4, eFloat4>{}); });
+}
+
+/* Typed binary reads and writes and text scans, by the cells' C++ type;
+** each answers the cells transferred, as the Sdiff... routine it calls. */
+inline size_t SdifReadCells(SdifFileT* f, SdifFloat4* p, size_t n) {
+    return SdiffReadFloat4(p, n, f);
+}
+inline size_t SdifReadCells(SdifFileT* f, SdifFloat8* p, size_t n) {
+    return SdiffReadFloat8(p, n, f);
+}
+inline size_t SdifReadCells(SdifFileT* f, SdifInt1* p, size_t n) { return SdiffReadInt1(p, n, f); }
+inline size_t SdifReadCells(SdifFileT* f, SdifInt2* p, size_t n) { return SdiffReadInt2(p, n, f); }
+inline size_t SdifReadCells(SdifFileT* f, SdifInt4* p, size_t n) { return SdiffReadInt4(p, n, f); }
+inline size_t SdifReadCells(SdifFileT* f, SdifUInt1* p, size_t n) {
+    return SdiffReadUInt1(p, n, f);
+}
+inline size_t SdifReadCells(SdifFileT* f, SdifUInt2* p, size_t n) {
+    return SdiffReadUInt2(p, n, f);
+}
+inline size_t SdifReadCells(SdifFileT* f, SdifUInt4* p, size_t n) {
+    return SdiffReadUInt4(p, n, f);
+}
+inline size_t SdifReadCells(SdifFileT* f, SdifChar* p, size_t n) { return SdiffReadChar(p, n, f); }
+
+inline size_t SdifWriteCells(SdifFileT* f, const SdifFloat4* p, size_t n) {
+    return SdiffWriteFloat4(p, n, f);
+}
+inline size_t SdifWriteCells(SdifFileT* f, const SdifFloat8* p, size_t n) {
+    return SdiffWriteFloat8(p, n, f);
+}
+inline size_t SdifWriteCells(SdifFileT* f, const SdifInt1* p, size_t n) {
+    return SdiffWriteInt1(p, n, f);
+}
+inline size_t SdifWriteCells(SdifFileT* f, const SdifInt2* p, size_t n) {
+    return SdiffWriteInt2(p, n, f);
+}
+inline size_t SdifWriteCells(SdifFileT* f, const SdifInt4* p, size_t n) {
+    return SdiffWriteInt4(p, n, f);
+}
+inline size_t SdifWriteCells(SdifFileT* f, const SdifUInt1* p, size_t n) {
+    return SdiffWriteUInt1(p, n, f);
+}
+inline size_t SdifWriteCells(SdifFileT* f, const SdifUInt2* p, size_t n) {
+    return SdiffWriteUInt2(p, n, f);
+}
+inline size_t SdifWriteCells(SdifFileT* f, const SdifUInt4* p, size_t n) {
+    return SdiffWriteUInt4(p, n, f);
+}
+inline size_t SdifWriteCells(SdifFileT* f, const SdifChar* p, size_t n) {
+    return SdiffWriteChar(p, n, f);
+}
+
+inline size_t SdifScanCells(FILE* f, SdifFloat4* p, size_t n) { return SdiffScanFloat4(f, p, n); }
+inline size_t SdifScanCells(FILE* f, SdifFloat8* p, size_t n) { return SdiffScanFloat8(f, p, n); }
+inline size_t SdifScanCells(FILE* f, SdifInt1* p, size_t n) { return SdiffScanInt1(f, p, n); }
+inline size_t SdifScanCells(FILE* f, SdifInt2* p, size_t n) { return SdiffScanInt2(f, p, n); }
+inline size_t SdifScanCells(FILE* f, SdifInt4* p, size_t n) { return SdiffScanInt4(f, p, n); }
+inline size_t SdifScanCells(FILE* f, SdifUInt1* p, size_t n) { return SdiffScanUInt1(f, p, n); }
+inline size_t SdifScanCells(FILE* f, SdifUInt2* p, size_t n) { return SdiffScanUInt2(f, p, n); }
+inline size_t SdifScanCells(FILE* f, SdifUInt4* p, size_t n) { return SdiffScanUInt4(f, p, n); }
+inline size_t SdifScanCells(FILE* f, SdifChar* p, size_t n) { return SdiffScanChar(f, p, n); }
+
+#endif

@@ -21,8 +21,6 @@ namespace Ondel {
 
 namespace {
 
-const char kSrc[] = "sdifmatrix.cpp";
-
 // Cell c (from 0) of the file's one-row buffer, converted to T.
 template <class T>
 T RowCell(const SdifOneRowT* row, SdifUInt4 c) {
@@ -42,13 +40,13 @@ bool CellsFit(SdifFileT* file, const SdifMatrixHeaderT& h) {
     if (left >= 0 && bytes > static_cast<uint64_t>(left)) {
         char text[64];
         snprintf(text, sizeof text, "Sdiffread %ld", file->Stream ? ftell(file->Stream) : -1L);
-        SdifFError(file, eEof, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eEof, text);
         return false;
     }
     // The store counts rows and columns in ints.
     if (h.NbRow > INT_MAX || h.NbCol > INT_MAX ||
         static_cast<uint64_t>(h.NbRow) * h.NbCol > static_cast<uint64_t>(INT_MAX)) {
-        SdifFError(file, eAllocFail, "SDIFMatrixData: matrix too large", kSrc, __LINE__);
+        SDIF_ERROR(file, eAllocFail, "SDIFMatrixData: matrix too large");
         return false;
     }
     return true;

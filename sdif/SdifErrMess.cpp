@@ -93,7 +93,7 @@ SdifErrorT* SdifCreateError(SdifErrorTagET tag, SdifErrorLevelET level, const ch
     if (!error || !copy) {
         std::free(error);
         std::free(copy);
-        SdifFError(nullptr, eAllocFail, "Error allocation", "SdifErrMess.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "Error allocation");
         return nullptr;
     }
     std::memcpy(copy, text, length);
@@ -105,7 +105,7 @@ SdifErrorT* SdifCreateError(SdifErrorTagET tag, SdifErrorLevelET level, const ch
 
 void SdifKillError(void* error) {
     if (!error) {
-        SdifFError(nullptr, eFreeNull, "Error free", "SdifErrMess.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eFreeNull, "Error free");
         return;
     }
     std::free(static_cast<SdifErrorT*>(error)->UserMess);
@@ -117,7 +117,7 @@ SdifErrorLT* SdifCreateErrorL(SdifFileT* file) {
     SdifListT* errors = list ? SdifCreateList(SdifKillError) : nullptr;
     if (!errors) {
         std::free(list);
-        SdifFError(nullptr, eAllocFail, "ErrorL allocation", "SdifErrMess.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "ErrorL allocation");
         return nullptr;
     }
     list->ErrorList = errors;
@@ -127,7 +127,7 @@ SdifErrorLT* SdifCreateErrorL(SdifFileT* file) {
 
 void SdifKillErrorL(SdifErrorLT* list) {
     if (!list) {
-        SdifFError(nullptr, eFreeNull, "ErrorL free", "SdifErrMess.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eFreeNull, "ErrorL free");
         return;
     }
     SdifKillList(list->ErrorList);

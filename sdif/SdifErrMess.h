@@ -34,7 +34,10 @@ extern int gSdifErrorOutputEnabled;         /* 1 at start */
 
 /* Report one error.  file may be none.  srcFile (base name) and srcLine go
 ** unchanged to the callbacks.  Answers the file's updated counter for the
-** tag's level, 0 without a file. */
+** tag's level, 0 without a file.
+** A report may unwind: an error callback may throw (the object layer's
+** does), so a caller holds nothing it would leak or leave half-made across
+** the call -- free or attach what it allocated first. */
 unsigned int SdifFError(SdifFileT* file, SdifErrorTagET tag, const char* text, const char* srcFile,
                         int srcLine);
 
@@ -81,6 +84,20 @@ unsigned int SdifFNumErrors(SdifFileT* file, SdifErrorLevelET upto);
 
 #ifdef __cplusplus
 }
+#endif
+
+#ifdef __cplusplus
+/* The base name of a source path: reports name their source file so. */
+constexpr const char* SdifSourceName(const char* path) {
+    const char* name = path;
+    for (const char* p = path; *p; ++p)
+        if (*p == '/' || *p == '\\') name = p + 1;
+    return name;
+}
+
+/* Report from the calling source file and line: SdifFError with the
+** position filled in. */
+#define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, SdifSourceName(__FILE__), __LINE__)
 #endif
 
 #endif

@@ -20,8 +20,6 @@
 #include "SdifRWLowLevel.h"
 #include "SdifString.h"
 
-#define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, "SdifFGet.cpp", __LINE__)
-
 namespace {
 
 constexpr SdifSignature k1MTD = SdifSignatureConst("1MTD");

@@ -21,8 +21,6 @@
 
 namespace {
 
-const char kSrc[] = "SdifFRead.cpp";
-
 size_t ReadCells(SdifFileT* file, SdifDataTypeET type, void* p, size_t n) {
     return SdifCellTypeSwitchOrFloat4(type, [&](auto kind) {
         return SdifReadCells(file, static_cast<typename decltype(kind)::type*>(p), n);
@@ -42,7 +40,9 @@ uint64_t MatrixBytes(SdifUInt4 nbRow, SdifUInt4 nbCol, size_t width, bool padded
 
 /* A size the file cannot back is reported exactly as the short read it
 ** would turn into, so callers see one kind of end of data. */
-void ReportShort(SdifFileT* file, int line) { SdifFReportEof(file, file->Stream, kSrc, line); }
+void ReportShort(SdifFileT* file, int line) {
+    SdifFReportEof(file, file->Stream, SdifSourceName(__FILE__), line);
+}
 
 /* Read n cells of type into *buf (capacity *cap bytes).  When the file
 ** holds them all the buffer is sized once; otherwise it grows piece by
@@ -174,11 +174,11 @@ SdifMatrixTypeT* SdifFTestMatrixHeader(SdifFileT* file) {
             /* Only reported: a frame may carry matrices its type does not list. */
             snprintf(text, sizeof text, "'%s' in frame '%s'", SdifSignatureToString(h->Signature),
                      SdifSignatureToString(file->CurrFramT->Signature));
-            SdifFError(file, eMatrixNotInFrame, text, kSrc, __LINE__);
+            SDIF_ERROR(file, eMatrixNotInFrame, text);
         } else if (SdifIsInSignatureTab(file->MtrxUsed, h->Signature)) {
             snprintf(text, sizeof text, "'%s' in frame '%s'", SdifSignatureToString(h->Signature),
                      SdifSignatureToString(file->CurrFramT->Signature));
-            SdifFError(file, eMatrixUsedYet, text, kSrc, __LINE__);
+            SDIF_ERROR(file, eMatrixUsedYet, text);
             return nullptr;
         } else {
             SdifAddToSignatureTab(file->MtrxUsed, h->Signature);
@@ -191,7 +191,7 @@ SdifMatrixTypeT* SdifFTestMatrixHeader(SdifFileT* file) {
         snprintf(text, sizeof text, " 0x%04x, then Float4 used",
                  static_cast<unsigned>(h->DataType));
         h->DataType = eFloat4;
-        SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eTypeDataNotSupported, text);
     }
     return matrixType;
 }
@@ -220,7 +220,7 @@ size_t SdifFReadMatrixHeader(SdifFileT* file) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, " 0x%04x, then Float4 used", words[0]);
         h->DataType = eFloat4;
-        SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eTypeDataNotSupported, text);
     } else {
         h->DataType = static_cast<SdifDataTypeET>(words[0]);
     }
@@ -253,13 +253,13 @@ size_t SdifFReadOneRow(SdifFileT* file) {
     if (!SdifDataTypeHandled(type)) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "OneRow 0x%04x, then Float4 used", static_cast<unsigned>(type));
-        SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eTypeDataNotSupported, text);
         type = eFloat4;
     }
     bool allocFailed = false;
     size_t got =
         ReadCellsInto(file, type, &row->Data.Void, &row->NbGranule, h->NbCol, &allocFailed);
-    if (allocFailed) SdifFError(file, eAllocFail, "OneRow->Data allocation", kSrc, __LINE__);
+    if (allocFailed) SDIF_ERROR(file, eAllocFail, "OneRow->Data allocation");
     /* After a short read (reported) only the cells that came count. */
     row->NbData = static_cast<SdifUInt4>(got);
     return got * SdifCellBytes(type);
@@ -273,7 +273,7 @@ size_t SdifFReadMatrixData(SdifFileT* file) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "SdifFReadMatrixData 0x%04x, then Float4 used",
                  static_cast<unsigned>(type));
-        SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eTypeDataNotSupported, text);
         type = eFloat4;
     }
     const uint64_t cells = static_cast<uint64_t>(h->NbRow) * h->NbCol;
@@ -281,8 +281,7 @@ size_t SdifFReadMatrixData(SdifFileT* file) {
     if (!file->CurrMtrxData) file->CurrMtrxData = SdifCreateMatrixData(h->Signature, type, 0, 0);
     SdifMatrixDataT* data = file->CurrMtrxData;
     if (!data) {
-        SdifFError(file, eAllocFail, "not enough memory for Matrix Data header update", kSrc,
-                   __LINE__);
+        SDIF_ERROR(file, eAllocFail, "not enough memory for Matrix Data header update");
         return 0;
     }
     /* The record takes the header now; its buffer grows while reading. */
@@ -299,8 +298,7 @@ size_t SdifFReadMatrixData(SdifFileT* file) {
     ** the header claims. */
     data->Size = static_cast<SdifUInt4>(got * SdifCellBytes(type));
     if (allocFailed) {
-        SdifFError(file, eAllocFail, "not enough memory for Matrix Data header update", kSrc,
-                   __LINE__);
+        SDIF_ERROR(file, eAllocFail, "not enough memory for Matrix Data header update");
         return 0;
     }
     if (got == 0 && cells > 0) return 0;
@@ -424,7 +422,7 @@ size_t SdifFSkipFrameData(SdifFileT* file) {
                 snprintf(text, sizeof text, "Skip Matrix %d in FrameData %s ID:%u T:%g\n",
                          static_cast<int>(i), SdifSignatureToString(h->Signature), h->NumID,
                          h->Time);
-                SdifFError(file, eEof, text, kSrc, __LINE__);
+                SDIF_ERROR(file, eEof, text);
                 return 0;
             }
             total += nb;
@@ -436,7 +434,7 @@ size_t SdifFSkipFrameData(SdifFileT* file) {
     if (h->Size < SdifSizeOfFrameHeader() || nb < want) {
         snprintf(text, sizeof text, "Skip  FrameData %s ID:%u T:%g\n",
                  SdifSignatureToString(h->Signature), h->NumID, h->Time);
-        SdifFError(file, eEof, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eEof, text);
         return 0;
     }
     return nb;

@@ -18,8 +18,6 @@
 
 namespace {
 
-const char kSrc[] = "SdifFScan.cpp";
-
 size_t ScanCells(FILE* f, SdifDataTypeET type, void* p, size_t n) {
     return SdifCellTypeSwitchOrFloat4(type, [&](auto kind) {
         return SdifScanCells(f, static_cast<typename decltype(kind)::type*>(p), n);
@@ -45,7 +43,7 @@ size_t SdifFScanFrameHeader(SdifFileT* file) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "frame '%s': NbMatrix, NumID and Time expected",
                  SdifSignatureToString(h->Signature));
-        SdifFError(file, eSyntax, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eSyntax, text);
         return 0;
     }
 
@@ -86,7 +84,7 @@ size_t SdifFScanMatrixHeader(SdifFileT* file) {
         h->DataType = eFloat4;
         h->NbRow = 0;
         h->NbCol = 0;
-        SdifFError(file, eSyntax, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eSyntax, text);
         return 0;
     }
     /* Codes of old text files. */
@@ -96,7 +94,7 @@ size_t SdifFScanMatrixHeader(SdifFileT* file) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, " 0x%04x, then Float4 used", static_cast<unsigned>(code));
         h->DataType = eFloat4;
-        SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eTypeDataNotSupported, text);
     } else {
         h->DataType = static_cast<SdifDataTypeET>(code);
     }
@@ -129,7 +127,7 @@ size_t SdifFScanOneRow(SdifFileT* file) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "in text file, OneRow 0x%04x, then Float4 used",
                  static_cast<unsigned>(type));
-        SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eTypeDataNotSupported, text);
         type = eFloat4;
     }
     /* A text file's length says nothing about its cell count: the row grows
@@ -146,7 +144,7 @@ size_t SdifFScanOneRow(SdifFileT* file) {
                              static_cast<size_t>(count));
         },
         &allocFailed);
-    if (allocFailed) SdifFError(file, eAllocFail, "OneRow->Data allocation", kSrc, __LINE__);
+    if (allocFailed) SDIF_ERROR(file, eAllocFail, "OneRow->Data allocation");
     /* When the text ends early only the cells scanned count. */
     row->NbData = static_cast<SdifUInt4>(done);
     return static_cast<size_t>(done);

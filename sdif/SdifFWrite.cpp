@@ -13,8 +13,6 @@
 
 namespace {
 
-const char kSrc[] = "SdifFWrite.cpp";
-
 /* Cells from p, as type; answers the bytes written, 0 with *handled false
 ** when type is none of the handled ones. */
 size_t WriteCells(SdifFileT* file, SdifDataTypeET type, const void* p, size_t n, bool* handled) {
@@ -44,7 +42,7 @@ size_t WriteOneRowAsFloat4(SdifFileT* file, size_t n) {
 void ReportUnhandled(SdifFileT* file, SdifDataTypeET type, int line) {
     char text[_SdifStringLen];
     snprintf(text, sizeof text, "OneRow 0x%04x, then Float4 used", static_cast<unsigned>(type));
-    SdifFError(file, eTypeDataNotSupported, text, kSrc, line);
+    SdifFError(file, eTypeDataNotSupported, text, SdifSourceName(__FILE__), line);
 }
 
 }  // namespace

@@ -42,8 +42,6 @@ constexpr SdifUInt4 kTypesVersion = 1;
 constexpr unsigned int kNVTStreamID = 0xFFFFFFFDu;
 constexpr const char* kTypesFileName = "SdifTypes.STYP";
 
-#define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, "SdifFile.cpp", __LINE__)
-
 char* CopyText(const char* s) {
     size_t n = std::strlen(s) + 1;
     char* copy = (char*)std::malloc(n);

@@ -15,7 +15,7 @@ SdifFrameHeaderT* SdifCreateFrameHeader(SdifSignature signature, SdifUInt4 size,
                                         SdifUInt4 numID, SdifFloat8 time) {
     SdifFrameHeaderT* header = static_cast<SdifFrameHeaderT*>(malloc(sizeof(SdifFrameHeaderT)));
     if (!header) {
-        SdifFError(nullptr, eAllocFail, "FrameHeader allocation", "SdifFrame.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "FrameHeader allocation");
         return nullptr;
     }
     header->Signature = signature;

@@ -10,8 +10,6 @@
 #include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 
-#define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, "SdifFrameType.cpp", __LINE__)
-
 /* Buckets of a frame type's own components. */
 #define _SdifFrameTypeHashSize 13
 

@@ -59,7 +59,7 @@ char* SdifCreateStrNCpy(const char* s, size_t n) {
     /* calloc(0) may answer none, which must not pass for a failure. */
     char* copy = static_cast<char*>(std::calloc(n ? n : 1, 1));
     if (!copy) {
-        SdifFError(nullptr, eAllocFail, s, "SdifHard_OS.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, s);
         return nullptr;
     }
     std::strncpy(copy, s, n);
@@ -68,7 +68,7 @@ char* SdifCreateStrNCpy(const char* s, size_t n) {
 
 void SdifKillStr(char* s) {
     if (!s) {
-        SdifFError(nullptr, eFreeNull, "String free", "SdifHard_OS.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eFreeNull, "String free");
         return;
     }
     std::free(s);

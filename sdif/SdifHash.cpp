@@ -12,7 +12,7 @@ SdifHashTableT* SdifCreateHashTable(unsigned int size, SdifHashIndexTypeET type,
     if (!table || !buckets) {
         std::free(table);
         std::free(buckets);
-        SdifFError(nullptr, eAllocFail, "HashTable allocation", "SdifHash.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "HashTable allocation");
         return nullptr;
     }
     table->Table = buckets;
@@ -40,7 +40,7 @@ void SdifMakeEmptyHashTable(SdifHashTableT* table) {
 
 void SdifKillHashTable(SdifHashTableT* table) {
     if (!table) {
-        SdifFError(nullptr, eFreeNull, "HashTable free", "SdifHash.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eFreeNull, "HashTable free");
         return;
     }
     SdifMakeEmptyHashTable(table);
@@ -88,7 +88,7 @@ void* SdifHashTableSearch(SdifHashTableT* table, void* key, unsigned int nobj) {
 static SdifHashNT* SdifNewEntry(void* data) {
     SdifHashNT* e = static_cast<SdifHashNT*>(std::malloc(sizeof(SdifHashNT)));
     if (!e) {
-        SdifFError(nullptr, eAllocFail, "HashTable allocation", "SdifHash.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "HashTable allocation");
         return nullptr;
     }
     e->Next = nullptr;
@@ -105,7 +105,7 @@ SdifHashTableT* SdifHashTablePutChar(SdifHashTableT* table, const char* s, unsig
     char* key = static_cast<char*>(std::calloc(static_cast<size_t>(nchar) + 1, 1));
     SdifHashNT* e = key ? SdifNewEntry(data) : nullptr;
     if (!e) {
-        if (!key) SdifFError(nullptr, eAllocFail, "HashTable allocation", "SdifHash.cpp", __LINE__);
+        if (!key) SDIF_ERROR(nullptr, eAllocFail, "HashTable allocation");
         std::free(key);
         return table;
     }
@@ -156,7 +156,7 @@ SdifHashTableIteratorT* SdifCreateHashTableIterator(SdifHashTableT* table) {
     SdifHashTableIteratorT* iter =
         static_cast<SdifHashTableIteratorT*>(std::malloc(sizeof(SdifHashTableIteratorT)));
     if (!iter) {
-        SdifFError(nullptr, eAllocFail, "HashTableIterator allocation", "SdifHash.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "HashTableIterator allocation");
         return nullptr;
     }
     SdifHashTableIteratorInitLoop(iter, table);

@@ -35,7 +35,7 @@ static SdifListNT* SdifNewBlock(SdifListNStockT* stock) {
     SdifListNT* block =
         static_cast<SdifListNT*>(std::calloc(stock->SizeOfOneStock, sizeof(SdifListNT)));
     if (!block) {
-        SdifFError(nullptr, eAllocFail, "NodeStock allocation", "SdifList.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "NodeStock allocation");
         return nullptr;
     }
     block[0].Next = stock->StockList;
@@ -106,7 +106,7 @@ SdifListT* SdifCreateList(KillerFT killer) {
     SdifListNStockT* stock = SdifThreadStock();
     SdifListT* list = stock ? static_cast<SdifListT*>(std::malloc(sizeof(SdifListT))) : nullptr;
     if (!list) {
-        SdifFError(nullptr, eAllocFail, "List allocation", "SdifList.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "List allocation");
         return nullptr;
     }
     list->Head = nullptr;
@@ -130,7 +130,7 @@ SdifListT* SdifMakeEmptyList(SdifListT* list) {
 
 SdifListT* SdifKillList(SdifListT* list) {
     if (!list) {
-        SdifFError(nullptr, eFreeNull, "List free", "SdifList.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eFreeNull, "List free");
         return nullptr;
     }
     SdifMakeEmptyList(list);

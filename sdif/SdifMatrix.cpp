@@ -51,7 +51,7 @@ SdifMatrixHeaderT* SdifCreateMatrixHeader(SdifSignature signature, SdifDataTypeE
                                           SdifUInt4 nbRow, SdifUInt4 nbCol) {
     SdifMatrixHeaderT* header = static_cast<SdifMatrixHeaderT*>(malloc(sizeof(SdifMatrixHeaderT)));
     if (!header) {
-        SdifFError(nullptr, eAllocFail, "MatrixHeader allocation", "SdifMatrix.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "MatrixHeader allocation");
         return nullptr;
     }
     header->Signature = signature;
@@ -100,7 +100,7 @@ SdifMatrixHeaderT* SdifFSetCurrMatrixHeader(SdifFileT* file, SdifSignature signa
 SdifOneRowT* SdifCreateOneRow(SdifDataTypeET dataType, SdifUInt4 nbData) {
     SdifOneRowT* row = static_cast<SdifOneRowT*>(malloc(sizeof(SdifOneRowT)));
     if (!row) {
-        SdifFError(nullptr, eAllocFail, "OneRow allocation", "SdifMatrix.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "OneRow allocation");
         return nullptr;
     }
     /* Room for the widest cell, so a later change of type alone needs no
@@ -109,7 +109,7 @@ SdifOneRowT* SdifCreateOneRow(SdifDataTypeET dataType, SdifUInt4 nbData) {
     row->Data.Void = bytes <= UINT32_MAX ? calloc(1, static_cast<size_t>(bytes)) : nullptr;
     if (!row->Data.Void) {
         free(row);
-        SdifFError(nullptr, eAllocFail, "OneRow->Data allocation", "SdifMatrix.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "OneRow->Data allocation");
         return nullptr;
     }
     row->DataType = dataType;
@@ -124,7 +124,7 @@ SdifOneRowT* SdifReInitOneRow(SdifOneRowT* row, SdifDataTypeET dataType, SdifUIn
         void* grown =
             bytes <= UINT32_MAX ? realloc(row->Data.Void, static_cast<size_t>(bytes)) : nullptr;
         if (!grown) {
-            SdifFError(nullptr, eAllocFail, "OneRow->Data allocation", "SdifMatrix.cpp", __LINE__);
+            SDIF_ERROR(nullptr, eAllocFail, "OneRow->Data allocation");
             return nullptr;
         }
         row->Data.Void = grown;
@@ -145,7 +145,7 @@ SdifFloat8 SdifOneRowGetValue(SdifOneRowT* row, SdifUInt4 numCol) {
     if (numCol < 1 || numCol > row->NbData) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "OneRow column %u of %u", numCol, row->NbData);
-        SdifFError(nullptr, eArrayPosition, text, "SdifMatrix.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eArrayPosition, text);
         return 0.0;
     }
     return CellGet(row->DataType, row->Data, numCol - 1);
@@ -155,7 +155,7 @@ SdifOneRowT* SdifOneRowPutValue(SdifOneRowT* row, SdifUInt4 numCol, SdifFloat8 v
     if (numCol < 1 || numCol > row->NbData) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "OneRow column %u of %u", numCol, row->NbData);
-        SdifFError(nullptr, eArrayPosition, text, "SdifMatrix.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eArrayPosition, text);
         return nullptr;
     }
     CellPut(row->DataType, row->Data, numCol - 1, value);
@@ -173,7 +173,7 @@ SdifMatrixDataT* SdifCreateMatrixData(SdifSignature signature, SdifDataTypeET da
             SdifKillMatrixHeader(data->Header);
             free(data);
         }
-        SdifFError(nullptr, eAllocFail, "MatrixData allocation", "SdifMatrix.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "MatrixData allocation");
         return nullptr;
     }
     return data;
@@ -211,7 +211,7 @@ SdifFloat8 SdifMatrixDataGetValue(SdifMatrixDataT* data, SdifUInt4 numRow, SdifU
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "MatrixData cell (%u, %u) of %u x %u", numRow, numCol, h->NbRow,
                  h->NbCol);
-        SdifFError(nullptr, eArrayPosition, text, "SdifMatrix.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eArrayPosition, text);
         return 0.0;
     }
     return CellGet(h->DataType, data->Data, static_cast<size_t>(cell));

@@ -11,8 +11,6 @@
 #include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 
-#define SDIF_ERROR(file, tag, text) SdifFError(file, tag, text, "SdifMatrixType.cpp", __LINE__)
-
 SdifColumnDefT* SdifCreateColumnDef(const char* name, unsigned int num) {
     SdifColumnDefT* column = (SdifColumnDefT*)std::malloc(sizeof(SdifColumnDefT));
     char* copy = SdifCopyText(name);

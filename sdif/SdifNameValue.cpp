@@ -16,8 +16,6 @@
 
 namespace {
 
-const char* const kSrc = "SdifNameValue.cpp";
-
 unsigned int keylen(const char* name) { return (unsigned int)strlen(name) + 1; }
 
 FILE* textstream(SdifFileT* file, int verbose) {
@@ -29,7 +27,7 @@ int expectchar(SdifFileT* file, FILE* f, size_t* nbRead, int expected, const cha
     int c;
     while ((c = getc(f)) != EOF && isspace(c)) (*nbRead)++;
     if (c == EOF) {
-        SdifFReportEof(file, f, kSrc, __LINE__);
+        SdifFReportEof(file, f, SdifSourceName(__FILE__), __LINE__);
         return 0;
     }
     (*nbRead)++;
@@ -37,7 +35,7 @@ int expectchar(SdifFileT* file, FILE* f, size_t* nbRead, int expected, const cha
     char text[_SdifStringLen];
     snprintf(text, sizeof text, "Attempt to read '%c' failed, read '%c' (%d) : %s", expected,
              isprint(c) ? c : '?', c, label);
-    SdifFError(file, eSyntax, text, kSrc, __LINE__);
+    SDIF_ERROR(file, eSyntax, text);
     return 0;
 }
 
@@ -55,14 +53,14 @@ SdifNameValueT* SdifCreateNameValue(const char* name, const char* value) {
         free(nv->Value);
         free(nv);
     }
-    SdifFError(NULL, eAllocFail, "NameValue allocation", kSrc, __LINE__);
+    SDIF_ERROR(NULL, eAllocFail, "NameValue allocation");
     return NULL;
 }
 
 void SdifKillNameValue(void* nameValue) {
     SdifNameValueT* nv = (SdifNameValueT*)nameValue;
     if (!nv) {
-        SdifFError(NULL, eFreeNull, "NameValue free", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eFreeNull, "NameValue free");
         return;
     }
     free(nv->Name);
@@ -76,13 +74,13 @@ SdifNameValueTableT* SdifCreateNameValueTable(SdifUInt4 streamID, unsigned int h
                                               unsigned int numTable) {
     SdifNameValueTableT* table = (SdifNameValueTableT*)malloc(sizeof(SdifNameValueTableT));
     if (!table) {
-        SdifFError(NULL, eAllocFail, "NameValueTable allocation", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eAllocFail, "NameValueTable allocation");
         return NULL;
     }
     table->NVHT = SdifCreateHashTable(hashSize ? hashSize : 1, eHashChar, SdifKillNameValue);
     if (!table->NVHT) {
         free(table);
-        SdifFError(NULL, eAllocFail, "NameValueTable allocation", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eAllocFail, "NameValueTable allocation");
         return NULL;
     }
     table->NumTable = numTable;
@@ -93,7 +91,7 @@ SdifNameValueTableT* SdifCreateNameValueTable(SdifUInt4 streamID, unsigned int h
 void SdifKillNameValueTable(void* nvt) {
     SdifNameValueTableT* table = (SdifNameValueTableT*)nvt;
     if (!table) {
-        SdifFError(NULL, eFreeNull, "NameValueTable free", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eFreeNull, "NameValueTable free");
         return;
     }
     SdifKillHashTable(table->NVHT);
@@ -127,7 +125,7 @@ SdifNameValuesLT* SdifCreateNameValuesL(unsigned int hashSize) {
     if (list) list->NVTList = SdifCreateList(SdifKillNameValueTable);
     if (!list || !list->NVTList) {
         free(list);
-        SdifFError(NULL, eAllocFail, "NameValues List allocation", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eAllocFail, "NameValues List allocation");
         return NULL;
     }
     list->CurrNVT = NULL;
@@ -137,7 +135,7 @@ SdifNameValuesLT* SdifCreateNameValuesL(unsigned int hashSize) {
 
 void SdifKillNameValuesL(SdifNameValuesLT* list) {
     if (!list) {
-        SdifFError(NULL, eFreeNull, "NameValues List free", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eFreeNull, "NameValues List free");
         return;
     }
     SdifKillList(list->NVTList);
@@ -161,8 +159,7 @@ SdifNameValueTableT* SdifNameValuesLSetCurrNVT(SdifNameValuesLT* list, unsigned 
             if (table->NumTable == numTable) return list->CurrNVT = table;
         }
     }
-    SdifFError(NULL, eArrayPosition, "SdifNameValuesLSetCurrNVT: name table size exeeded", kSrc,
-               __LINE__);
+    SDIF_ERROR(NULL, eArrayPosition, "SdifNameValuesLSetCurrNVT: name table size exeeded");
     list->CurrNVT = NULL;
     return NULL;
 }
@@ -211,7 +208,7 @@ SdifNameValueT* SdifNameValuesLPutCurrNVTTranslate(SdifNameValuesLT* list, const
     if (n && v)
         nv = SdifNameValuesLPutCurrNVT(list, SdifStringToNV(n), SdifStringToNV(v));
     else
-        SdifFError(NULL, eAllocFail, "NameValue allocation", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eAllocFail, "NameValue allocation");
     free(n);
     free(v);
     return nv;
@@ -236,7 +233,7 @@ size_t SdifFNameValueLCurrNVTfromString(SdifFileT* file, const char* text) {
         if (!name || !value) {
             free(name);
             free(value);
-            SdifFError(file, eAllocFail, "NameValue allocation", kSrc, __LINE__);
+            SDIF_ERROR(file, eAllocFail, "NameValue allocation");
             break;
         }
         memcpy(name, line, nameLen);
@@ -250,7 +247,7 @@ size_t SdifFNameValueLCurrNVTfromString(SdifFileT* file, const char* text) {
         /* Freed before the report: an error callback may unwind from it. */
         free(name);
         free(value);
-        if (known) SdifFError(file, eReDefined, msg, kSrc, __LINE__);
+        if (known) SDIF_ERROR(file, eReDefined, msg);
         line = lf + 1;
     }
     return added;
@@ -321,7 +318,7 @@ size_t getnvt(SdifFileT* file, int verbose) {
     int c;
     while ((c = SdifFGetOneNameValue(file, verbose, &nbRead)) != '}')
         if (c == 4) {
-            SdifFReportEof(file, f, kSrc, __LINE__);
+            SdifFReportEof(file, f, SdifSourceName(__FILE__), __LINE__);
             break;
         }
     return nbRead;

@@ -11,11 +11,7 @@
 #include "SdifFile.h"
 #include "SdifString.h"
 
-namespace {
-
-const char kSrc[] = "SdifPrivate.cpp";
-
-}  // namespace
+namespace {}  // namespace
 
 /* ---- notices, texts, reports ---- */
 
@@ -65,12 +61,12 @@ size_t SdifFReadTextChunkMatrices(SdifFileT* file, const char* chunkName, const 
         size_t n = SdifFReadMatrixHeader(file);
         if (n == 0) break; /* end of file or a lying header, reported */
         sizeR += n;
-        if (file->CurrMtrxH->NbCol != 1) SdifFError(file, eSyntax, columnText, kSrc, __LINE__);
+        if (file->CurrMtrxH->NbCol != 1) SDIF_ERROR(file, eSyntax, columnText);
         if (file->CurrMtrxH->DataType != eText) {
             char text[64];
             snprintf(text, sizeof text, "%s matrix 0x%04x, skipped", chunkName,
                      (unsigned)file->CurrMtrxH->DataType);
-            SdifFError(file, eTypeDataNotSupported, text, kSrc, __LINE__);
+            SDIF_ERROR(file, eTypeDataNotSupported, text);
             sizeR += SdifFSkipMatrixData(file);
             continue;
         }

@@ -150,7 +150,7 @@ int SdifSignatureCmpNoVersion(SdifSignature a, SdifSignature b) {
 static void SdifReportShortTransfer(SdifFileT* file, const char* what) {
     char text[64];
     std::snprintf(text, sizeof text, "%s %ld", what, file->Stream ? std::ftell(file->Stream) : -1L);
-    SdifFError(file, eEof, text, "SdifRWLowLevel.cpp", __LINE__);
+    SDIF_ERROR(file, eEof, text);
 }
 
 size_t Sdiffread(void* ptr, size_t size, size_t count, SdifFileT* file) {
@@ -341,15 +341,13 @@ int SdifSkipSpace(Source& src) {
     return c;
 }
 
-void SdifReportWordCut(const char* word) {
-    SdifFError(nullptr, eWordCut, word, "SdifRWLowLevel.cpp", __LINE__);
-}
+void SdifReportWordCut(const char* word) { SDIF_ERROR(nullptr, eWordCut, word); }
 
 void SdifReportTokenLength(const char* s, size_t length) {
     char text[_SdifStringLen];
     std::snprintf(text, sizeof text, "%.*s",
                   static_cast<int>(length < sizeof text ? length : sizeof text - 1), s);
-    SdifFError(nullptr, eTokenLength, text, "SdifRWLowLevel.cpp", __LINE__);
+    SDIF_ERROR(nullptr, eTokenLength, text);
 }
 
 template <class Source>
@@ -453,13 +451,13 @@ size_t SdiffReadSpace(FILE* f) {
     int c;
     while (SdifIsSpace(c = std::getc(f))) n++;
     if (c == EOF) {
-        SdifFError(nullptr, eEof, "SdiffReadSpace", "SdifRWLowLevel.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eEof, "SdiffReadSpace");
         return n;
     }
     if (std::ungetc(c, f) == EOF) {
         char text[64];
         std::snprintf(text, sizeof text, "ungetc failed : (%d,%c) ", c, c);
-        SdifFError(nullptr, eEof, text, "SdifRWLowLevel.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eEof, text);
     }
     return n;
 }

@@ -174,7 +174,7 @@ int parseerror(SdifSelectContext* context, const char* name, const char* ending,
 
 SdifSelectElementT* newelement(void) {
     SdifSelectElementT* elem = (SdifSelectElementT*)calloc(1, sizeof(SdifSelectElementT));
-    if (!elem) SdifFError(NULL, eAllocFail, "SelectElement allocation", "SdifSelect.cpp", __LINE__);
+    if (!elem) SDIF_ERROR(NULL, eAllocFail, "SelectElement allocation");
     return elem;
 }
 
@@ -259,7 +259,7 @@ void rebuildmasks(SdifSelectionT* sel) {
 char* copyname(const char* s, size_t len) {
     char* copy = (char*)malloc(len + 1);
     if (!copy) {
-        SdifFError(NULL, eAllocFail, "Selection name allocation", "SdifSelect.cpp", __LINE__);
+        SDIF_ERROR(NULL, eAllocFail, "Selection name allocation");
         return NULL;
     }
     memcpy(copy, s, len);
@@ -342,7 +342,7 @@ void SdifReplaceSelection(const char* text, SdifSelectionT* sel) {
 SdifSelectionT* SdifCreateSelection(void) {
     SdifSelectionT* sel = (SdifSelectionT*)calloc(1, sizeof(SdifSelectionT));
     if (!sel) {
-        SdifFError(NULL, eAllocFail, "Selection allocation", "SdifSelect.cpp", __LINE__);
+        SDIF_ERROR(NULL, eAllocFail, "Selection allocation");
         return NULL;
     }
     if (!SdifInitSelection(sel, NULL, 0)) {

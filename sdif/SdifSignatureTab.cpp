@@ -12,13 +12,13 @@ SdifSignatureTabT* SdifCreateSignatureTab(unsigned int nb) {
     SdifSignatureTabT* table =
         static_cast<SdifSignatureTabT*>(std::malloc(sizeof(SdifSignatureTabT)));
     if (!table) {
-        SdifFError(nullptr, eAllocFail, "NewSignTab", "SdifSignatureTab.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "NewSignTab");
         return nullptr;
     }
     table->Tab = static_cast<SdifSignature*>(std::calloc(nb ? nb : 1, sizeof(SdifSignature)));
     if (!table->Tab) {
         std::free(table);
-        SdifFError(nullptr, eAllocFail, "NewSignTab->Tab", "SdifSignatureTab.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "NewSignTab->Tab");
         return nullptr;
     }
     table->NbSignMax = nb;
@@ -28,7 +28,7 @@ SdifSignatureTabT* SdifCreateSignatureTab(unsigned int nb) {
 
 void SdifKillSignatureTab(SdifSignatureTabT* table) {
     if (!table) {
-        SdifFError(nullptr, eFreeNull, "SignTab free", "SdifSignatureTab.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eFreeNull, "SignTab free");
         return;
     }
     std::free(table->Tab);
@@ -40,8 +40,7 @@ SdifSignatureTabT* SdifReAllocSignatureTab(SdifSignatureTabT* table, unsigned in
     SdifSignature* grown =
         static_cast<SdifSignature*>(std::realloc(table->Tab, sizeof(SdifSignature) * nb));
     if (!grown) {
-        SdifFError(nullptr, eAllocFail, "SignTab->Tab RE-allocation", "SdifSignatureTab.cpp",
-                   __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "SignTab->Tab RE-allocation");
         return nullptr;
     }
     std::memset(grown + table->NbSignMax, 0, sizeof(SdifSignature) * (nb - table->NbSignMax));

@@ -14,7 +14,6 @@
 
 namespace {
 
-const char* const kSrc = "SdifStreamID.cpp";
 const char* const kStopChars = "{},;:";
 
 /* Characters from a stream or from an SdifStringT, counted. */
@@ -84,7 +83,7 @@ void expectfailed(SdifFileT* file, int expected, int c, const char* label, int l
     else
         snprintf(text, sizeof text, "Attempt to read '%c' failed, read '%c' (%d) : %s", expected,
                  isprint(c) ? c : '?', c, label);
-    SdifFError(file, eSyntax, text, kSrc, line);
+    SdifFError(file, eSyntax, text, SdifSourceName(__FILE__), line);
 }
 
 /* What the entry reader answers for the character that ended an entry. */
@@ -102,7 +101,7 @@ int getonestreamid(SdifFileT* file, TextSource* src) {
     if (c == EOF || !isspace(c)) {
         snprintf(text, sizeof text, "Wait a space_char after NumId '%s', read char: (%d) '%c'",
                  word, c, c == EOF ? ' ' : c);
-        SdifFError(file, eSyntax, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eSyntax, text);
         if (c == EOF || c == '}' || c == ';') return entryend(c);
         return entryend(skipentry(src));
     }
@@ -110,7 +109,7 @@ int getonestreamid(SdifFileT* file, TextSource* src) {
     SdifUInt4 numID = (SdifUInt4)atoi(word);
     if (SdifStreamIDTableGetSID(file->StreamIDsTable, numID)) {
         snprintf(text, sizeof text, "StreamID : %u ", numID);
-        SdifFError(file, eReDefined, text, kSrc, __LINE__);
+        SDIF_ERROR(file, eReDefined, text);
         c = skipentry(src);
         if (c != ';') expectfailed(file, ';', c, "end of Stream ID skiped missing", __LINE__);
         return entryend(c);
@@ -148,14 +147,14 @@ SdifStreamIDT* SdifCreateStreamID(SdifUInt4 numID, const char* source, const cha
         free(sid->TreeWay);
         free(sid);
     }
-    SdifFError(NULL, eAllocFail, "StreamID allocation", kSrc, __LINE__);
+    SDIF_ERROR(NULL, eAllocFail, "StreamID allocation");
     return NULL;
 }
 
 void SdifKillStreamID(void* streamID) {
     SdifStreamIDT* sid = (SdifStreamIDT*)streamID;
     if (!sid) {
-        SdifFError(NULL, eFreeNull, "StreamID free", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eFreeNull, "StreamID free");
         return;
     }
     free(sid->Source);
@@ -175,7 +174,7 @@ SdifStreamIDTableT* SdifCreateStreamIDTable(unsigned int hashSize) {
         table->SIDHT = SdifCreateHashTable(hashSize ? hashSize : 1, eHashInt4, SdifKillStreamID);
     if (!table || !table->SIDHT) {
         free(table);
-        SdifFError(NULL, eAllocFail, "StreamIDTable allocation", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eAllocFail, "StreamIDTable allocation");
         return NULL;
     }
     table->StreamID = _SdifStreamIDTableID;
@@ -184,7 +183,7 @@ SdifStreamIDTableT* SdifCreateStreamIDTable(unsigned int hashSize) {
 
 void SdifKillStreamIDTable(SdifStreamIDTableT* table) {
     if (!table) {
-        SdifFError(NULL, eFreeNull, "StreamIDTable free", kSrc, __LINE__);
+        SDIF_ERROR(NULL, eFreeNull, "StreamIDTable free");
         return;
     }
     SdifKillHashTable(table->SIDHT);
@@ -234,7 +233,7 @@ size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
         SdifNotice(
             "Warning, this file uses an intermediate format for the stream ID table.  "
             "Portablity with programs not using the QUENDA SDIF library is not guaranteed.");
-    if (file->StreamIDPass) SdifFError(file, eOnlyOneChunk, "1IDS", kSrc, __LINE__);
+    if (file->StreamIDPass) SDIF_ERROR(file, eOnlyOneChunk, "1IDS");
 
     int c = skipspace(&src);
     if (c != '{') {
@@ -242,7 +241,7 @@ size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
     } else {
         while ((c = getonestreamid(file, &src)) != '}') {
             if (c == 4) {
-                SdifFReportEof(file, src.f, kSrc, __LINE__);
+                SdifFReportEof(file, src.f, SdifSourceName(__FILE__), __LINE__);
                 break;
             }
         }
@@ -292,7 +291,7 @@ size_t SdifFReadAllStreamID(SdifFileT* file) {
         return SdifFEndTextChunk(file, "1IDS", sizeR);
     }
 
-    if (file->StreamIDPass) SdifFError(file, eOnlyOneChunk, "1IDS", kSrc, __LINE__);
+    if (file->StreamIDPass) SDIF_ERROR(file, eOnlyOneChunk, "1IDS");
     sizeR += SdifFReadTextChunkMatrices(file, "1IDS",
                                         "Stream ID table text matrix must have exactly one column!",
                                         SdifFGetAllStreamIDfromSdifString);

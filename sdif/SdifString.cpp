@@ -16,7 +16,7 @@ SdifStringT* SdifStringNew(void) {
         std::free(s);
         std::free(text);
         std::perror("SdifStringNew memory allocation: ");
-        SdifFError(nullptr, eAllocFail, "SdifString Memory Allocation", "SdifString.cpp", __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "SdifString Memory Allocation");
         return nullptr;
     }
     s->str = text;

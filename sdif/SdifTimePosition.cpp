@@ -8,8 +8,7 @@
 SdifTimePositionT* SdifCreateTimePosition(SdifFloat8 time, SdiffPosT pos) {
     SdifTimePositionT* tp = static_cast<SdifTimePositionT*>(malloc(sizeof(SdifTimePositionT)));
     if (!tp) {
-        SdifFError(nullptr, eAllocFail, "TimePosition allocation", "SdifTimePosition.cpp",
-                   __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "TimePosition allocation");
         return nullptr;
     }
     tp->Time = time;
@@ -24,8 +23,7 @@ SdifTimePositionLT* SdifCreateTimePositionL(void) {
     if (list) list->TimePosList = SdifCreateList(SdifKillTimePosition);
     if (!list || !list->TimePosList) {
         free(list);
-        SdifFError(nullptr, eAllocFail, "TimePositionL allocation", "SdifTimePosition.cpp",
-                   __LINE__);
+        SDIF_ERROR(nullptr, eAllocFail, "TimePositionL allocation");
         return nullptr;
     }
     return list;

@@ -12,6 +12,7 @@
 #include "Kv2Io.h"
 #include "Kv2PartialVector.h"
 #include "Kv2Partials.h"
+#include "Kv2Transform.h"
 
 namespace Quorlin {
 

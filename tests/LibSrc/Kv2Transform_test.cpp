@@ -6,7 +6,7 @@
 #include <cmath>
 #include <initializer_list>
 
-#include "Kv2Partials.h"
+#include "Kv2Transform.h"
 
 namespace {
 

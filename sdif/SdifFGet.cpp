@@ -38,9 +38,9 @@ struct TypeInput {
     size_t nbRead;
     int textStart;
 
-    TypeInput(SdifFileT* f, FILE* s) : file(f), stream(s), text(NULL), nbRead(0), textStart(0) {}
+    TypeInput(SdifFileT* f, FILE* s) : file(f), stream(s), text(nullptr), nbRead(0), textStart(0) {}
     TypeInput(SdifFileT* f, SdifStringT* t)
-        : file(f), stream(NULL), text(t), nbRead(0), textStart(t->NbCharRead) {}
+        : file(f), stream(nullptr), text(t), nbRead(0), textStart(t->NbCharRead) {}
 
     size_t Count() const { return stream ? nbRead : (size_t)(text->NbCharRead - textStart); }
 
@@ -467,7 +467,7 @@ size_t SdifFWriteAllType(SdifFileT* file) {
 }
 
 int SdifFAllMatrixTypeToSdifString(SdifFileT* file, SdifStringT* text) {
-    SdifHashTableT* table = file ? file->MatrixTypesTable : NULL;
+    SdifHashTableT* table = file ? file->MatrixTypesTable : nullptr;
     if (!table || !text) return 0;
     int nb = 0;
     for (unsigned int i = 0; i < table->HashSize; ++i)
@@ -481,7 +481,7 @@ int SdifFAllMatrixTypeToSdifString(SdifFileT* file, SdifStringT* text) {
 }
 
 int SdifFAllFrameTypeToSdifString(SdifFileT* file, SdifStringT* text) {
-    SdifHashTableT* table = file ? file->FrameTypesTable : NULL;
+    SdifHashTableT* table = file ? file->FrameTypesTable : nullptr;
     if (!table || !text) return 0;
     int nb = 0;
     for (unsigned int i = 0; i < table->HashSize; ++i)

@@ -24,7 +24,7 @@
 #include "SdifString.h"
 #include "SdifTimePosition.h"
 
-SdifFileT* gSdifPredefinedTypes = NULL;
+SdifFileT* gSdifPredefinedTypes = nullptr;
 
 namespace {
 
@@ -123,7 +123,7 @@ void SdifGenInitCond(const char* typesFileName) {
 void SdifGenKill(void) {
     if (!gSdifInitialised) return;
     SdifFClose(gSdifPredefinedTypes);
-    gSdifPredefinedTypes = NULL;
+    gSdifPredefinedTypes = nullptr;
     SdifGlobalsT* globals = GetSdifGlobals();
     if (globals) SdifDrainListNStock(&globals->nodestock);
     gSdifInitialised = 0;
@@ -176,8 +176,8 @@ SdifFileT* SdifFOpen(const char* name, SdifFileModeET mode) {
 
     SdifFileT* file = (SdifFileT*)std::calloc(1, sizeof(SdifFileT));
     if (!file) {
-        SDIF_ERROR(NULL, eAllocFail, "SdifFile");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "SdifFile");
+        return nullptr;
     }
     const char* given = name ? name : "";
     file->Mode = mode;
@@ -192,9 +192,9 @@ SdifFileT* SdifFOpen(const char* name, SdifFileModeET mode) {
     }
     file->Name = CopyText(plain);
     if (!file->Name) {
-        SDIF_ERROR(NULL, eAllocFail, "SdifFile");
+        SDIF_ERROR(nullptr, eAllocFail, "SdifFile");
         SdifFClose(file);
-        return NULL;
+        return nullptr;
     }
 
     enum { kOrdinary, kStdIn, kStdOut, kStdErr } kind = kOrdinary;
@@ -215,12 +215,12 @@ SdifFileT* SdifFOpen(const char* name, SdifFileModeET mode) {
     file->FrameTypesTable = SdifCreateHashTable(127, eHashInt4, SdifKillFrameType);
     file->StreamIDsTable = SdifCreateStreamIDTable(1);
     file->TimePositions = SdifCreateTimePositionL();
-    file->Stream = NULL;
+    file->Stream = nullptr;
     file->CurrSignature = 0;
-    file->CurrFramH = NULL;
-    file->CurrMtrxH = NULL;
-    file->CurrFramT = NULL;
-    file->CurrMtrxT = NULL;
+    file->CurrFramH = nullptr;
+    file->CurrMtrxH = nullptr;
+    file->CurrFramT = nullptr;
+    file->CurrMtrxT = nullptr;
     file->PrevTime = -DBL_MAX;
     file->MtrxUsed = SdifCreateSignatureTab(16);
     file->CurrOneRow = SdifCreateOneRow(eFloat4, 1);
@@ -232,8 +232,8 @@ SdifFileT* SdifFOpen(const char* name, SdifFileModeET mode) {
     file->Pos = 0;
     file->TypeDefPass = 0;
     file->StreamIDPass = 0;
-    file->TextStreamName = NULL;
-    file->TextStream = NULL;
+    file->TextStreamName = nullptr;
+    file->TextStream = nullptr;
     file->NbUserData = 0;
 
     char text[_SdifStringLen];
@@ -271,7 +271,7 @@ SdifFileT* SdifFOpen(const char* name, SdifFileModeET mode) {
         std::snprintf(text, sizeof text, "%s", given);
         SDIF_ERROR(file, eFileNotFound, text);
         SdifFClose(file);
-        return NULL;
+        return nullptr;
     }
     if (kind == kOrdinary) {
         file->isSeekable = 1;
@@ -281,17 +281,17 @@ SdifFileT* SdifFOpen(const char* name, SdifFileModeET mode) {
 }
 
 SdifFileT* SdifFOpenText(SdifFileT* file, const char* name, SdifFileModeET mode) {
-    if (!file) return NULL;
+    if (!file) return nullptr;
     const char* given = name ? name : "";
 
     if (file->TextStream) {
         CloseStream(file->TextStream);
-        file->TextStream = NULL;
+        file->TextStream = nullptr;
     }
     std::free(file->TextStreamName);
     file->TextStreamName = CopyText(given);
 
-    FILE* stream = NULL;
+    FILE* stream = nullptr;
     switch (mode) {
         case eReadFile:
         case ePredefinedTypes:
@@ -299,12 +299,12 @@ SdifFileT* SdifFOpenText(SdifFileT* file, const char* name, SdifFileModeET mode)
                 stream = stdin;
             } else if (std::strcmp(given, "stdout") == 0 || std::strcmp(given, "stderr") == 0) {
                 SDIF_ERROR(file, eBadStdFile, given);
-                return NULL;
+                return nullptr;
             } else {
                 stream = std::fopen(given, "r");
                 if (!stream) {
                     SDIF_ERROR(file, eFileNotFound, given);
-                    return NULL;
+                    return nullptr;
                 }
             }
             break;
@@ -315,18 +315,18 @@ SdifFileT* SdifFOpenText(SdifFileT* file, const char* name, SdifFileModeET mode)
                 stream = stderr;
             } else if (std::strcmp(given, "stdin") == 0) {
                 SDIF_ERROR(file, eBadStdFile, given);
-                return NULL;
+                return nullptr;
             } else {
                 stream = std::fopen(given, "w");
                 if (!stream) {
                     SDIF_ERROR(file, eAllocFail, given);
-                    return NULL;
+                    return nullptr;
                 }
             }
             break;
         default:
             SDIF_ERROR(file, eBadMode, "this mode doesn't exist or isn't appropriated");
-            return NULL;
+            return nullptr;
     }
     file->TextStream = stream;
     return file;
@@ -339,48 +339,48 @@ void SdifFClose(SdifFileT* file) {
         SdifKillNameValuesL(file->NameValues);
     else
         SDIF_ERROR(file, eFreeNull, "SdifFile->NameValues");
-    file->NameValues = NULL;
+    file->NameValues = nullptr;
     if (file->MatrixTypesTable)
         SdifKillHashTable(file->MatrixTypesTable);
     else
         SDIF_ERROR(file, eFreeNull, "SdifFile->MatrixTypesTable");
-    file->MatrixTypesTable = NULL;
+    file->MatrixTypesTable = nullptr;
     if (file->FrameTypesTable)
         SdifKillHashTable(file->FrameTypesTable);
     else
         SDIF_ERROR(file, eFreeNull, "SdifFile->FrameTypesTable");
-    file->FrameTypesTable = NULL;
+    file->FrameTypesTable = nullptr;
     if (file->StreamIDsTable)
         SdifKillStreamIDTable(file->StreamIDsTable);
     else
         SDIF_ERROR(file, eFreeNull, "SdifFile->StreamIDsTable");
-    file->StreamIDsTable = NULL;
+    file->StreamIDsTable = nullptr;
     if (file->TimePositions)
         SdifKillTimePositionL(file->TimePositions);
     else
         SDIF_ERROR(file, eFreeNull, "SdifFile->TimePositions");
-    file->TimePositions = NULL;
+    file->TimePositions = nullptr;
     if (file->Selection)
         SdifFreeSelection(file->Selection);
     else
         SDIF_ERROR(file, eFreeNull, "SdifFile->Selection");
-    file->Selection = NULL;
+    file->Selection = nullptr;
     if (file->CurrOneRow)
         SdifKillOneRow(file->CurrOneRow);
     else
         SDIF_ERROR(file, eFreeNull, "SdifFile->CurrOneRow");
-    file->CurrOneRow = NULL;
+    file->CurrOneRow = nullptr;
     if (file->CurrMtrxData)
         SdifKillMatrixData(file->CurrMtrxData);
     else
         SDIF_ERROR(file, eFreeNull, "SdifFile->CurrMtrxData");
-    file->CurrMtrxData = NULL;
+    file->CurrMtrxData = nullptr;
     if (file->Errors) {
         SdifKillErrorL(file->Errors);
-        file->Errors = NULL;
+        file->Errors = nullptr;
     } else {
         /* no list left to record it in */
-        SDIF_ERROR(NULL, eFreeNull, "SdifFile->Errors");
+        SDIF_ERROR(nullptr, eFreeNull, "SdifFile->Errors");
     }
 
     if (file->CurrFramH) SdifKillFrameHeader(file->CurrFramH);
@@ -591,7 +591,7 @@ SdifDataTypeET SdifFCurrDataType(SdifFileT* file) {
 SdifOneRowT* SdifFCurrOneRow(SdifFileT* file) { return file->CurrOneRow; }
 
 void* SdifFCurrOneRowData(SdifFileT* file) {
-    return file->CurrOneRow ? file->CurrOneRow->Data.Void : NULL;
+    return file->CurrOneRow ? file->CurrOneRow->Data.Void : nullptr;
 }
 
 SdifFloat8 SdifFCurrOneRowCol(SdifFileT* file, SdifUInt4 column) {
@@ -622,7 +622,7 @@ SdifOneRowT* SdifFSetCurrOneRowCol(SdifFileT* file, SdifUInt4 column, SdifFloat8
 SdifMatrixDataT* SdifFCurrMatrixData(SdifFileT* file) { return file->CurrMtrxData; }
 
 void* SdifFCurrMatrixDataPointer(SdifFileT* file) {
-    return file->CurrMtrxData ? file->CurrMtrxData->Data.Void : NULL;
+    return file->CurrMtrxData ? file->CurrMtrxData->Data.Void : nullptr;
 }
 
 SdifHashTableT* SdifFGetMatrixTypesTable(SdifFileT* file) { return file->MatrixTypesTable; }
@@ -681,7 +681,7 @@ int SdifFAddUserData(SdifFileT* file, void* data) {
 }
 
 void* SdifFGetUserData(SdifFileT* file, int index) {
-    if (index < 0 || index >= file->NbUserData) return NULL;
+    if (index < 0 || index >= file->NbUserData) return nullptr;
     return file->UserData[index];
 }
 
@@ -713,7 +713,7 @@ FILE* SdifFGetFILE_SwitchVerbose(SdifFileT* file, int which) {
             return file->TextStream;
         default:
             std::fprintf(SdifStdErr, "*Sdif* %c not a verbose ('t': text; 's':SdifFile)\n", which);
-            return NULL;
+            return nullptr;
     }
 }
 

@@ -20,8 +20,8 @@ SdifComponentT* SdifCreateComponent(SdifSignature matrixSignature, const char* n
     if (!component || !copy) {
         std::free(component);
         std::free(copy);
-        SDIF_ERROR(NULL, eAllocFail, "Component allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "Component allocation");
+        return nullptr;
     }
     component->MtrxS = matrixSignature;
     component->Name = copy;
@@ -43,11 +43,11 @@ SdifFrameTypeT* SdifCreateFrameType(SdifSignature signature, SdifFrameTypeT* pre
             SdifCreateHashTable(_SdifFrameTypeHashSize, eHashInt4, SdifKillComponent);
     if (!type || !type->ComponentUseHT) {
         std::free(type);
-        SDIF_ERROR(NULL, eAllocFail, "FrameType allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "FrameType allocation");
+        return nullptr;
     }
     type->Signature = signature;
-    type->FrameTypePre = NULL;
+    type->FrameTypePre = nullptr;
     type->NbComponentUse = 0;
     type->NbComponent = 0;
     type->ModifMode = eCanModif;
@@ -71,7 +71,7 @@ SdifHashTableT* SdifPutFrameType(SdifHashTableT* table, SdifFrameTypeT* type) {
 }
 
 SdifFrameTypeT* SdifGetFrameType(SdifHashTableT* table, SdifSignature signature) {
-    if (!table) return NULL;
+    if (!table) return nullptr;
     return (SdifFrameTypeT*)SdifHashTableSearchInt4(table, signature);
 }
 
@@ -91,7 +91,7 @@ int SdifExistUserFrameType(SdifHashTableT* table) {
 
 SdifComponentT* SdifFrameTypeGetComponent_MtrxS(SdifFrameTypeT* type,
                                                 SdifSignature matrixSignature) {
-    if (!type) return NULL;
+    if (!type) return nullptr;
     if (type->FrameTypePre) {
         SdifComponentT* c = SdifFrameTypeGetComponent_MtrxS(type->FrameTypePre, matrixSignature);
         if (c) return c;
@@ -100,7 +100,7 @@ SdifComponentT* SdifFrameTypeGetComponent_MtrxS(SdifFrameTypeT* type,
 }
 
 SdifComponentT* SdifFrameTypeGetComponent(SdifFrameTypeT* type, const char* name) {
-    if (!type || !name) return NULL;
+    if (!type || !name) return nullptr;
     if (type->FrameTypePre) {
         SdifComponentT* c = SdifFrameTypeGetComponent(type->FrameTypePre, name);
         if (c) return c;
@@ -111,11 +111,11 @@ SdifComponentT* SdifFrameTypeGetComponent(SdifFrameTypeT* type, const char* name
             SdifComponentT* c = (SdifComponentT*)entry->Data;
             if (c && std::strcmp(c->Name, name) == 0) return c;
         }
-    return NULL;
+    return nullptr;
 }
 
 SdifComponentT* SdifFrameTypeGetNthComponent(SdifFrameTypeT* type, unsigned int n) {
-    if (!type || n == 0 || n > type->NbComponent) return NULL;
+    if (!type || n == 0 || n > type->NbComponent) return nullptr;
     if (type->FrameTypePre && n <= type->FrameTypePre->NbComponent)
         return SdifFrameTypeGetNthComponent(type->FrameTypePre, n);
     SdifHashTableT* table = type->ComponentUseHT;
@@ -124,7 +124,7 @@ SdifComponentT* SdifFrameTypeGetNthComponent(SdifFrameTypeT* type, unsigned int 
             SdifComponentT* c = (SdifComponentT*)entry->Data;
             if (c && c->Num == n) return c;
         }
-    return NULL;
+    return nullptr;
 }
 
 unsigned int SdifFrameTypeGetNbComponents(SdifFrameTypeT* type) {
@@ -133,26 +133,26 @@ unsigned int SdifFrameTypeGetNbComponents(SdifFrameTypeT* type) {
 
 SdifFrameTypeT* SdifFFrameTypePutComponent(SdifFileT* file, SdifFrameTypeT* type,
                                            SdifSignature matrixSignature, const char* name) {
-    if (!type || !name) return NULL;
+    if (!type || !name) return nullptr;
     if (SdifFrameTypeGetComponent_MtrxS(type, matrixSignature)) {
         SDIF_ERROR(file, eExistsYet, SdifSignatureToString(matrixSignature));
-        return NULL;
+        return nullptr;
     }
     if (SdifFrameTypeGetComponent(type, name)) {
         SDIF_ERROR(file, eExistsYet, name);
-        return NULL;
+        return nullptr;
     }
     if (type->ModifMode == eNoModif) {
         SDIF_ERROR(file, eTypeDefinedYet, SdifSignatureToString(type->Signature));
-        return NULL;
+        return nullptr;
     }
     SdifComponentT* component = SdifCreateComponent(matrixSignature, name, type->NbComponent + 1);
-    if (!component) return NULL;
+    if (!component) return nullptr;
     unsigned int before = type->ComponentUseHT->NbOfData;
     SdifHashTablePutInt4(type->ComponentUseHT, matrixSignature, component);
     if (type->ComponentUseHT->NbOfData == before) {
         SdifKillComponent(component);
-        return NULL;
+        return nullptr;
     }
     type->NbComponentUse++;
     type->NbComponent++;
@@ -161,7 +161,7 @@ SdifFrameTypeT* SdifFFrameTypePutComponent(SdifFileT* file, SdifFrameTypeT* type
 
 SdifFrameTypeT* SdifFrameTypePutComponent(SdifFrameTypeT* type, SdifSignature matrixSignature,
                                           const char* name) {
-    return SdifFFrameTypePutComponent(NULL, type, matrixSignature, name);
+    return SdifFFrameTypePutComponent(nullptr, type, matrixSignature, name);
 }
 
 SdifFrameTypeT* SdifTestFrameType(SdifFileT* file, SdifSignature signature) {

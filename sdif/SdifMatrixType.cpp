@@ -17,8 +17,8 @@ SdifColumnDefT* SdifCreateColumnDef(const char* name, unsigned int num) {
     if (!column || !copy) {
         std::free(column);
         std::free(copy);
-        SDIF_ERROR(NULL, eAllocFail, "ColumnDef allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "ColumnDef allocation");
+        return nullptr;
     }
     column->Name = copy;
     column->Num = num;
@@ -37,11 +37,11 @@ SdifMatrixTypeT* SdifCreateMatrixType(SdifSignature signature, SdifMatrixTypeT* 
     if (type) type->ColumnUserList = SdifCreateList(SdifKillColumnDef);
     if (!type || !type->ColumnUserList) {
         std::free(type);
-        SDIF_ERROR(NULL, eAllocFail, "MatrixType allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "MatrixType allocation");
+        return nullptr;
     }
     type->Signature = signature;
-    type->MatrixTypePre = NULL;
+    type->MatrixTypePre = nullptr;
     type->NbColumnDef = 0;
     type->ModifMode = eCanModif;
     if (predefined &&
@@ -64,7 +64,7 @@ SdifHashTableT* SdifPutMatrixType(SdifHashTableT* table, SdifMatrixTypeT* type) 
 }
 
 SdifMatrixTypeT* SdifGetMatrixType(SdifHashTableT* table, SdifSignature signature) {
-    if (!table) return NULL;
+    if (!table) return nullptr;
     return (SdifMatrixTypeT*)SdifHashTableSearchInt4(table, signature);
 }
 
@@ -83,7 +83,7 @@ int SdifExistUserMatrixType(SdifHashTableT* table) {
 }
 
 SdifColumnDefT* SdifMatrixTypeGetColumnDef(SdifMatrixTypeT* type, const char* name) {
-    if (!type || !name) return NULL;
+    if (!type || !name) return nullptr;
     if (type->MatrixTypePre) {
         SdifColumnDefT* column = SdifMatrixTypeGetColumnDef(type->MatrixTypePre, name);
         if (column) return column;
@@ -92,7 +92,7 @@ SdifColumnDefT* SdifMatrixTypeGetColumnDef(SdifMatrixTypeT* type, const char* na
         SdifColumnDefT* column = (SdifColumnDefT*)node->Data;
         if (std::strcmp(column->Name, name) == 0) return column;
     }
-    return NULL;
+    return nullptr;
 }
 
 unsigned int SdifMatrixTypeGetNumColumnDef(SdifMatrixTypeT* type, const char* name) {
@@ -101,20 +101,20 @@ unsigned int SdifMatrixTypeGetNumColumnDef(SdifMatrixTypeT* type, const char* na
 }
 
 SdifColumnDefT* SdifMatrixTypeGetNthColumnDef(SdifMatrixTypeT* type, unsigned int n) {
-    if (!type || n == 0 || n > type->NbColumnDef) return NULL;
+    if (!type || n == 0 || n > type->NbColumnDef) return nullptr;
     if (type->MatrixTypePre && n <= type->MatrixTypePre->NbColumnDef)
         return SdifMatrixTypeGetNthColumnDef(type->MatrixTypePre, n);
     for (SdifListNT* node = type->ColumnUserList->Head; node; node = node->Next) {
         SdifColumnDefT* column = (SdifColumnDefT*)node->Data;
         if (column->Num == n) return column;
     }
-    return NULL;
+    return nullptr;
 }
 
 const char* SdifMatrixTypeGetColumnName(SdifMatrixTypeT* type, int n) {
-    if (n <= 0) return NULL;
+    if (n <= 0) return nullptr;
     SdifColumnDefT* column = SdifMatrixTypeGetNthColumnDef(type, (unsigned int)n);
-    return column ? column->Name : NULL;
+    return column ? column->Name : nullptr;
 }
 
 unsigned int SdifMatrixTypeGetNbColumns(SdifMatrixTypeT* type) {
@@ -123,29 +123,29 @@ unsigned int SdifMatrixTypeGetNbColumns(SdifMatrixTypeT* type) {
 
 SdifMatrixTypeT* SdifFMatrixTypeInsertTailColumnDef(SdifFileT* file, SdifMatrixTypeT* type,
                                                     const char* name) {
-    if (!type || !name) return NULL;
+    if (!type || !name) return nullptr;
     if (SdifMatrixTypeGetColumnDef(type, name)) {
         SDIF_ERROR(file, eExistsYet, name);
-        return NULL;
+        return nullptr;
     }
     if (type->ModifMode == eNoModif) {
         SDIF_ERROR(file, eTypeDefinedYet, SdifSignatureToString(type->Signature));
-        return NULL;
+        return nullptr;
     }
     SdifColumnDefT* column = SdifCreateColumnDef(name, type->NbColumnDef + 1);
-    if (!column) return NULL;
+    if (!column) return nullptr;
     unsigned int before = type->ColumnUserList->NbData;
     SdifListPutTail(type->ColumnUserList, column);
     if (type->ColumnUserList->NbData == before) {
         SdifKillColumnDef(column);
-        return NULL;
+        return nullptr;
     }
     type->NbColumnDef++;
     return type;
 }
 
 SdifMatrixTypeT* SdifMatrixTypeInsertTailColumnDef(SdifMatrixTypeT* type, const char* name) {
-    return SdifFMatrixTypeInsertTailColumnDef(NULL, type, name);
+    return SdifFMatrixTypeInsertTailColumnDef(nullptr, type, name);
 }
 
 SdifMatrixTypeT* SdifTestMatrixType(SdifFileT* file, SdifSignature signature) {

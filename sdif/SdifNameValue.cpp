@@ -19,7 +19,7 @@ namespace {
 unsigned int keylen(const char* name) { return (unsigned int)strlen(name) + 1; }
 
 FILE* textstream(SdifFileT* file, int verbose) {
-    return verbose == 't' ? file->TextStream : verbose == 's' ? file->Stream : NULL;
+    return verbose == 't' ? file->TextStream : verbose == 's' ? file->Stream : nullptr;
 }
 
 /* Skip white space and read one character, which must be expected. */
@@ -53,14 +53,14 @@ SdifNameValueT* SdifCreateNameValue(const char* name, const char* value) {
         free(nv->Value);
         free(nv);
     }
-    SDIF_ERROR(NULL, eAllocFail, "NameValue allocation");
-    return NULL;
+    SDIF_ERROR(nullptr, eAllocFail, "NameValue allocation");
+    return nullptr;
 }
 
 void SdifKillNameValue(void* nameValue) {
     SdifNameValueT* nv = (SdifNameValueT*)nameValue;
     if (!nv) {
-        SDIF_ERROR(NULL, eFreeNull, "NameValue free");
+        SDIF_ERROR(nullptr, eFreeNull, "NameValue free");
         return;
     }
     free(nv->Name);
@@ -74,14 +74,14 @@ SdifNameValueTableT* SdifCreateNameValueTable(SdifUInt4 streamID, unsigned int h
                                               unsigned int numTable) {
     SdifNameValueTableT* table = (SdifNameValueTableT*)malloc(sizeof(SdifNameValueTableT));
     if (!table) {
-        SDIF_ERROR(NULL, eAllocFail, "NameValueTable allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "NameValueTable allocation");
+        return nullptr;
     }
     table->NVHT = SdifCreateHashTable(hashSize ? hashSize : 1, eHashChar, SdifKillNameValue);
     if (!table->NVHT) {
         free(table);
-        SDIF_ERROR(NULL, eAllocFail, "NameValueTable allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "NameValueTable allocation");
+        return nullptr;
     }
     table->NumTable = numTable;
     table->StreamID = streamID;
@@ -91,7 +91,7 @@ SdifNameValueTableT* SdifCreateNameValueTable(SdifUInt4 streamID, unsigned int h
 void SdifKillNameValueTable(void* nvt) {
     SdifNameValueTableT* table = (SdifNameValueTableT*)nvt;
     if (!table) {
-        SDIF_ERROR(NULL, eFreeNull, "NameValueTable free");
+        SDIF_ERROR(nullptr, eFreeNull, "NameValueTable free");
         return;
     }
     SdifKillHashTable(table->NVHT);
@@ -99,13 +99,13 @@ void SdifKillNameValueTable(void* nvt) {
 }
 
 SdifNameValueT* SdifNameValueTableGetNV(SdifNameValueTableT* table, const char* name) {
-    if (!table || !name) return NULL;
+    if (!table || !name) return nullptr;
     return (SdifNameValueT*)SdifHashTableSearchChar(table->NVHT, name, keylen(name));
 }
 
 SdifNameValueT* SdifNameValueTablePutNV(SdifNameValueTableT* table, const char* name,
                                         const char* value) {
-    if (!table || !name || !value) return NULL;
+    if (!table || !name || !value) return nullptr;
     /* the table keeps the first value; a second pair would only leak */
     SdifNameValueT* nv = SdifNameValueTableGetNV(table, name);
     if (nv) return nv;
@@ -125,17 +125,17 @@ SdifNameValuesLT* SdifCreateNameValuesL(unsigned int hashSize) {
     if (list) list->NVTList = SdifCreateList(SdifKillNameValueTable);
     if (!list || !list->NVTList) {
         free(list);
-        SDIF_ERROR(NULL, eAllocFail, "NameValues List allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "NameValues List allocation");
+        return nullptr;
     }
-    list->CurrNVT = NULL;
+    list->CurrNVT = nullptr;
     list->HashSize = hashSize;
     return list;
 }
 
 void SdifKillNameValuesL(SdifNameValuesLT* list) {
     if (!list) {
-        SDIF_ERROR(NULL, eFreeNull, "NameValues List free");
+        SDIF_ERROR(nullptr, eFreeNull, "NameValues List free");
         return;
     }
     SdifKillList(list->NVTList);
@@ -159,9 +159,9 @@ SdifNameValueTableT* SdifNameValuesLSetCurrNVT(SdifNameValuesLT* list, unsigned 
             if (table->NumTable == numTable) return list->CurrNVT = table;
         }
     }
-    SDIF_ERROR(NULL, eArrayPosition, "SdifNameValuesLSetCurrNVT: name table size exeeded");
-    list->CurrNVT = NULL;
-    return NULL;
+    SDIF_ERROR(nullptr, eArrayPosition, "SdifNameValuesLSetCurrNVT: name table size exeeded");
+    list->CurrNVT = nullptr;
+    return nullptr;
 }
 
 SdifNameValuesLT* SdifNameValuesLKillCurrNVT(SdifNameValuesLT* list) {
@@ -173,7 +173,7 @@ SdifNameValuesLT* SdifNameValuesLKillCurrNVT(SdifNameValuesLT* list) {
             break;
         }
     }
-    list->CurrNVT = NULL;
+    list->CurrNVT = nullptr;
     return list;
 }
 
@@ -188,7 +188,7 @@ SdifNameValueT* SdifNameValuesLGet(SdifNameValuesLT* list, const char* name) {
         SdifNameValueT* nv = SdifNameValueTableGetNV((SdifNameValueTableT*)node->Data, name);
         if (nv) return nv;
     }
-    return NULL;
+    return nullptr;
 }
 
 SdifNameValueT* SdifNameValuesLGetCurrNVT(SdifNameValuesLT* list, const char* name) {
@@ -204,11 +204,11 @@ SdifNameValueT* SdifNameValuesLPutCurrNVTTranslate(SdifNameValuesLT* list, const
                                                    const char* value) {
     char* n = SdifCopyText(name);
     char* v = SdifCopyText(value);
-    SdifNameValueT* nv = NULL;
+    SdifNameValueT* nv = nullptr;
     if (n && v)
         nv = SdifNameValuesLPutCurrNVT(list, SdifStringToNV(n), SdifStringToNV(v));
     else
-        SDIF_ERROR(NULL, eAllocFail, "NameValue allocation");
+        SDIF_ERROR(nullptr, eAllocFail, "NameValue allocation");
     free(n);
     free(v);
     return nv;
@@ -240,7 +240,7 @@ size_t SdifFNameValueLCurrNVTfromString(SdifFileT* file, const char* text) {
         name[nameLen] = '\0';
         memcpy(value, tab + 1, valueLen);
         value[valueLen] = '\0';
-        const bool known = SdifNameValuesLGetCurrNVT(list, name) != NULL;
+        const bool known = SdifNameValuesLGetCurrNVT(list, name) != nullptr;
         if (!known && SdifNameValuesLPutCurrNVT(list, name, value)) added++;
         char msg[_SdifStringLen];
         if (known) snprintf(msg, sizeof msg, "NameValue : %s ", name);
@@ -254,7 +254,7 @@ size_t SdifFNameValueLCurrNVTfromString(SdifFileT* file, const char* text) {
 }
 
 size_t SdifFNameValueLCurrNVTtoSdifString(SdifFileT* file, SdifStringT* string) {
-    SdifNameValueTableT* table = file->NameValues ? file->NameValues->CurrNVT : NULL;
+    SdifNameValueTableT* table = file->NameValues ? file->NameValues->CurrNVT : nullptr;
     if (!table) return 0;
     size_t before = string->SizeW;
     SdifHashTableT* ht = table->NVHT;
@@ -358,7 +358,7 @@ size_t SdifFReadNameValueLCurrNVT(SdifFileT* file) {
 }
 
 size_t SdifFWriteNameValueLCurrNVT(SdifFileT* file) {
-    SdifNameValueTableT* table = file->NameValues ? file->NameValues->CurrNVT : NULL;
+    SdifNameValueTableT* table = file->NameValues ? file->NameValues->CurrNVT : nullptr;
     if (!table) return 0;
     return SdifFWriteTextChunk(file, SdifSignatureConst("1NVT"), table->StreamID,
                                SdifFNameValueLCurrNVTtoSdifString);

@@ -124,7 +124,7 @@ const char* SdifPredefinedTypesText(void) { return kPredefinedTypesText; }
 void SdifCreatePredefinedTypes(SdifHashTableT* matrixTypesTable, SdifHashTableT* frameTypesTable) {
     for (const CodedMatrixType& coded : kCodedMatrixTypes) {
         if (SdifGetMatrixType(matrixTypesTable, coded.signature)) continue;
-        SdifMatrixTypeT* type = SdifCreateMatrixType(coded.signature, NULL);
+        SdifMatrixTypeT* type = SdifCreateMatrixType(coded.signature, nullptr);
         if (!type) continue;
         for (const char* column : coded.columns) {
             if (!column) break;
@@ -135,7 +135,7 @@ void SdifCreatePredefinedTypes(SdifHashTableT* matrixTypesTable, SdifHashTableT*
     }
     for (const CodedFrameType& coded : kCodedFrameTypes) {
         if (SdifGetFrameType(frameTypesTable, coded.signature)) continue;
-        SdifFrameTypeT* type = SdifCreateFrameType(coded.signature, NULL);
+        SdifFrameTypeT* type = SdifCreateFrameType(coded.signature, nullptr);
         if (!type) continue;
         for (const CodedComponent& component : coded.components) {
             if (!component.name) break;

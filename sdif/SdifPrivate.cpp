@@ -41,7 +41,7 @@ bool SdifTypeTakesPredefined(SdifSignature predefinedSig, SdifSignature signatur
     char pre[5];
     memcpy(pre, SdifSignatureToString(predefinedSig), 5);
     snprintf(text, sizeof text, "'%s'(Pre) != '%s'", pre, SdifSignatureToString(signature));
-    SdifFError(NULL, eInvalidPredefinedType, text, srcFile, line);
+    SdifFError(nullptr, eInvalidPredefinedType, text, srcFile, line);
     return false;
 }
 

@@ -79,7 +79,7 @@ template <class TypeT>
 TypeT* SdifFPredefinedType(SdifFileT* file, SdifHashTableT* SdifFileT::*types,
                            SdifSignature signature) {
     if (!gSdifPredefinedTypes || gSdifPredefinedTypes == file || !(gSdifPredefinedTypes->*types))
-        return NULL;
+        return nullptr;
     return (TypeT*)SdifHashTableSearchInt4(gSdifPredefinedTypes->*types, signature);
 }
 
@@ -92,7 +92,7 @@ TypeT* SdifFTestType(SdifFileT* file, SdifHashTableT* SdifFileT::*types, SdifSig
                      TypeT* (*create)(SdifSignature, TypeT*), const char* kind, const char* srcFile,
                      int line) {
     SdifHashTableT* own = file->*types;
-    TypeT* type = own ? (TypeT*)SdifHashTableSearchInt4(own, signature) : NULL;
+    TypeT* type = own ? (TypeT*)SdifHashTableSearchInt4(own, signature) : nullptr;
     if (type) return type;
     TypeT* pre = SdifFPredefinedType<TypeT>(file, types, signature);
     if (pre) {
@@ -104,7 +104,7 @@ TypeT* SdifFTestType(SdifFileT* file, SdifHashTableT* SdifFileT::*types, SdifSig
     snprintf(text, sizeof text, "%s : '%s' (0x%08x)", kind, SdifSignatureToString(signature),
              signature);
     SdifFError(file, eUnDefined, text, srcFile, line);
-    return NULL;
+    return nullptr;
 }
 
 /* 1 when the type may still change; else 0, reported as eCompletedYet with

@@ -174,7 +174,7 @@ int parseerror(SdifSelectContext* context, const char* name, const char* ending,
 
 SdifSelectElementT* newelement(void) {
     SdifSelectElementT* elem = (SdifSelectElementT*)calloc(1, sizeof(SdifSelectElementT));
-    if (!elem) SDIF_ERROR(NULL, eAllocFail, "SelectElement allocation");
+    if (!elem) SDIF_ERROR(nullptr, eAllocFail, "SelectElement allocation");
     return elem;
 }
 
@@ -259,8 +259,8 @@ void rebuildmasks(SdifSelectionT* sel) {
 char* copyname(const char* s, size_t len) {
     char* copy = (char*)malloc(len + 1);
     if (!copy) {
-        SDIF_ERROR(NULL, eAllocFail, "Selection name allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "Selection name allocation");
+        return nullptr;
     }
     memcpy(copy, s, len);
     copy[len] = '\0';
@@ -270,8 +270,8 @@ char* copyname(const char* s, size_t len) {
 void setnames(SdifSelectionT* sel, const char* filename, size_t len) {
     free(sel->filename);
     free(sel->basename);
-    sel->filename = NULL;
-    sel->basename = NULL;
+    sel->filename = nullptr;
+    sel->basename = nullptr;
     if (!filename) return;
     sel->filename = copyname(filename, len);
     if (!sel->filename) return;
@@ -342,24 +342,24 @@ void SdifReplaceSelection(const char* text, SdifSelectionT* sel) {
 SdifSelectionT* SdifCreateSelection(void) {
     SdifSelectionT* sel = (SdifSelectionT*)calloc(1, sizeof(SdifSelectionT));
     if (!sel) {
-        SDIF_ERROR(NULL, eAllocFail, "Selection allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "Selection allocation");
+        return nullptr;
     }
-    if (!SdifInitSelection(sel, NULL, 0)) {
+    if (!SdifInitSelection(sel, nullptr, 0)) {
         SdifFreeSelection(sel);
-        return NULL;
+        return nullptr;
     }
     return sel;
 }
 
 int SdifInitSelection(SdifSelectionT* sel, const char* filename, int namelength) {
-    sel->filename = NULL;
-    sel->basename = NULL;
+    sel->filename = nullptr;
+    sel->basename = nullptr;
     setnames(sel, filename, namelength > 0 ? (size_t)namelength : 0);
     SdifInitIntMask(&sel->streammask);
     SdifInitIntMask(&sel->rowmask);
     SdifInitIntMask(&sel->colmask);
-    sel->stream = sel->frame = sel->matrix = sel->column = sel->row = sel->time = NULL;
+    sel->stream = sel->frame = sel->matrix = sel->column = sel->row = sel->time = nullptr;
     SdifInitSelectionLists(sel);
     return sel->stream && sel->frame && sel->matrix && sel->column && sel->row && sel->time &&
            (!filename || sel->basename);
@@ -380,7 +380,7 @@ void SdifFreeSelectionLists(SdifSelectionT* sel) {
                            &sel->column, &sel->row,   &sel->time};
     for (SdifListT** l : lists) {
         if (*l) SdifKillList(*l);
-        *l = NULL;
+        *l = nullptr;
     }
     SdifSelectIntMaskT* masks[] = {&sel->streammask, &sel->rowmask, &sel->colmask};
     for (SdifSelectIntMaskT* m : masks) {
@@ -399,8 +399,8 @@ int SdifFreeSelection(SdifSelectionT* sel) {
 }
 
 const char* SdifSelectFindSelection(const char* filename) {
-    if (!filename) return NULL;
-    const char* last = NULL;
+    if (!filename) return nullptr;
+    const char* last = nullptr;
     for (const char* p = strstr(filename, "::"); p; p = strstr(p + 1, "::")) last = p;
     return last;
 }
@@ -442,7 +442,7 @@ void addelement(SdifListT* list, SdifSelectValueT value, SdifSelectValueT range,
 }
 
 SdifSelectElementT* firstelement(SdifListT* list) {
-    return list && list->Head ? (SdifSelectElementT*)list->Head->Data : NULL;
+    return list && list->Head ? (SdifSelectElementT*)list->Head->Data : nullptr;
 }
 
 SdifSelectValueT intvalue(int v) {
@@ -480,7 +480,7 @@ void SdifSelectAddSignature(SdifListT* list, SdifSignature value) {
     addelement(list, sigvalue(value), sigvalue(0), sst_norange);
 }
 void SdifSelectAddString(SdifListT* list, char* value) {
-    addelement(list, stringvalue(value), stringvalue(NULL), sst_norange);
+    addelement(list, stringvalue(value), stringvalue(nullptr), sst_norange);
 }
 void SdifSelectAddIntRange(SdifListT* list, int value, int range, SdifSelectTokens rangetype) {
     addelement(list, intvalue(value), intvalue(range), rangetype);
@@ -522,7 +522,7 @@ SdifSignature SdifSelectGetNextSignature(SdifListT* list) {
 
 char* SdifSelectGetNextString(SdifListT* list) {
     SdifSelectElementT* elem = (SdifSelectElementT*)SdifListGetNext(list);
-    return elem ? elem->value.string : NULL;
+    return elem ? elem->value.string : nullptr;
 }
 
 int SdifSelectGetNextIntRange(SdifListT* list, SdifSelectElementIntT* range, int forcerange) {
@@ -710,9 +710,9 @@ int countselected(SdifSelectIntMaskT* mask, SdifUInt4 n) {
 void SdifInitIntMask(SdifSelectIntMaskT* mask) {
     mask->num = 0;
     mask->max = 0;
-    mask->mask = NULL;
+    mask->mask = nullptr;
     mask->openend = 1;
-    mask->list = NULL;
+    mask->list = nullptr;
 }
 
 SdifUInt4 SdifSelectIntMaskNbFlags(const SdifSelectIntMaskT* mask) {
@@ -814,7 +814,7 @@ namespace {
 const char* printhead(FILE* out, const char* name, SdifListT* list) {
     int empty = !list || !list->Head;
     fprintf(out, "   %-6s:%s", name, empty ? " any\n" : " ");
-    return empty ? NULL : "";
+    return empty ? nullptr : "";
 }
 
 void printintlist(FILE* out, SdifListT* list, const char* name, int options) {

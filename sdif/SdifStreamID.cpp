@@ -147,14 +147,14 @@ SdifStreamIDT* SdifCreateStreamID(SdifUInt4 numID, const char* source, const cha
         free(sid->TreeWay);
         free(sid);
     }
-    SDIF_ERROR(NULL, eAllocFail, "StreamID allocation");
-    return NULL;
+    SDIF_ERROR(nullptr, eAllocFail, "StreamID allocation");
+    return nullptr;
 }
 
 void SdifKillStreamID(void* streamID) {
     SdifStreamIDT* sid = (SdifStreamIDT*)streamID;
     if (!sid) {
-        SDIF_ERROR(NULL, eFreeNull, "StreamID free");
+        SDIF_ERROR(nullptr, eFreeNull, "StreamID free");
         return;
     }
     free(sid->Source);
@@ -174,8 +174,8 @@ SdifStreamIDTableT* SdifCreateStreamIDTable(unsigned int hashSize) {
         table->SIDHT = SdifCreateHashTable(hashSize ? hashSize : 1, eHashInt4, SdifKillStreamID);
     if (!table || !table->SIDHT) {
         free(table);
-        SDIF_ERROR(NULL, eAllocFail, "StreamIDTable allocation");
-        return NULL;
+        SDIF_ERROR(nullptr, eAllocFail, "StreamIDTable allocation");
+        return nullptr;
     }
     table->StreamID = _SdifStreamIDTableID;
     return table;
@@ -183,7 +183,7 @@ SdifStreamIDTableT* SdifCreateStreamIDTable(unsigned int hashSize) {
 
 void SdifKillStreamIDTable(SdifStreamIDTableT* table) {
     if (!table) {
-        SDIF_ERROR(NULL, eFreeNull, "StreamIDTable free");
+        SDIF_ERROR(nullptr, eFreeNull, "StreamIDTable free");
         return;
     }
     SdifKillHashTable(table->SIDHT);
@@ -192,7 +192,7 @@ void SdifKillStreamIDTable(SdifStreamIDTableT* table) {
 
 SdifStreamIDT* SdifStreamIDTablePutSID(SdifStreamIDTableT* table, SdifUInt4 numID,
                                        const char* source, const char* treeWay) {
-    if (!table || !source || !treeWay) return NULL;
+    if (!table || !source || !treeWay) return nullptr;
     /* the table keeps the first entry; a second one would only leak */
     SdifStreamIDT* sid = SdifStreamIDTableGetSID(table, numID);
     if (sid) return sid;
@@ -202,7 +202,7 @@ SdifStreamIDT* SdifStreamIDTablePutSID(SdifStreamIDTableT* table, SdifUInt4 numI
 }
 
 SdifStreamIDT* SdifStreamIDTableGetSID(SdifStreamIDTableT* table, SdifUInt4 numID) {
-    if (!table) return NULL;
+    if (!table) return nullptr;
     return (SdifStreamIDT*)SdifHashTableSearchInt4(table->SIDHT, numID);
 }
 
@@ -215,8 +215,8 @@ unsigned int SdifStreamIDTableGetNbData(SdifStreamIDTableT* table) {
 int SdifFGetOneStreamID(SdifFileT* file, int verbose, size_t* nbCharRead) {
     TextSource src = {verbose == 't'   ? file->TextStream
                       : verbose == 's' ? file->Stream
-                                       : NULL,
-                      NULL, 0};
+                                       : nullptr,
+                      nullptr, 0};
     if (!src.f) return 4;
     int c = getonestreamid(file, &src);
     *nbCharRead += src.n;
@@ -226,8 +226,8 @@ int SdifFGetOneStreamID(SdifFileT* file, int verbose, size_t* nbCharRead) {
 size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
     TextSource src = {verbose == 't'   ? file->TextStream
                       : verbose == 's' ? file->Stream
-                                       : NULL,
-                      NULL, 0};
+                                       : nullptr,
+                      nullptr, 0};
     if (!src.f) return 0;
     if (verbose == 's')
         SdifNotice(
@@ -251,7 +251,7 @@ size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
 }
 
 size_t SdifFGetAllStreamIDfromSdifString(SdifFileT* file, SdifStringT* string) {
-    TextSource src = {NULL, string, 0};
+    TextSource src = {nullptr, string, 0};
     while (getonestreamid(file, &src) == ';') {
     }
     return src.n;

@@ -58,62 +58,23 @@ decltype(auto) SdifCellTypeSwitchOrFloat4(SdifDataTypeET type, F&& f) {
 
 /* Typed binary reads and writes and text scans, by the cells' C++ type;
 ** each answers the cells transferred, as the Sdiff... routine it calls. */
-inline size_t SdifReadCells(SdifFileT* f, SdifFloat4* p, size_t n) {
-    return SdiffReadFloat4(p, n, f);
-}
-inline size_t SdifReadCells(SdifFileT* f, SdifFloat8* p, size_t n) {
-    return SdiffReadFloat8(p, n, f);
-}
-inline size_t SdifReadCells(SdifFileT* f, SdifInt1* p, size_t n) { return SdiffReadInt1(p, n, f); }
-inline size_t SdifReadCells(SdifFileT* f, SdifInt2* p, size_t n) { return SdiffReadInt2(p, n, f); }
-inline size_t SdifReadCells(SdifFileT* f, SdifInt4* p, size_t n) { return SdiffReadInt4(p, n, f); }
-inline size_t SdifReadCells(SdifFileT* f, SdifUInt1* p, size_t n) {
-    return SdiffReadUInt1(p, n, f);
-}
-inline size_t SdifReadCells(SdifFileT* f, SdifUInt2* p, size_t n) {
-    return SdiffReadUInt2(p, n, f);
-}
-inline size_t SdifReadCells(SdifFileT* f, SdifUInt4* p, size_t n) {
-    return SdiffReadUInt4(p, n, f);
-}
-inline size_t SdifReadCells(SdifFileT* f, SdifChar* p, size_t n) { return SdiffReadChar(p, n, f); }
+#define SDIF_CELL_TRANSFERS(T, Name)                                                               \
+    inline size_t SdifReadCells(SdifFileT* f, T* p, size_t n) { return SdiffRead##Name(p, n, f); } \
+    inline size_t SdifWriteCells(SdifFileT* f, const T* p, size_t n) {                             \
+        return SdiffWrite##Name(p, n, f);                                                          \
+    }                                                                                              \
+    inline size_t SdifScanCells(FILE* f, T* p, size_t n) { return SdiffScan##Name(f, p, n); }
 
-inline size_t SdifWriteCells(SdifFileT* f, const SdifFloat4* p, size_t n) {
-    return SdiffWriteFloat4(p, n, f);
-}
-inline size_t SdifWriteCells(SdifFileT* f, const SdifFloat8* p, size_t n) {
-    return SdiffWriteFloat8(p, n, f);
-}
-inline size_t SdifWriteCells(SdifFileT* f, const SdifInt1* p, size_t n) {
-    return SdiffWriteInt1(p, n, f);
-}
-inline size_t SdifWriteCells(SdifFileT* f, const SdifInt2* p, size_t n) {
-    return SdiffWriteInt2(p, n, f);
-}
-inline size_t SdifWriteCells(SdifFileT* f, const SdifInt4* p, size_t n) {
-    return SdiffWriteInt4(p, n, f);
-}
-inline size_t SdifWriteCells(SdifFileT* f, const SdifUInt1* p, size_t n) {
-    return SdiffWriteUInt1(p, n, f);
-}
-inline size_t SdifWriteCells(SdifFileT* f, const SdifUInt2* p, size_t n) {
-    return SdiffWriteUInt2(p, n, f);
-}
-inline size_t SdifWriteCells(SdifFileT* f, const SdifUInt4* p, size_t n) {
-    return SdiffWriteUInt4(p, n, f);
-}
-inline size_t SdifWriteCells(SdifFileT* f, const SdifChar* p, size_t n) {
-    return SdiffWriteChar(p, n, f);
-}
+SDIF_CELL_TRANSFERS(SdifFloat4, Float4)
+SDIF_CELL_TRANSFERS(SdifFloat8, Float8)
+SDIF_CELL_TRANSFERS(SdifInt1, Int1)
+SDIF_CELL_TRANSFERS(SdifInt2, Int2)
+SDIF_CELL_TRANSFERS(SdifInt4, Int4)
+SDIF_CELL_TRANSFERS(SdifUInt1, UInt1)
+SDIF_CELL_TRANSFERS(SdifUInt2, UInt2)
+SDIF_CELL_TRANSFERS(SdifUInt4, UInt4)
+SDIF_CELL_TRANSFERS(SdifChar, Char)
 
-inline size_t SdifScanCells(FILE* f, SdifFloat4* p, size_t n) { return SdiffScanFloat4(f, p, n); }
-inline size_t SdifScanCells(FILE* f, SdifFloat8* p, size_t n) { return SdiffScanFloat8(f, p, n); }
-inline size_t SdifScanCells(FILE* f, SdifInt1* p, size_t n) { return SdiffScanInt1(f, p, n); }
-inline size_t SdifScanCells(FILE* f, SdifInt2* p, size_t n) { return SdiffScanInt2(f, p, n); }
-inline size_t SdifScanCells(FILE* f, SdifInt4* p, size_t n) { return SdiffScanInt4(f, p, n); }
-inline size_t SdifScanCells(FILE* f, SdifUInt1* p, size_t n) { return SdiffScanUInt1(f, p, n); }
-inline size_t SdifScanCells(FILE* f, SdifUInt2* p, size_t n) { return SdiffScanUInt2(f, p, n); }
-inline size_t SdifScanCells(FILE* f, SdifUInt4* p, size_t n) { return SdiffScanUInt4(f, p, n); }
-inline size_t SdifScanCells(FILE* f, SdifChar* p, size_t n) { return SdiffScanChar(f, p, n); }
+#undef SDIF_CELL_TRANSFERS
 
 #endif

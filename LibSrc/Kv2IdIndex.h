@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "Kv2Budget.h"
+
 namespace Kv2 {
 
 template <class V>
@@ -27,6 +29,8 @@ class IdHash {
         std::size_t cap = 16;
         while (cap < 2 * maxIds + 2) cap <<= 1;
         if (cap > mSlots.size() || ++mGeneration == 0) {
+            // Storage kept for good counts against the budget as it grows.
+            if (cap > mSlots.size()) Kv2ChargeBudget((cap - mSlots.size()) * sizeof(Slot));
             mSlots.assign(std::max(cap, mSlots.size()), Slot());
             mGeneration = 1;
         }

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <new>
 
+#include "Kv2Budget.h"
 #include "Kv2Sdif.h"
 #include "Kv2Synt.h"
 #include "SdifAssert.h"
@@ -205,56 +206,57 @@ void PrintRecords(FILE* out, const Set& set, const char* label, const char* kind
                     static_cast<int>(set[i].state));
 }
 
-// Bytes of records that reading one file may handle (hold, or build and drop)
-// before it gives up as if memory had run out.  Frames only grow as they are
-// aligned (each to the size of the one before), and a chord frame repeats
-// every note still sounding, so a small file can ask for far more than its
-// size: one frame of a million partials followed by a million empty frames.
-// The budget grows with the file, with room for frames that stay far larger
-// than the file's average (analysis files hold about 2 bytes of records per
-// byte; a dense onset followed by a long sparse decay holds many more), up to
-// a ceiling that keeps an ordinary machine out of swap.  A stream of unknown
-// size gets a fixed budget.
-const unsigned long long kBudgetFloor = 64ull << 20;
-const unsigned long long kBudgetPerFileByte = 64;
-const unsigned long long kBudgetCeiling = 8ull << 30;
-const unsigned long long kBudgetUnknownSize = 1ull << 30;
-
-unsigned long long FrameBudget(FILEIO const* f) {
-    long long size = -1;
+// Size of the file behind a handle, -1 when it cannot be known (a pipe).
+long long HandleSize(FILEIO const* f) {
     if (f && f->file) {
         struct stat st;
-        if (fstat(fileno(f->file), &st) == 0 && S_ISREG(st.st_mode)) size = st.st_size;
+        if (fstat(fileno(f->file), &st) == 0 && S_ISREG(st.st_mode)) return st.st_size;
     } else if (f && f->sdif && f->sdif->GetFile()) {
-        size = f->sdif->GetFile()->FileSize;
+        return f->sdif->GetFile()->FileSize;
     }
-    if (size < 0) return kBudgetUnknownSize;
-    return std::min(kBudgetCeiling,
-                    kBudgetFloor + kBudgetPerFileByte * static_cast<unsigned long long>(size));
+    return -1;
 }
 
 // Shared by both Kv2File::ReadFrames: append every frame of the file that
-// passes the stream and time filters.  Past the budget the frames read so far
-// stay and std::bad_alloc is thrown, which a container turns into a failed
-// read.
+// passes the stream and time filters, each counted against the budget with
+// the room it holds (carried and padding records included).  Frames only
+// grow as they are aligned (each to the size of the one before), and a chord
+// frame repeats every note still sounding, so a small file can ask for far
+// more than its size: one frame of a million partials followed by a million
+// empty frames.  A frame left out still counts what reading it built.  Past
+// the budget the frames read so far stay and std::bad_alloc is thrown, which
+// a container turns into a failed read.
 template <class Set, class ReadFn>
-void ReadAllFrames(Kv2FrameSet<Set>& frames, int stream, double tBegin, double tEnd,
-                   unsigned long long budget, ReadFn read) {
+void ReadAllFrames(Kv2FrameSet<Set>& frames, int stream, double tBegin, double tEnd, ReadFn read) {
+    // A list node: the frame, two links, and the heap blocks of the node and
+    // of its records.
+    constexpr unsigned long long kFrameBytes =
+        sizeof(Set) + 2 * sizeof(void*) + 2 * kHeapBlockOverhead;
     Set set(0.0, 256);
+    std::size_t scratch = 0;  // records the reader's set has room for
     int frameStream = 0;
-    unsigned long long used = 0;
     while (read(set, frameStream)) {
-        int records = set.size();
+        std::size_t records = set.params().size();
+        const std::size_t room = set.params().capacity();
+        if (room > scratch) {
+            Kv2ChargeBudget((room - scratch) * sizeof(typename Set::PartialParam));
+            scratch = room;
+        }
         // Written as conditions to keep, so that a NaN bound keeps nothing.
         bool afterBegin = tBegin == -1.0 || set.time >= tBegin;
         bool beforeEnd = tEnd == -1.0 || set.time <= tEnd;
         if ((stream < 0 || frameStream == stream) && afterBegin && beforeEnd) {
+            // Counted before it is made, as room for the frame padded to the
+            // one before it; an alignment that needs more counts the rest.
+            if (!frames.empty()) records = std::max(records, frames.back().params().size());
+            Kv2ChargeBudget(kFrameBytes + records * sizeof(typename Set::PartialParam));
             frames.push_back(set, true);
-            records = frames.back().size();
+            const std::size_t room = frames.back().params().capacity();
+            if (room > records)
+                Kv2ChargeBudget((room - records) * sizeof(typename Set::PartialParam));
+        } else {
+            Kv2ChargeBudget(kFrameBytes + records * sizeof(typename Set::PartialParam));
         }
-        used += sizeof(Set) +
-                static_cast<unsigned long long>(records) * sizeof(typename Set::PartialParam);
-        if (used > budget) throw std::bad_alloc();
     }
 }
 
@@ -566,6 +568,14 @@ void Kv2PrintPartial(FILE* out, const ChordSet& set, char* label) {
 
 // ---- Kv2File ----
 
+Kv2ReadBudget::Kv2ReadBudget(FILEIO const* f) : mOwn(SdifBudgetLimit() == 0) {
+    if (mOwn) SdifSetBudget(SdifBudgetForSize(HandleSize(f)));
+}
+
+Kv2ReadBudget::~Kv2ReadBudget() {
+    if (mOwn) SdifSetBudget(0);
+}
+
 Kv2File::~Kv2File() { Kv2CloseFile(mHandle); }
 
 bool Kv2File::Open(const char* name, KV_FILEMODE mode, KvFormat format, int stream,
@@ -579,19 +589,19 @@ bool Kv2File::Open(const char* name, KV_FILEMODE mode, KvFormat format, int stre
 
 bool Kv2File::ReadFrames(Kv2FrameSet<PartialSet>& frames, int stream, double tBegin, double tEnd) {
     if (!mHandle) return false;
-    ReadAllFrames(frames, stream, tBegin, tEnd, FrameBudget(mHandle),
-                  [this](PartialSet& set, int& frameStream) {
-                      return Kv2ReadPartialSet2(mHandle, set, frameStream, -1);
-                  });
+    Kv2ReadBudget budget(mHandle);
+    ReadAllFrames(frames, stream, tBegin, tEnd, [this](PartialSet& set, int& frameStream) {
+        return Kv2ReadPartialSet2(mHandle, set, frameStream, -1);
+    });
     return true;
 }
 
 bool Kv2File::ReadFrames(Kv2FrameSet<ChordSet>& frames, int stream, double tBegin, double tEnd) {
     // No handle reads as a file without frames.
-    ReadAllFrames(frames, stream, tBegin, tEnd, FrameBudget(mHandle),
-                  [this](ChordSet& set, int& frameStream) {
-                      return Kv2ReadChordSet2(mHandle, set, frameStream, -1);
-                  });
+    Kv2ReadBudget budget(mHandle);
+    ReadAllFrames(frames, stream, tBegin, tEnd, [this](ChordSet& set, int& frameStream) {
+        return Kv2ReadChordSet2(mHandle, set, frameStream, -1);
+    });
     return true;
 }
 

@@ -170,6 +170,20 @@ void Kv2PrintPartial(FILE* out, const PartialSet& set, char* label);
 void Kv2PrintPeak(FILE* out, const PartialSet& set, char* label);
 void Kv2PrintPartial(FILE* out, const ChordSet& set, char* label);
 
+// While it lives, the reading of the file behind a handle has a memory
+// budget: the run's, or when the run has none, one of its own from the
+// file's size (SdifBudgetForSize), removed again at the end.
+class Kv2ReadBudget {
+   public:
+    explicit Kv2ReadBudget(FILEIO const* f);
+    ~Kv2ReadBudget();
+    Kv2ReadBudget(Kv2ReadBudget const&) = delete;
+    Kv2ReadBudget& operator=(Kv2ReadBudget const&) = delete;
+
+   private:
+    bool mOwn;  // this one set the budget
+};
+
 // A file read frame by frame into a frame list.  Owns its handle.
 class Kv2File {
    public:
@@ -186,11 +200,11 @@ class Kv2File {
               std::vector<std::string>* nvts = nullptr);
     // Append every frame of stream (-1: all) whose time lies in
     // [tBegin, tEnd] (-1.0: no bound) to frames, aligned to its predecessor.
-    // The partial form answers false without a handle.  Once the records
-    // read pass a budget (64 MiB plus 64 bytes per byte of the file, at most
-    // 8 GiB; 1 GiB when its size is unknown) std::bad_alloc is thrown, the frames read
-    // so far kept: alignment and sounding chord notes let a small file ask
-    // for far more.
+    // The partial form answers false without a handle.  The frames count
+    // against the run's memory budget (SdifSetBudget; without one, a budget
+    // of this file's own for the read): past it std::bad_alloc is thrown, the
+    // frames read so far kept, for alignment and sounding chord notes let a
+    // small file ask for far more.
     bool ReadFrames(Kv2FrameSet<PartialSet>& frames, int stream, double tBegin, double tEnd);
     bool ReadFrames(Kv2FrameSet<ChordSet>& frames, int stream, double tBegin, double tEnd);
 };

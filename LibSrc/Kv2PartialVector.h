@@ -7,8 +7,10 @@
 #include <cstddef>
 #include <list>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "Kv2Budget.h"
 #include "Kv2FrameSet.h"
 #include "Kv2IdIndex.h"
 #include "Kv2Partials.h"
@@ -78,6 +80,8 @@ class PartialVector {
     // track for every other valid record, and close the open tracks the frame
     // did not continue.  Each record takes the first open track (in opening
     // order) of its ident not yet taken by an earlier record of the frame.
+    // What the frame adds counts against the run's memory budget
+    // (std::bad_alloc past it).
     void AddFrame(typename std::list<T>::const_iterator frameIt);
 
     // Number of tracks with this ident.
@@ -99,7 +103,13 @@ class PartialVector {
 
    private:
     static constexpr std::size_t kInitialPoints = 16;
+    // Budget bytes of a new track beyond its room: its ident's count, its
+    // places in the open lists and the heap block of its points.
+    static constexpr std::size_t kTrackBookkeeping = sizeof(std::pair<const int, int>) +
+                                                     2 * sizeof(void*) + 2 * sizeof(unsigned) +
+                                                     kHeapBlockOverhead;
 
+    std::size_t mFramesAdded = 0;
     std::vector<Track> mTracks;
     std::vector<unsigned> mOpen;
     std::vector<int> mOpenIds;  // ident of each open track, beside mOpen
@@ -124,6 +134,14 @@ template <class T>
 void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
     T const& frame = *frameIt;
     const int n = frame.size();
+    ++mFramesAdded;
+    // A new track gets room for as many points as frames have come so far,
+    // up to a typical track's: that spares the first doublings of the long
+    // tracks of a long file without giving the many tracks of a short one
+    // room they can never fill.
+    const std::size_t room = mFramesAdded < kInitialPoints ? mFramesAdded : kInitialPoints;
+    const std::size_t tracksBefore = mTracks.size(), capacityBefore = mTracks.capacity();
+    std::size_t continued = 0;
 
     // Open tracks chained per ident in opening order: taking the head of a
     // chain answers the first matching candidate of the open list.
@@ -152,6 +170,7 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
             slots.head = mNext[p];
             mTaken[p] = 1;
             mTracks[mOpen[p]].AddPoint(frame, first);
+            ++continued;
             continue;
         }
         // A second record with an ident already taken in this frame opens a
@@ -159,9 +178,8 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
         const int occurrence = CountByID(id);
         Track& track = mTracks.emplace_back(id, occurrence);
         ++mCountById[id];
-        // Room for a typical track spares the first doublings; the slack
-        // goes back when the track closes.
-        track.points.reserve(kInitialPoints);
+        // The slack goes back when the track closes.
+        track.points.reserve(room);
         track.AddPoint(frame, first);
         mOpened.push_back(static_cast<unsigned>(mTracks.size() - 1));
     }
@@ -185,6 +203,14 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
         mOpen.push_back(t);
         mOpenIds.push_back(mTracks[t].id);
     }
+
+    // Counted once per frame: a continued track's points may have doubled
+    // their room, so each point counts twice; a new track counts its room.
+    const std::size_t opened = mTracks.size() - tracksBefore;
+    unsigned long long bytes = continued * 2 * sizeof(PartialPoint<T>) +
+                               opened * (room * sizeof(PartialPoint<T>) + kTrackBookkeeping);
+    if (mTracks.capacity() != capacityBefore) bytes += mTracks.capacity() * sizeof(Track);
+    Kv2ChargeBudget(bytes);
 }
 
 // The touched tracks of a container (kept empty by the operations here).

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Kv2Budget.h"
 #include "SdifFile.h"
 #include "SdifRWLowLevel.h"
 
@@ -65,6 +66,24 @@ class Cells {
     const float* mF;   // float values, or null
     const double* mD;  // double values, or null
 };
+
+// What reading a frame builds, counted against the budget once per frame:
+// each cell is held by the library's buffer and by the matrix's store (8
+// bytes each at most), and each row of a matrix whose indices are mapped
+// (partial tracks, chord notes) may add a map node for its index.
+void ChargeFrameRead(const SDIFFrame& frame, bool mappedIndices) {
+    constexpr unsigned long long kCellBytes = 2 * 8;
+    constexpr unsigned long long kIndexBytes =
+        sizeof(std::pair<const int, TrackEntry>) + 2 * sizeof(void*) + kHeapBlockOverhead;
+    unsigned long long bytes = 0;
+    for (unsigned int i = 0; i < frame.GetNbMatrix(); ++i) {
+        const SDIFMatrix& m = frame.GetMatrix(i);
+        const unsigned long long rows = static_cast<unsigned>(m.GetNbRows());
+        bytes += rows * static_cast<unsigned>(m.GetNbCols()) * kCellBytes;
+        if (mappedIndices) bytes += rows * kIndexBytes;
+    }
+    Kv2ChargeBudget(bytes);
+}
 
 // New ident for a track met for the first time.  An ident read from a file
 // can raise the counter to INT_MAX; the next one then wraps to INT_MIN, as
@@ -221,6 +240,7 @@ int Kv2SdifReadFrame(FILEIO* f, PartialSet& set, int maxPartials) {
     for (auto& entry : file.trackMap) entry.second.seen = false;
     int result = -1;
     if (file.ReadNextSelectedFrame(file.frame) != 0) {
+        ChargeFrameRead(file.frame, f->format == KV_FORMAT_SDIF_TRC);
         set.time = file.frame.GetTime();
         Kv2SdifReadMatrix(file.frame, set, maxPartials, f->format, &file);
         result = static_cast<int>(file.frame.GetStreamID());
@@ -342,6 +362,7 @@ int Kv2SdifReadFrame(FILEIO* f, ChordSet& set, int maxPartials) {
     if (file.eof()) return -1;
     SDIFFrame& frame = file.frame;
     if (file.ReadNextSelectedFrame(frame) == 0) return -1;
+    ChargeFrameRead(frame, true);
 
     Kv2SdifReadMatrix(frame, set, f->format, &file);
 

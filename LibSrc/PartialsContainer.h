@@ -38,9 +38,11 @@ class PartialsContainer {
 
     // ---- Reading a whole file ----
     // Read every frame of the file, close its handle (nulled in file) and
-    // build the tracks.  Any exception on the way answers false, keeping the
-    // frames read; the caller reports it.
+    // build the tracks, within the run's memory budget (or one of the
+    // file's own: Kv2ReadBudget).  Any exception on the way, the budget's
+    // included, answers false, keeping the frames read; the caller reports it.
     bool ReadFromFile(Kv2::Kv2File& file) {
+        Kv2::Kv2ReadBudget budget(file.mHandle);
         try {
             file.ReadFrames(mFrames, -1, -1.0, -1.0);
             Kv2::Kv2CloseFile(file.mHandle);

@@ -32,6 +32,11 @@ bool IsInput(struct stat const& out, std::string const& input) {
 
 }  // namespace
 
+long long InputSize(std::string const& input) {
+    struct stat st;
+    return StatInput(input, st) && S_ISREG(st.st_mode) ? static_cast<long long>(st.st_size) : -1;
+}
+
 bool SameRegularFile(std::string const& input, std::string const& output) {
     struct stat out;
     return stat(output.c_str(), &out) == 0 && IsInput(out, input);

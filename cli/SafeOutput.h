@@ -13,6 +13,10 @@ namespace Cli {
 // last "::".
 std::string StripSelection(std::string const& name);
 
+// Size of the regular file that input reads (as SameRegularFile finds it),
+// -1 when it is not one (a pipe, a terminal) or does not exist.
+long long InputSize(std::string const& input);
+
 // True when output names the file that input reads: the same existing
 // regular file (device and inode), however it is spelt (hard link, symbolic
 // link, "./x").  input may carry a selection; "", "-" and "stdin" read

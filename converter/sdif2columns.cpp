@@ -5,11 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <new>
 
 #include "Kv2Sdif.h"
 #include "PartialsContainer.h"
 #include "PrintOutput.h"
 #include "SafeOutput.h"
+#include "SdifHard_OS.h"
 #include "sdifentity.h"
 
 FILE* gFile = nullptr;
@@ -168,11 +170,16 @@ static void PrintFile(char const* path, Kv2::KvFormat format, int aux) {
             FailReading(path);
         }
         ok = container.ReadFromFile(file);
-        if (ok) {
-            if (gOutputPartials)
+        if (ok && gOutputPartials) {
+            // The second pass over the frames comes before the first line is
+            // printed: past the budget nothing has been printed yet.
+            try {
                 PrintPartials(container);
-            else
-                PrintFrames(container);
+            } catch (const std::bad_alloc&) {
+                ok = false;
+            }
+        } else if (ok) {
+            PrintFrames(container);
         }
     }
     if (!ok) FailReading(path);
@@ -193,6 +200,8 @@ int Sdif2ColumnsRun(int argc, char** argv) {
         PrintErrorMessage("No input file specified\n");
         Sdif2ColumnsExit(1);
     }
+    // One memory budget for the whole run, the probe included.
+    SdifSetBudget(SdifBudgetForSize(Cli::InputSize(gSrcFile)));
     int aux = 0;
     Kv2::KvFormat format;
     try {

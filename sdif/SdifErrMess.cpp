@@ -66,9 +66,23 @@ void SdifSetExitFunc(SdifExitFuncT func) { gSdifExitFunc = func; }
 void SdifEnableErrorOutput(void) { gSdifErrorOutputEnabled = 1; }
 void SdifDisableErrorOutput(void) { gSdifErrorOutputEnabled = 0; }
 
-void SdifDefaultErrorFunc(SdifErrorTagET, SdifErrorLevelET, char* text, SdifFileT*, SdifErrorT*,
-                          char*, int) {
-    if (!gSdifErrorOutputEnabled) return;
+int SdifFDiagnosticAllowed(SdifFileT* file) {
+    if (!file) return 1;
+    if (file->DiagnosticsPrinted < _SdifMaxDiagnostics) {
+        ++file->DiagnosticsPrinted;
+        return 1;
+    }
+    if (file->DiagnosticsPrinted == _SdifMaxDiagnostics) {
+        ++file->DiagnosticsPrinted;
+        std::fputs("*Sdif* further diagnostics for this file are not printed\n", SdifErrStream());
+        std::fflush(SdifErrStream());
+    }
+    return 0;
+}
+
+void SdifDefaultErrorFunc(SdifErrorTagET, SdifErrorLevelET, char* text, SdifFileT* file,
+                          SdifErrorT*, char*, int) {
+    if (!gSdifErrorOutputEnabled || !SdifFDiagnosticAllowed(file)) return;
     /* fputs prints what printf(text) would for a text without '%'; with a
     ** '%' (a file name, a token) printf would read arguments that are not
     ** there. */
@@ -141,9 +155,13 @@ int SdifInsertTailError(SdifErrorLT* list, unsigned int* counters, SdifErrorTagE
     /* A record that cannot be made is reported inside and kept as a null
     ** element, so that the list still counts the error. */
     SdifErrorT* error = SdifCreateError(tag, level, text);
-    if (list && list->ErrorList)
+    if (list && list->ErrorList) {
+        /* Only the most recent records are kept: a file that reports without
+        ** end must not hold memory without end. */
+        while (SdifListGetNbData(list->ErrorList) >= _SdifMaxKeptErrors)
+            SdifKillListHead(list->ErrorList);
         SdifListPutTail(list->ErrorList, error);
-    else if (error)
+    } else if (error)
         SdifKillError(error); /* nowhere to keep it: only counted */
     return static_cast<int>(count);
 }
@@ -281,7 +299,8 @@ unsigned int SdifFError(SdifFileT* file, SdifErrorTagET tag, const char* text, c
             if (gSdifWarningFunc) gSdifWarningFunc(tag, level, composed, file, last, src, srcLine);
             break;
         default:
-            if (gSdifErrorOutputEnabled) std::fputs(composed, SdifErrStream());
+            if (gSdifErrorOutputEnabled && SdifFDiagnosticAllowed(file))
+                std::fputs(composed, SdifErrStream());
             break;
     }
     return count;

@@ -52,7 +52,18 @@ void SdifSetExitFunc(SdifExitFuncT func);
 void SdifEnableErrorOutput(void);
 void SdifDisableErrorOutput(void);
 
-/* Print text on SdifStdErr and flush, when output is enabled. */
+/* Diagnostics printed for one opened file before the rest are withheld, so
+** that a broken file cannot print without end. */
+#define _SdifMaxDiagnostics 10000
+/* Whether one more diagnostic about file (its error reports and notices
+** alike) may be printed; always without a file.  A yes is counted.  Past
+** _SdifMaxDiagnostics the first no prints, in its stead, the line "*Sdif*
+** further diagnostics for this file are not printed"; later ones print
+** nothing. */
+int SdifFDiagnosticAllowed(SdifFileT* file);
+
+/* Print text on SdifStdErr and flush, when output is enabled and
+** SdifFDiagnosticAllowed(file). */
 void SdifDefaultErrorFunc(SdifErrorTagET tag, SdifErrorLevelET level, char* text, SdifFileT* file,
                           SdifErrorT* error, char* srcFile, int srcLine);
 void SdifDefaultWarningFunc(SdifErrorTagET tag, SdifErrorLevelET level, char* text, SdifFileT* file,
@@ -69,8 +80,12 @@ SdifErrorT* SdifCreateError(SdifErrorTagET tag, SdifErrorLevelET level, const ch
 /* Free a record (a KillerFT); none reports eFreeNull. */
 void SdifKillError(void* error);
 
+/* Records a file's error list keeps: the most recent ones.  The counters
+** still count every error. */
+#define _SdifMaxKeptErrors 256
 /* Count the error in counters (one per level) and append its record to
-** list; answers the updated counter. */
+** list, dropping its oldest record when it holds _SdifMaxKeptErrors already;
+** answers the updated counter. */
 int SdifInsertTailError(SdifErrorLT* list, unsigned int* counters, SdifErrorTagET tag,
                         const char* text);
 /* Last record, or none for an empty list. */

@@ -360,10 +360,10 @@ size_t SdifFGetAllType(SdifFileT* file, int verbose) {
     FILE* stream = SdifFGetFILE_SwitchVerbose(file, verbose);
     if (!stream) return 0;
     if (verbose == 's')
-        std::fprintf(SdifStdErr, "*Sdif* %s\n",
-                     "Warning, this file uses an intermediate format for the user defined types.  "
-                     "Portablity with programs not using the QUENDA SDIF library is not "
-                     "guaranteed.");
+        SdifFNotice(file,
+                    "Warning, this file uses an intermediate format for the user defined types.  "
+                    "Portablity with programs not using the QUENDA SDIF library is not "
+                    "guaranteed.");
     if (file->TypeDefPass) SDIF_ERROR(file, eOnlyOneChunk, "1TYP");
 
     TypeInput in(file, stream);

@@ -12,6 +12,7 @@
 #include "SdifFrame.h"
 #include "SdifFrameType.h"
 #include "SdifGrow.h"
+#include "SdifHard_OS.h"
 #include "SdifMatrix.h"
 #include "SdifMatrixType.h"
 #include "SdifPrivate.h"
@@ -185,7 +186,7 @@ SdifMatrixTypeT* SdifFTestMatrixHeader(SdifFileT* file) {
         }
     }
 
-    if (!SdifDataTypeKnown(h->DataType)) {
+    if (!SdifFDataTypeKnown(file, h->DataType)) {
         /* A warning, not a failure: the cells are still read, as Float4, so
         ** the frame goes on being read like any other. */
         snprintf(text, sizeof text, " 0x%04x, then Float4 used",
@@ -333,6 +334,10 @@ size_t SdifFReadTextMatrixData(SdifFileT* file, SdifStringT* text) {
         size_t step = total - done < 4096 ? static_cast<size_t>(total - done) : 4096;
         size_t got = SdiffReadChar(piece, step, file);
         if (!ended) {
+            if (!SdifBudgetCharge(got)) {
+                SdifFError(file, eAllocFail, "text past the memory budget", kSrc, __LINE__);
+                return static_cast<size_t>(done + got);
+            }
             piece[got] = '\0';
             SdifStringAppend(text, piece);
             ended = memchr(piece, '\0', got) != nullptr;

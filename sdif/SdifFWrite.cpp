@@ -154,7 +154,7 @@ int SdifUpdateChunkSize(SdifFileT* file, size_t size) {
     if (!file->isSeekable) return 0;
     SdiffPosT back;
     if (SdifFGetPos(file, &back) != 0) {
-        SdifNotice("SdifUpdateChunkSize, SdifFGetPos erreur\n");
+        SdifFNotice(file, "SdifUpdateChunkSize, SdifFGetPos erreur\n");
         return -1;
     }
     SdiffPosT field = file->StartChunkPos + 4;
@@ -162,11 +162,11 @@ int SdifUpdateChunkSize(SdifFileT* file, size_t size) {
     if (file->StartChunkPos < 0 || SdifFSetPos(file, &field) != 0 ||
         SdiffWriteInt4(&word, 1, file) != 1) {
         SdifFSetPos(file, &back);
-        SdifNotice("SdifUpdateChunkSize, SdifFSetPos erreur\n");
+        SdifFNotice(file, "SdifUpdateChunkSize, SdifFSetPos erreur\n");
         return -1;
     }
     if (SdifFSetPos(file, &back) != 0) {
-        SdifNotice("SdifUpdateChunkSize, SdifFSetPos erreur\n");
+        SdifFNotice(file, "SdifUpdateChunkSize, SdifFSetPos erreur\n");
         return -1;
     }
     return 0;
@@ -174,12 +174,12 @@ int SdifUpdateChunkSize(SdifFileT* file, size_t size) {
 
 int SdifUpdateFrameHeader(SdifFileT* file, SdifUInt4 size, SdifInt4 nbMatrix) {
     if (!file->isSeekable) {
-        SdifNotice("SdifUpdateFrameHeader: Can't update non-seekable stream\n");
+        SdifFNotice(file, "SdifUpdateFrameHeader: Can't update non-seekable stream\n");
         return -1;
     }
     SdiffPosT back;
     if (SdifFGetPos(file, &back) != 0) {
-        SdifNotice("SdifUpdateFrameHeader, SdifFGetPos error\n");
+        SdifFNotice(file, "SdifUpdateFrameHeader, SdifFGetPos error\n");
         return -1;
     }
     /* Size follows the signature; NbMatrix follows Size, Time and NumID. */
@@ -189,7 +189,7 @@ int SdifUpdateFrameHeader(SdifFileT* file, SdifUInt4 size, SdifInt4 nbMatrix) {
                    SdiffWriteUInt4(&size, 1, file) == 1 && SdifFSetPos(file, &nbMatrixField) == 0 &&
                    SdiffWriteInt4(&nbMatrix, 1, file) == 1;
     if (SdifFSetPos(file, &back) != 0 || !patched) {
-        SdifNotice("SdifUpdateFrameHeader, SdifFSetPos error\n");
+        SdifFNotice(file, "SdifUpdateFrameHeader, SdifFSetPos error\n");
         return -1;
     }
     if (file->CurrFramH) {

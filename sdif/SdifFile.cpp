@@ -17,6 +17,7 @@
 #include "SdifMatrix.h"
 #include "SdifMatrixType.h"
 #include "SdifNameValue.h"
+#include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 #include "SdifSelect.h"
 #include "SdifSignatureTab.h"
@@ -144,8 +145,7 @@ void SdifFLoadPredefinedTypes(SdifFileT* file, const char* typesFileName) {
             SdifFScanAllASCIIChunks(file);
             return;
         }
-        std::fprintf(SdifStdErr, "*Sdif* %s\n",
-                     "Load Coded Predefinied Types, it can be incomplete (file not found)\n");
+        SdifFNotice(file, "Load Coded Predefinied Types, it can be incomplete (file not found)\n");
     }
     SdifTakeCodedPredefinedTypesfromString(file);
 }

@@ -50,6 +50,7 @@ struct SdifFileS {
 
     unsigned int ErrorCount[5]; /* one per level: fatal, error, warning, remark, message */
     SdifErrorLT* Errors;
+    unsigned int DiagnosticsPrinted; /* by SdifFDiagnosticAllowed */
 
     int NbUserData;
     void* UserData[MaxUserData];

@@ -1,6 +1,7 @@
 #include "SdifHard_OS.h"
 
 #include <pthread.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -96,3 +97,52 @@ FILE* SdiffBinOpen(const char* name, int mode) {
 int SdiffBinClose(FILE* f) { return std::fclose(f); }
 
 void SdifSetStdIOBinary(void) {}
+
+/* ---- memory budget ---- */
+
+namespace {
+
+const unsigned long long kBudgetFloor = 64ull << 20;
+const unsigned long long kBudgetPerInputByte = 64;
+const unsigned long long kBudgetUnknownSize = 1ull << 30;
+
+unsigned long long gBudgetLimit = 0;
+unsigned long long gBudgetUsed = 0;
+
+/* Half the physical memory keeps the machine out of swap whatever else it
+** runs; a host that does not tell gets 8 GiB. */
+unsigned long long BudgetCeiling() {
+    long pages = sysconf(_SC_PHYS_PAGES);
+    long pageSize = sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || pageSize <= 0) return 8ull << 30;
+    return static_cast<unsigned long long>(pages) * static_cast<unsigned long long>(pageSize) / 2;
+}
+
+}  // namespace
+
+unsigned long long SdifBudgetForSize(long long inputBytes) {
+    unsigned long long wanted = kBudgetUnknownSize;
+    if (inputBytes >= 0) {
+        unsigned long long size = static_cast<unsigned long long>(inputBytes);
+        /* Past this the product would overflow: the ceiling holds anyway. */
+        wanted = size < (~0ull - kBudgetFloor) / kBudgetPerInputByte
+                     ? kBudgetFloor + kBudgetPerInputByte * size
+                     : ~0ull;
+    }
+    unsigned long long ceiling = BudgetCeiling();
+    return wanted < ceiling ? wanted : ceiling;
+}
+
+void SdifSetBudget(unsigned long long limit) {
+    gBudgetLimit = limit;
+    gBudgetUsed = 0;
+}
+
+unsigned long long SdifBudgetLimit(void) { return gBudgetLimit; }
+
+unsigned long long SdifBudgetUsed(void) { return gBudgetUsed; }
+
+int SdifBudgetCharge(unsigned long long bytes) {
+    gBudgetUsed = bytes < ~0ull - gBudgetUsed ? gBudgetUsed + bytes : ~0ull;
+    return gBudgetLimit == 0 || gBudgetUsed <= gBudgetLimit;
+}

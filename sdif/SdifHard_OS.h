@@ -1,7 +1,7 @@
 /* Host-dependent corner of the SDIF file library: the host's byte order, the
 ** minimal start-up that the byte layer needs (host kind, comparison mask,
-** thread key), the library's error stream, the string helpers and the
-** opening of binary streams. */
+** thread key), the library's error stream, the string helpers, the opening
+** of binary streams and the memory budget of a run. */
 #ifndef SDIF_HARD_OS_H
 #define SDIF_HARD_OS_H
 
@@ -69,6 +69,26 @@ FILE* SdiffBinOpen(const char* name, int mode);
 int SdiffBinClose(FILE* f);
 /* Nothing to do on the hosts this library runs on. */
 void SdifSetStdIOBinary(void);
+
+/* ---- memory budget ----
+** The bytes that reading one input may make the libraries and their clients
+** build (held, or built and dropped), so that a small file cannot make them
+** ask for far more memory than its size justifies.  One budget serves a whole
+** run; its count only grows.  Process-wide and unlocked, like the callbacks. */
+
+/* The budget of an input of inputBytes: 64 MiB plus 64 bytes per byte, 1 GiB
+** when the size is unknown (negative); at most half the host's physical
+** memory. */
+unsigned long long SdifBudgetForSize(long long inputBytes);
+/* Start a budget of limit bytes with nothing counted; 0 removes it. */
+void SdifSetBudget(unsigned long long limit);
+/* The limit in force, 0 when there is none. */
+unsigned long long SdifBudgetLimit(void);
+/* Bytes counted since the budget was set. */
+unsigned long long SdifBudgetUsed(void);
+/* Count bytes: 1 while the count is within the limit (or there is none), 0
+** once it has passed it. */
+int SdifBudgetCharge(unsigned long long bytes);
 
 #ifdef __cplusplus
 }

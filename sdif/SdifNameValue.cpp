@@ -341,7 +341,8 @@ size_t SdifFReadNameValueLCurrNVT(SdifFileT* file) {
     if (file->NameValues->CurrNVT) file->NameValues->CurrNVT->StreamID = header->NumID;
 
     if (header->NbMatrix == 0) {
-        SdifNotice(
+        SdifFNotice(
+            file,
             "Warning, this file uses an intermediate format for the Name-Value Table.  "
             "Portablity with programs not using the QUENDA SDIF library is not guaranteed.  "
             "Tip: Use 'sdifextract file newfile' to convert to compliant format.");

@@ -15,8 +15,9 @@ namespace {}  // namespace
 
 /* ---- notices, texts, reports ---- */
 
-void SdifNotice(const char* text) {
-    fprintf(SdifStdErr ? SdifStdErr : stderr, "*Sdif* %s\n", text);
+void SdifFNotice(SdifFileT* file, const char* text) {
+    if (SdifFDiagnosticAllowed(file))
+        fprintf(SdifStdErr ? SdifStdErr : stderr, "*Sdif* %s\n", text);
 }
 
 char* SdifCopyText(const char* s) {
@@ -88,7 +89,7 @@ size_t SdifFEndTextChunk(SdifFileT* file, const char* chunkName, size_t sizeR) {
         char text[_SdifStringLen];
         snprintf(text, sizeof text, "erreur size %s: lu: %lu  Attendu: %lu\n", chunkName,
                  (unsigned long)(sizeR - 4), (unsigned long)size);
-        SdifNotice(text);
+        SdifFNotice(file, text);
     }
     return sizeR;
 }

@@ -56,8 +56,10 @@ bool SdifReserveBytes(void** buf, SdifUInt4* cap, uint64_t need);
 /* ---- notices, texts, reports ---- */
 
 /* Print "*Sdif* text" and a line feed on the library's notice stream
-** (standard error when none is set). */
-void SdifNotice(const char* text);
+** (standard error when none is set), when SdifFDiagnosticAllowed(file). */
+void SdifFNotice(SdifFileT* file, const char* text);
+/* SdifDataTypeKnown, its notice about file. */
+int SdifFDataTypeKnown(SdifFileT* file, SdifDataTypeET type);
 
 /* A malloc'd copy of s; none when memory is out (not reported). */
 char* SdifCopyText(const char* s);

@@ -98,12 +98,14 @@ void SdifSwap8Copy(const void* src, void* dst, size_t n) {
 
 size_t SdifSizeofDataType(SdifDataTypeET type) { return static_cast<size_t>(type & 0xFF); }
 
-int SdifDataTypeKnown(SdifDataTypeET type) {
+int SdifFDataTypeKnown(SdifFileT* file, SdifDataTypeET type) {
     if (SdifDataTypeHandled(type)) return 1;
     if (type == eInt8 || type == eUInt8)
-        SdifNotice("standard datatypes Int8, UInt8 not yet handled");
+        SdifFNotice(file, "standard datatypes Int8, UInt8 not yet handled");
     return 0;
 }
+
+int SdifDataTypeKnown(SdifDataTypeET type) { return SdifFDataTypeKnown(nullptr, type); }
 
 size_t SdifPaddingCalculate(size_t nbBytes) {
     size_t rest = nbBytes % 8;

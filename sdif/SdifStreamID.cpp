@@ -230,7 +230,8 @@ size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
                       nullptr, 0};
     if (!src.f) return 0;
     if (verbose == 's')
-        SdifNotice(
+        SdifFNotice(
+            file,
             "Warning, this file uses an intermediate format for the stream ID table.  "
             "Portablity with programs not using the QUENDA SDIF library is not guaranteed.");
     if (file->StreamIDPass) SDIF_ERROR(file, eOnlyOneChunk, "1IDS");

@@ -263,6 +263,48 @@ TEST_F(ErrMess, ReportsOnAFileAreCountedByLevelAndListedInOrder) {
     EXPECT_EQ(rec.Reports()[4].file, nullptr);
 }
 
+// A file that reports without end: its counters and last record stay exact,
+// its list keeps only the latest records, and after its first 10,000 printed
+// diagnostics (callback and direct prints together) one line says the rest
+// are withheld.  The callbacks still see every report; another file prints
+// on its own count.
+TEST_F(ErrMess, AFileKeepsItsLatestRecordsAndPrintsItsFirstTenThousandDiagnostics) {
+    CaptureSdifStdErr err;
+    StreamFile file(StreamAt(0)), other(StreamAt(0), "other.sdif");
+    const std::string warning =
+        "*Sdif* Warning 31:\n  SdifFile: mem.sdif\n--> Word cut read : 'w'\n\n";
+    const std::string message = "*Sdif* Message 1:\n  SdifFile: mem.sdif\n--> No Error\n";
+    for (int i = 0; i < 9999; ++i) SdifFError(file.get(), eWordCut, "w", "x", 1);
+    SdifFError(file.get(), eNoError, "m", "x", 1);
+    std::string want;
+    for (int i = 0; i < 9999; ++i) want += warning;
+    want += message;
+    EXPECT_EQ(err.Text(), want);
+
+    for (int i = 0; i < 500; ++i) SdifFError(file.get(), eWordCut, "w", "x", 1);
+    SdifFError(file.get(), eNoError, "m", "x", 1);
+    want += "*Sdif* further diagnostics for this file are not printed\n";
+    EXPECT_EQ(err.Text(), want);
+    {
+        RecordReports rec;
+        AllowFatal fatal;
+        SdifFError(file.get(), eEof, "last", "x", 1);
+        EXPECT_EQ(rec.Tags(), (std::vector<int>{eEof}));
+        EXPECT_EQ(fatal.Count(), 1);
+    }
+    SdifFError(other.get(), eWordCut, "w", "x", 1);
+    EXPECT_EQ(err.Text(), want +
+                              "*Sdif* Warning 31:\n  SdifFile: other.sdif\n--> Word cut "
+                              "read : 'w'\n\n");
+
+    EXPECT_EQ(SdifFNumErrors(file.get(), eFatal), 1u);
+    EXPECT_EQ(SdifFNumErrors(file.get(), eWarning), 10500u);
+    EXPECT_EQ(SdifFNumErrors(file.get(), eMessage), 10502u);
+    EXPECT_EQ(SdifFLastErrorTag(file.get()), eEof);
+    EXPECT_STREQ(SdifFLastError(file.get())->UserMess, "last");
+    EXPECT_EQ(SdifListGetNbData(file->Errors->ErrorList), unsigned(_SdifMaxKeptErrors));
+}
+
 TEST_F(ErrMess, InsertTailErrorCountsWithoutPrinting) {
     CaptureSdifStdErr err;
     RecordReports rec;

@@ -1,14 +1,18 @@
 // The plain partial-set and peak readers on a stream in memory: the first
 // byte picks the format (text or binary partial sets, "pics" or "picsbin")
 // and the partial limit; the rest is the file.  Partial-set files are then
-// read again whole through a container, as a converter would.
+// read again whole through a container, as a converter would, within the
+// memory budget of a file of that size (a stream in memory has no size the
+// readers could find).
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 
 #include "FuzzSupport.h"
 #include "Kv2Io.h"
 #include "PartialsContainer.h"
+#include "SdifHard_OS.h"
 
 namespace {
 
@@ -56,13 +60,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Kv2::Kv2CloseFile(f);
 
     if (format == Kv2::KV_FORMAT_ADD || format == Kv2::KV_FORMAT_FMT) {
+        SdifSetBudget(SdifBudgetForSize(static_cast<long long>(size)));
         Quorlin::PartialsContainer<PartialSet> container;
         Kv2::Kv2File file;
         file.mHandle = OpenMemory(data, size, format);
-        if (container.ReadFromFile(file)) {
-            container.UpdatePartials();
-            sink = sink + static_cast<int>(container.GetPartials().size());
+        try {
+            if (container.ReadFromFile(file)) {
+                container.UpdatePartials();
+                sink = sink + static_cast<int>(container.GetPartials().size());
+            }
+        } catch (const std::bad_alloc&) {
+            // the second pass past the budget: a failed run
         }
+        SdifSetBudget(0);
     }
     return 0;
 }

@@ -104,6 +104,34 @@ def sdif_seeds():
     return s
 
 
+def shape_seeds():
+    """Small cousins (under the smoke run's 8192 bytes) of the files that once
+    made a run build or print far more than their size: mutations that grow
+    them past the memory budget blow the fuzzer's memory limit."""
+    s = {}
+    mrk_types = text_chunk('1TYP', '1FTD1MRK { 1TRC chord_seq_partials;  }\n')
+    notes = 60
+    s['shape-sounding-notes.sdif'] = header() + mrk_types + \
+        frame('1MRK', 0, 0.0, [matrix('1BEG', I4, notes, 1, list(range(1, notes + 1))),
+                               trc('1TRC', [(i + 1, 100 + i, .1, 0) for i in range(notes)])]) + \
+        b''.join(frame('1MRK', 0, 0.01 * k, []) for k in range(1, 200))
+    rows = 1500
+    s['shape-repeated-indices.sdif'] = header() + \
+        frame('1TRC', 0, 0.0, [matrix('1TRC', I1, rows, 4,
+                                      [v for i in range(rows) for v in (i % 100 + 1, 50, 1, 0)])])
+    s['shape-growing-partials.sdif'] = header() + \
+        frame('1TRC', 0, 0.0, [trc('1TRC', [(i + 1, 100 + i, .1, 0) for i in range(150)])]) + \
+        b''.join(frame('1TRC', 0, 0.01 * k, []) for k in range(1, 200))
+    words = 'x ' * 3000
+    good = frame('1TRC', 0, 0.0, [trc('1TRC', [(1, 440, .1, 0)])])
+    s['shape-type-errors.sdif'] = header() + text_chunk('1TYP', words) + good
+    braces = pad(('{' + words + '}').encode())
+    s['shape-type-errors-intermediate.sdif'] = header() + \
+        b'1TYP' + struct.pack('>IdII', 16 + len(braces), -1.0, 0xFFFFFFFD, 0) + braces + good
+    s['shape-empty-stream-ids.sdif'] = header() + text_chunk('1IDS', ';' * 6000) + good
+    return s
+
+
 def write(target, seeds):
     d = os.path.join(HERE, 'corpus', target)
     os.makedirs(d, exist_ok=True)
@@ -114,8 +142,16 @@ def write(target, seeds):
 
 def main():
     sdif = sdif_seeds()
+    sdif.update(shape_seeds())
     write('fuzz_converter', sdif)
     write('fuzz_sdif_frames', sdif)
+    # The converter's input may begin with a selection line ("::...\n").
+    write('fuzz_converter', {
+        'selection-rows.sdif': b'::_2-3\n' + sdif['trc-three-frames.sdif'],
+        'selection-times-columns.sdif': b'::@0.005-1.1-4\n' + sdif['chord-sequence.sdif'],
+        'selection-streams.sdif': b'::#0:1TRC/1TRC\n' + sdif['header-padding-streams.sdif'],
+        'selection-sounding-notes.sdif': b'::_1-40\n' + sdif['shape-sounding-notes.sdif'],
+    })
     write('fuzz_select', {
         'streams-frames.txt': 'take1.sdif::#0,1:1TRC/1TRC@0.5-2.0',
         'rows-columns.txt': 'a.sdif::_1-10.2+1',

@@ -141,7 +141,6 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
     // room they can never fill.
     const std::size_t room = mFramesAdded < kInitialPoints ? mFramesAdded : kInitialPoints;
     const std::size_t tracksBefore = mTracks.size(), capacityBefore = mTracks.capacity();
-    std::size_t continued = 0;
 
     // Open tracks chained per ident in opening order: taking the head of a
     // chain answers the first matching candidate of the open list.
@@ -170,7 +169,6 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
             slots.head = mNext[p];
             mTaken[p] = 1;
             mTracks[mOpen[p]].AddPoint(frame, first);
-            ++continued;
             continue;
         }
         // A second record with an ident already taken in this frame opens a
@@ -204,10 +202,10 @@ void PartialVector<T>::AddFrame(typename std::list<T>::const_iterator frameIt) {
         mOpenIds.push_back(mTracks[t].id);
     }
 
-    // Counted once per frame: a continued track's points may have doubled
-    // their room, so each point counts twice; a new track counts its room.
+    // Counted once per frame: a continued track (one of the kept) may have
+    // doubled its room, so its point counts twice; a new track counts its room.
     const std::size_t opened = mTracks.size() - tracksBefore;
-    unsigned long long bytes = continued * 2 * sizeof(PartialPoint<T>) +
+    unsigned long long bytes = kept * 2 * sizeof(PartialPoint<T>) +
                                opened * (room * sizeof(PartialPoint<T>) + kTrackBookkeeping);
     if (mTracks.capacity() != capacityBefore) bytes += mTracks.capacity() * sizeof(Track);
     Kv2ChargeBudget(bytes);

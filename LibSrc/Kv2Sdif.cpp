@@ -69,20 +69,23 @@ class Cells {
 
 // What reading a frame builds, counted against the budget once per frame:
 // each cell is held by the library's buffer and by the matrix's store (8
-// bytes each at most), and each row of a matrix whose indices are mapped
-// (partial tracks, chord notes) may add a map node for its index.
-void ChargeFrameRead(const SDIFFrame& frame, bool mappedIndices) {
+// bytes each at most).
+void ChargeFrameRead(const SDIFFrame& frame) {
     constexpr unsigned long long kCellBytes = 2 * 8;
-    constexpr unsigned long long kIndexBytes =
-        sizeof(std::pair<const int, TrackEntry>) + 2 * sizeof(void*) + kHeapBlockOverhead;
-    unsigned long long bytes = 0;
+    unsigned long long cells = 0;
     for (unsigned int i = 0; i < frame.GetNbMatrix(); ++i) {
         const SDIFMatrix& m = frame.GetMatrix(i);
-        const unsigned long long rows = static_cast<unsigned>(m.GetNbRows());
-        bytes += rows * static_cast<unsigned>(m.GetNbCols()) * kCellBytes;
-        if (mappedIndices) bytes += rows * kIndexBytes;
+        cells += static_cast<unsigned long long>(static_cast<unsigned>(m.GetNbRows())) *
+                 static_cast<unsigned>(m.GetNbCols());
     }
-    Kv2ChargeBudget(bytes);
+    Kv2ChargeBudget(cells * kCellBytes);
+}
+
+// The nodes a frame added to the map of SDIF indices, counted once per frame.
+void ChargeIndices(std::size_t before, std::size_t after) {
+    constexpr unsigned long long kIndexBytes =
+        sizeof(std::pair<const int, TrackEntry>) + 2 * sizeof(void*) + kHeapBlockOverhead;
+    if (after > before) Kv2ChargeBudget((after - before) * kIndexBytes);
 }
 
 // New ident for a track met for the first time.  An ident read from a file
@@ -240,9 +243,11 @@ int Kv2SdifReadFrame(FILEIO* f, PartialSet& set, int maxPartials) {
     for (auto& entry : file.trackMap) entry.second.seen = false;
     int result = -1;
     if (file.ReadNextSelectedFrame(file.frame) != 0) {
-        ChargeFrameRead(file.frame, f->format == KV_FORMAT_SDIF_TRC);
+        ChargeFrameRead(file.frame);
+        const std::size_t mapped = file.trackMap.size();
         set.time = file.frame.GetTime();
         Kv2SdifReadMatrix(file.frame, set, maxPartials, f->format, &file);
+        ChargeIndices(mapped, file.trackMap.size());
         result = static_cast<int>(file.frame.GetStreamID());
     }
     // Tracks absent from this frame have ended: if their index comes back it
@@ -362,7 +367,8 @@ int Kv2SdifReadFrame(FILEIO* f, ChordSet& set, int maxPartials) {
     if (file.eof()) return -1;
     SDIFFrame& frame = file.frame;
     if (file.ReadNextSelectedFrame(frame) == 0) return -1;
-    ChargeFrameRead(frame, true);
+    ChargeFrameRead(frame);
+    const std::size_t mapped = file.trackMap.size();
 
     Kv2SdifReadMatrix(frame, set, f->format, &file);
 
@@ -398,6 +404,7 @@ int Kv2SdifReadFrame(FILEIO* f, ChordSet& set, int maxPartials) {
         else
             entry.second.seen = false;
     }
+    ChargeIndices(mapped, map.size());
     std::sort(sounding.begin(), sounding.end());
     for (const auto& s : sounding)
         set.addToSet(ChordSet::PartialParam(s.second, 0.0f, 0.0f, 0.0f, ChordSet::eCont),

@@ -40,17 +40,44 @@ struct LimitedRun {
     double cpuSeconds = 0;  // user and system time of the child
 };
 
-// Run the converter on args with at most cpuSeconds of CPU and, outside
-// AddressSanitizer (which reserves terabytes of address space), 4 GiB of
-// address space; under it the child dies past 4 GiB resident instead.
-LimitedRun Convert(const std::vector<std::string>& args, int cpuSeconds) {
-    const std::string outPath = TempPath("bounds.out"), errPath = TempPath("bounds.err");
-    std::vector<std::string> words = {ConverterPath()};
-    words.insert(words.end(), args.begin(), args.end());
+// What a launcher reports of one child.
+struct ChildUsage {
+    int status;  // exit status; -1 when killed
+    long maxRssKb;
+    double cpuSeconds;
+};
+
+bool ReadAll(int fd, void* to, size_t n) {
+    char* p = static_cast<char*>(to);
+    while (n > 0) {
+        ssize_t got = read(fd, p, n);
+        if (got <= 0) return false;
+        p += got;
+        n -= static_cast<size_t>(got);
+    }
+    return true;
+}
+
+bool WriteAll(int fd, const void* from, size_t n) {
+    const char* p = static_cast<const char*>(from);
+    while (n > 0) {
+        ssize_t put = write(fd, p, n);
+        if (put <= 0) return false;
+        p += put;
+        n -= static_cast<size_t>(put);
+    }
+    return true;
+}
+
+// Run words[2..] with standard output to words[0], standard error to
+// words[1], at most cpuSeconds of CPU and, outside AddressSanitizer (which
+// reserves terabytes of address space), 4 GiB of address space; under it the
+// child dies past 4 GiB resident instead, its quarantine off.
+ChildUsage Spawn(std::vector<std::string> words, int cpuSeconds) {
     pid_t pid = fork();
     if (pid == 0) {
-        int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int out = open(words[0].c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int err = open(words[1].c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         if (out < 0 || err < 0) _exit(126);
         dup2(out, 1);
         dup2(err, 2);
@@ -58,26 +85,84 @@ LimitedRun Convert(const std::vector<std::string>& args, int cpuSeconds) {
         setrlimit(RLIMIT_CPU, &cpu);
 #ifdef BOUNDS_UNDER_ASAN
         const char* old = std::getenv("ASAN_OPTIONS");
-        std::string options = std::string(old ? old : "") + ":hard_rss_limit_mb=4096";
+        std::string options =
+            std::string(old ? old : "") + ":hard_rss_limit_mb=4096:quarantine_size_mb=0";
         setenv("ASAN_OPTIONS", options.c_str(), 1);
 #else
         rlimit as = {rlim_t(4) << 30, rlim_t(4) << 30};
         setrlimit(RLIMIT_AS, &as);
 #endif
         std::vector<char*> argv;
-        for (std::string& w : words) argv.push_back(&w[0]);
+        for (size_t i = 2; i < words.size(); ++i) argv.push_back(&words[i][0]);
         argv.push_back(nullptr);
         execv(argv[0], argv.data());
         _exit(127);
     }
-    LimitedRun run;
+    ChildUsage usage{-1, 0, 0.0};
     int st = 0;
-    rusage usage{};
-    if (pid < 0 || wait4(pid, &st, 0, &usage) != pid) return run;
-    run.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    run.maxRssKb = usage.ru_maxrss;
-    run.cpuSeconds = usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
-                     (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    rusage ru{};
+    if (pid < 0 || wait4(pid, &st, 0, &ru) != pid) return usage;
+    usage.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
+    usage.maxRssKb = ru.ru_maxrss;
+    usage.cpuSeconds =
+        ru.ru_utime.tv_sec + ru.ru_stime.tv_sec + (ru.ru_utime.tv_usec + ru.ru_stime.tv_usec) / 1e6;
+    return usage;
+}
+
+// A child's peak memory counts the pages of the process it was forked from
+// (the kernel keeps the larger across exec), and the test's own memory grows
+// with the outputs it checks.  So the children are forked by a small process
+// forked once, early, from the test: it takes requests (the CPU limit and
+// the words for Spawn) through one pipe and answers through another.
+ChildUsage Launch(const std::vector<std::string>& words, int cpuSeconds) {
+    static int toLauncher = -1, fromLauncher = -1;
+    if (toLauncher < 0) {
+        int requests[2], replies[2];
+        if (pipe(requests) != 0 || pipe(replies) != 0) return {-1, 0, 0.0};
+        if (fork() == 0) {
+            close(requests[1]);
+            close(replies[0]);
+            for (;;) {
+                uint32_t head[2];  // CPU limit, number of words
+                if (!ReadAll(requests[0], head, sizeof head)) _exit(0);
+                std::vector<std::string> got(head[1]);
+                for (std::string& w : got) {
+                    uint32_t n = 0;
+                    if (!ReadAll(requests[0], &n, sizeof n)) _exit(0);
+                    w.resize(n);
+                    if (!ReadAll(requests[0], &w[0], n)) _exit(0);
+                }
+                ChildUsage usage = Spawn(got, static_cast<int>(head[0]));
+                if (!WriteAll(replies[1], &usage, sizeof usage)) _exit(0);
+            }
+        }
+        close(requests[0]);
+        close(replies[1]);
+        toLauncher = requests[1];
+        fromLauncher = replies[0];
+    }
+    const uint32_t head[2] = {static_cast<uint32_t>(cpuSeconds),
+                              static_cast<uint32_t>(words.size())};
+    bool sent = WriteAll(toLauncher, head, sizeof head);
+    for (const std::string& w : words) {
+        const uint32_t n = static_cast<uint32_t>(w.size());
+        sent = sent && WriteAll(toLauncher, &n, sizeof n) && WriteAll(toLauncher, w.data(), n);
+    }
+    ChildUsage usage{-1, 0, 0.0};
+    if (!sent || !ReadAll(fromLauncher, &usage, sizeof usage)) return {-1, 0, 0.0};
+    return usage;
+}
+
+// Run the converter on args under a CPU limit of cpuSeconds (see Spawn).
+LimitedRun Convert(const std::vector<std::string>& args, int cpuSeconds) {
+    const std::string outPath = TempPath("bounds.out"), errPath = TempPath("bounds.err");
+    std::vector<std::string> words = {outPath, errPath, ConverterPath()};
+    words.insert(words.end(), args.begin(), args.end());
+    const ChildUsage usage = Launch(words, cpuSeconds);
+    LimitedRun run;
+    run.status = usage.status;
+    run.maxRssKb = usage.maxRssKb;
+    run.cpuSeconds = usage.cpuSeconds;
     run.out = ReadFile(outPath);
     run.err = ReadFile(errPath);
     return run;
@@ -245,6 +330,14 @@ TEST(GrowingFrames, DenseOnsetThenSparseDecayIsReadWhole) {
 // ---- every hostile shape, within the budget ----
 
 namespace {
+
+#ifdef BOUNDS_UNDER_ASAN
+// AddressSanitizer's allocator gives a small block a redzone at least as
+// large as the block, and its shadow adds an eighth (its quarantine is off).
+constexpr long kAllocatorFactor = 2;
+#else
+constexpr long kAllocatorFactor = 1;
+#endif
 
 enum class Ends { kReadFails, kOpenFails, kConverts };
 
@@ -485,7 +578,7 @@ TEST(HostileShapes, EveryRunStaysWithinItsBudgetTimeAndDiagnostics) {
                 EXPECT_LE(r.err.size(), cut * 10001 * 4096);
             }
             EXPECT_LT(r.cpuSeconds, shape.maxCpuSeconds);
-            EXPECT_LT(r.maxRssKb, budgetKb + BaselineKb());
+            EXPECT_LT(r.maxRssKb, kAllocatorFactor * budgetKb + BaselineKb()) << r.maxRssKb;
         }
         std::remove(path.c_str());
     }

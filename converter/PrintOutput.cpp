@@ -5,6 +5,8 @@
 #include <cstdarg>
 #include <cstring>
 
+#include "Kv2Budget.h"
+
 namespace {
 
 // Large enough that a 150 MB conversion makes a few thousand writes.
@@ -374,6 +376,10 @@ void PrintPartial(const Kv2::Kv2Partial<Kv2::ChordSet>& track) { PrintPartial(tr
 template <class T>
 static void PrintBothPasses(Quorlin::PartialsContainer<T>& container) {
     const Kv2::PartialVector<T>& tracks = container.GetPartials();
+    // Counted against the run's budget before anything is printed.
+    Kv2::Kv2ChargeBudget(tracks.size() * (sizeof(int) + sizeof(char)) +
+                         tracks.OpenTracks().size() * sizeof(std::pair<int, unsigned>) +
+                         3 * Kv2::kHeapBlockOverhead);
     std::vector<int> continuedBy(tracks.size(), -1);  // track -> first-frame track appended
     std::vector<char> taken(tracks.size(), 0);        // first-frame track continuing another
     const Kv2::Kv2FrameSet<T>& frames = container.GetFrames();

@@ -171,8 +171,8 @@ static void PrintFile(char const* path, Kv2::KvFormat format, int aux) {
         }
         ok = container.ReadFromFile(file);
         if (ok && gOutputPartials) {
-            // The second pass over the frames comes before the first line is
-            // printed: past the budget nothing has been printed yet.
+            // What the track layout builds comes before its first line:
+            // past the budget nothing has been printed yet.
             try {
                 PrintPartials(container);
             } catch (const std::bad_alloc&) {

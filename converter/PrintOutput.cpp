@@ -378,8 +378,9 @@ static void PrintBothPasses(Quorlin::PartialsContainer<T>& container) {
     const Kv2::PartialVector<T>& tracks = container.GetPartials();
     // Counted against the run's budget before anything is printed.
     Kv2::Kv2ChargeBudget(tracks.size() * (sizeof(int) + sizeof(char)) +
-                         tracks.OpenTracks().size() * sizeof(std::pair<int, unsigned>) +
-                         3 * Kv2::kHeapBlockOverhead);
+                         tracks.OpenTracks().size() *
+                             (sizeof(std::pair<int, unsigned>) + sizeof(unsigned)) +
+                         4 * Kv2::kHeapBlockOverhead);
     std::vector<int> continuedBy(tracks.size(), -1);  // track -> first-frame track appended
     std::vector<char> taken(tracks.size(), 0);        // first-frame track continuing another
     const Kv2::Kv2FrameSet<T>& frames = container.GetFrames();
@@ -389,7 +390,10 @@ static void PrintBothPasses(Quorlin::PartialsContainer<T>& container) {
         for (unsigned t : tracks.OpenTracks()) open.emplace_back(tracks[t].id, t);
         std::stable_sort(open.begin(), open.end(),
                          [](const auto& a, const auto& b) { return a.first < b.first; });
-        std::vector<char> used(open.size(), 0);
+        // The tracks of an ident are taken first opened first, so those
+        // still free are the end of its run: a cursor per run (kept at the
+        // run's first entry) finds the next one without walking the taken.
+        std::vector<unsigned> takenInRun(open.size(), 0);
         const T& first = frames.front();
         int opened = 0;
         for (int r = 0; r < first.size(); ++r) {
@@ -397,13 +401,14 @@ static void PrintBothPasses(Quorlin::PartialsContainer<T>& container) {
             const int id = first[r].id;
             auto it = std::lower_bound(open.begin(), open.end(), id,
                                        [](const auto& e, int v) { return e.first < v; });
-            for (; it != open.end() && it->first == id; ++it) {
-                const size_t slot = static_cast<size_t>(it - open.begin());
-                if (used[slot]) continue;
-                used[slot] = 1;
-                continuedBy[it->second] = opened;
-                taken[static_cast<size_t>(opened)] = 1;
-                break;
+            if (it != open.end() && it->first == id) {
+                const size_t start = static_cast<size_t>(it - open.begin());
+                const size_t slot = start + takenInRun[start];
+                if (slot < open.size() && open[slot].first == id) {
+                    ++takenInRun[start];
+                    continuedBy[open[slot].second] = opened;
+                    taken[static_cast<size_t>(opened)] = 1;
+                }
             }
             ++opened;
         }

@@ -12,8 +12,9 @@
 
 namespace Kv2 {
 
-// Bookkeeping bytes of one heap block beside the bytes asked for.
-constexpr std::size_t kHeapBlockOverhead = 16;
+// Bytes of one heap block beside the bytes asked for: its header and its
+// rounding up to a multiple of 16.
+constexpr std::size_t kHeapBlockOverhead = 32;
 
 // Count bytes against the budget; throws once past it.
 inline void Kv2ChargeBudget(unsigned long long bytes) {

@@ -397,7 +397,11 @@ int Kv2SdifReadFrame(FILEIO* f, ChordSet& set, int maxPartials) {
     // begun here count as sounding from the next frame on.  The sounding
     // ones are listed by rising SDIF index, so that the order of the frame's
     // entries does not depend on how the hash map happens to iterate.
-    std::vector<std::pair<int, int>> sounding;  // (SDIF index, ident)
+    // (SDIF index, ident), kept from frame to frame: its room counts against
+    // the budget only as it grows.
+    static thread_local std::vector<std::pair<int, int>> sounding;
+    const std::size_t room = sounding.capacity();
+    sounding.clear();
     for (auto& entry : map) {
         if (!entry.second.seen)
             sounding.emplace_back(entry.first, entry.second.ident);
@@ -405,6 +409,8 @@ int Kv2SdifReadFrame(FILEIO* f, ChordSet& set, int maxPartials) {
             entry.second.seen = false;
     }
     ChargeIndices(mapped, map.size());
+    if (sounding.capacity() > room)
+        Kv2ChargeBudget((sounding.capacity() - room) * sizeof(sounding[0]));
     std::sort(sounding.begin(), sounding.end());
     for (const auto& s : sounding)
         set.addToSet(ChordSet::PartialParam(s.second, 0.0f, 0.0f, 0.0f, ChordSet::eCont),

@@ -335,7 +335,7 @@ size_t SdifFReadTextMatrixData(SdifFileT* file, SdifStringT* text) {
         size_t got = SdiffReadChar(piece, step, file);
         if (!ended) {
             if (!SdifBudgetCharge(got)) {
-                SdifFError(file, eAllocFail, "text past the memory budget", kSrc, __LINE__);
+                SDIF_ERROR(file, eAllocFail, "text past the memory budget");
                 return static_cast<size_t>(done + got);
             }
             piece[got] = '\0';

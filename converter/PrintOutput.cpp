@@ -177,11 +177,53 @@ void PrintEmptyLine() {
     output::PutNewline();
 }
 
+namespace {
+
+// The text of recently printed point times.  A point's time is its frame's,
+// and the tracks printed one after another cover nearly the same frames, so
+// most times come back many times within a few hundred frames; a time's text
+// is copied instead of formatted again (a time has 53 significant bits, the
+// formatter's long path).  Keyed by the exact bits.
+class TimeTexts {
+   public:
+    char* Put(char* p, double t) {
+        uint64_t bits;
+        std::memcpy(&bits, &t, sizeof bits);
+        Entry& e = mEntries[(bits * 0x9E3779B97F4A7C15ull) >> (64 - kBits)];
+        if (e.length == 0 || e.bits != bits) {
+            char text[fixedformat::kMaxDoubleChars];
+            const int n = fixedformat::FormatF6(t, text);
+            if (n > static_cast<int>(sizeof e.text)) {
+                std::memcpy(p, text, static_cast<size_t>(n));
+                return p + n;
+            }
+            e.bits = bits;
+            e.length = static_cast<unsigned char>(n);
+            std::memcpy(e.text, text, static_cast<size_t>(n));
+        }
+        std::memcpy(p, e.text, sizeof e.text);  // the room is there; only length counts
+        return p + e.length;
+    }
+
+   private:
+    static constexpr int kBits = 12;
+    struct Entry {
+        uint64_t bits = 0;
+        unsigned char length = 0;  // 0: empty
+        char text[23];
+    };
+    Entry mEntries[1 << kBits];
+};
+
+TimeTexts gTimeTexts;
+
+}  // namespace
+
 void PrintPoint(const Kv2::PartialPoint<Kv2::PartialSet>& point) {
     // Amplitude is not part of the default point line.
     const char sep = gSeparator[0];
     char* p = Reserve(kLineRoom);
-    p = PutF6(p, point.time);
+    p = gTimeTexts.Put(p, point.time);
     p = PutOne(p, sep);
     p = PutF6(p, point.param.freq);
     p = PutOne(p, sep);
@@ -277,7 +319,7 @@ class PointLine {
         for (const char op : mOps) {
             switch (op) {
                 case kTime:
-                    p = PutF6(p, point.time);
+                    p = gTimeTexts.Put(p, point.time);
                     break;
                 case kFrequency:
                     p = PutF6(p, point.param.freq);

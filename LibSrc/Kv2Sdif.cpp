@@ -37,9 +37,9 @@ bool IsChordFrame(const SDIFFrame& frame) {
 // analysis files hold) are read straight from their values; any other store,
 // or a matrix too narrow for the columns wanted, goes through the matrix's
 // checked accessor, which raises the object layer's range error.
-class Cells {
+class MatrixCellReader {
    public:
-    Cells(const SDIFMatrix& m, int colsNeeded)
+    MatrixCellReader(const SDIFMatrix& m, int colsNeeded)
         : mMatrix(m), mCols(m.GetNbCols()), mF(nullptr), mD(nullptr) {
         if (mCols >= colsNeeded) {
             mF = m.Data<float>();
@@ -281,7 +281,7 @@ int Kv2SdifReadMatrix(const SDIFFrame& frame, PartialSet& set, int maxPartials, 
     // the rest of each record zero.
     auto& params = set.params();
     if (format == KV_FORMAT_SDIF_PIC) {
-        Cells cell(m, 3);
+        MatrixCellReader cell(m, 3);
         for (int i = 0; i < n; ++i) {
             PartialSet::PartialParam& p = params[i];
             p.id = i;
@@ -293,7 +293,7 @@ int Kv2SdifReadMatrix(const SDIFFrame& frame, PartialSet& set, int maxPartials, 
         return 0;
     }
 
-    Cells cell(m, 4);
+    MatrixCellReader cell(m, 4);
     for (int i = 0; i < n; ++i) {
         PartialSet::PartialParam& p = params[i];
         int index = cell.Int(i, 0);
@@ -349,7 +349,7 @@ int Kv2SdifReadMatrix(const SDIFFrame& frame, ChordSet& set, KvFormat format, On
     if (nB >= 1) {
         // As above: a 1TRC too narrow to read fails on its first row.
         set.addToSet(ChordSet::PartialParam(), partials->GetNbCols() >= 4 ? nE + nB - 1 : nE);
-        Cells cell(*partials, 4);
+        MatrixCellReader cell(*partials, 4);
         for (int r = 0; r < nB; ++r)
             set.addToSet(ChordSet::PartialParam(cell.Int(r, 0), static_cast<float>(cell(r, 1)),
                                                 static_cast<float>(cell(r, 2)),

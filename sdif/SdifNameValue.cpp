@@ -310,7 +310,7 @@ int SdifFGetOneNameValue(SdifFileT* file, int verbose, size_t* nbCharRead) {
 
 namespace {
 
-size_t getnvt(SdifFileT* file, int verbose) {
+size_t readnamevaluetable(SdifFileT* file, int verbose) {
     FILE* f = textstream(file, verbose);
     size_t nbRead = 0;
     if (!f) return 0;
@@ -326,9 +326,9 @@ size_t getnvt(SdifFileT* file, int verbose) {
 
 }  // namespace
 
-size_t SdifFGetNameValueLCurrNVT(SdifFileT* file) { return getnvt(file, 's'); }
+size_t SdifFGetNameValueLCurrNVT(SdifFileT* file) { return readnamevaluetable(file, 's'); }
 
-size_t SdifFScanNameValueLCurrNVT(SdifFileT* file) { return getnvt(file, 't'); }
+size_t SdifFScanNameValueLCurrNVT(SdifFileT* file) { return readnamevaluetable(file, 't'); }
 
 /* ---- binary chunks ---- */
 

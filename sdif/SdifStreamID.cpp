@@ -23,7 +23,7 @@ struct TextSource {
     size_t n;
 };
 
-int tget(TextSource* src) {
+int nextchar(TextSource* src) {
     int c;
     if (src->f) {
         c = getc(src->f);
@@ -37,7 +37,7 @@ int tget(TextSource* src) {
 
 int skipspace(TextSource* src) {
     int c;
-    while ((c = tget(src)) != EOF && isspace(c)) {
+    while ((c = nextchar(src)) != EOF && isspace(c)) {
     }
     return c;
 }
@@ -50,7 +50,7 @@ int readword(TextSource* src, char* buf, size_t size, const char* stops) {
     int c = skipspace(src);
     while (c != EOF && !isspace(c) && !strchr(stops, c)) {
         if (len < size - 1) buf[len++] = (char)c;
-        c = tget(src);
+        c = nextchar(src);
     }
     buf[len] = '\0';
     return c;
@@ -60,7 +60,7 @@ int readword(TextSource* src, char* buf, size_t size, const char* stops) {
 int readweak(TextSource* src, char* buf, size_t size, const char* stops) {
     size_t len = 0;
     int c;
-    while ((c = tget(src)) != EOF && !strchr(stops, c))
+    while ((c = nextchar(src)) != EOF && !strchr(stops, c))
         if (len < size - 1) buf[len++] = (char)c;
     buf[len] = '\0';
     return c;
@@ -70,7 +70,7 @@ int readweak(TextSource* src, char* buf, size_t size, const char* stops) {
 ** table. */
 int skipentry(TextSource* src) {
     int c;
-    while ((c = tget(src)) != EOF && c != ';' && c != '}') {
+    while ((c = nextchar(src)) != EOF && c != ';' && c != '}') {
     }
     return c;
 }

@@ -24,7 +24,6 @@ inline char* Reserve(size_t n) {
 // read back after every character stored would be reloaded each time.
 constexpr size_t kLineRoom = 5 * (fixedformat::kMaxDoubleChars + 1) + 1;  // five numbers
 
-inline char* PutF6(char* p, double v) { return p + fixedformat::FormatF6(v, p); }
 inline char* PutF6(char* p, float v) { return p + fixedformat::FormatF6(v, p); }
 // c itself, or nothing for an empty separator or newline.
 inline char* PutOne(char* p, char c) {

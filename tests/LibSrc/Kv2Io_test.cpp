@@ -6,33 +6,27 @@
 
 #include <cmath>
 #include <cstring>
-#include <stdexcept>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "Kv2TestUtil.h"
 #include "SdifAssert.h"
 #include "TestSupport.h"
 
 using namespace Kv2;
+using kv2test::Recs;
+using kv2test::StopText;
 using testsupport::TempPath;
 using testsupport::WriteFile;
 
 namespace {
 
-using kv2test::StopText;
 const bool kStarted = kv2test::kKv2Started;
 
 // Floats in this machine's byte order, as the binary formats store them.
-void PutNative(std::string& out, float v) {
-    char b[sizeof v];
-    memcpy(b, &v, sizeof v);
-    out.append(b, sizeof v);
-}
-
-std::string Native(std::initializer_list<float> values) {
-    std::string s;
-    for (float v : values) PutNative(s, v);
-    return s;
+std::string Native(const std::vector<float>& values) {
+    return std::string(reinterpret_cast<const char*>(values.data()), values.size() * sizeof(float));
 }
 
 std::string Text(size_t size, char first) {
@@ -47,16 +41,28 @@ FILEIO* OpenPlain(const std::string& name, const std::string& bytes, KvFormat fo
     return Kv2OpenFile(path.c_str(), KV_READ, format, -1, nullptr);
 }
 
-const char* const kPremature2 =
-    "\nlibKv2.a(KvReadPartialSet2):\nWARNING: premature end of frame while reading\n(only %d "
-    "instead of %d expected partials\n";
-const char* const kPremature =
-    "\nlibKv.a(KvReadPartialSet2):\nWARNING: premature end of frame while reading\n(only %d "
-    "instead of %d expected partials\n";
+// Every set read until read fails, as "time: records"; the handle is closed.
+template <class Read>
+std::vector<std::string> Sets(FILEIO* f, Read read) {
+    std::vector<std::string> out;
+    PartialSet set;
+    while (read(f, set)) {
+        std::ostringstream o;
+        o << set.time << ": " << Recs(set);
+        out.push_back(o.str());
+    }
+    Kv2CloseFile(f);
+    return out;
+}
+using Lines = std::vector<std::string>;
 
-std::string Format(const char* fmt, int a, int b) {
+// lib is "Kv2" for partial files, "Kv" for peak files.
+std::string Premature(const char* lib, int a, int b) {
     char buf[512];
-    snprintf(buf, sizeof buf, fmt, a, b);
+    snprintf(buf, sizeof buf,
+             "\nlib%s.a(KvReadPartialSet2):\nWARNING: premature end of frame while reading\n(only "
+             "%d instead of %d expected partials\n",
+             lib, a, b);
     return buf;
 }
 
@@ -73,12 +79,15 @@ std::string Exaggerated(double count) {
 
 // ---- Library state ----
 
-// A second start and any use before the start stop with the library's assertion.
-TEST(Kv2Init, StopsWhenStartedTwiceOrUsedBeforeTheStart) {
+// A second start and any use before the start stop with the library's
+// assertion, and so does a mode out of range.
+TEST(Kv2Init, StopsWhenStartedTwiceUsedBeforeTheStartOrGivenABadMode) {
     ASSERT_TRUE(kvInitialised);
     EXPECT_EQ(StopText([] { Kv2Init(); }),
               "LibSrc/Kv2Io.cpp: failed assertion `((!kvInitialised) && \"Kv Library already "
               "initialised\")'\n");
+    EXPECT_EQ(StopText([] { Kv2OpenFile("-", KV_NMODE, KV_FORMAT_PICS, -1, nullptr); }),
+              "LibSrc/Kv2Io.cpp: failed assertion `mode < KV_NMODE'\n");
     kvInitialised = false;
     std::string toFormat = StopText([] { Kv2NameToFormat(const_cast<char*>("sdif")); });
     std::string toName = StopText([] { Kv2FormatToName(KV_FORMAT_ADD); });
@@ -113,7 +122,7 @@ TEST(Kv2Init, FillsTheNameTableInItsOrder) {
 
 // ---- Names ----
 
-TEST(Kv2NameToFormat, MatchesCaseBlindPrefixesInTableOrder) {
+TEST(Kv2NameToFormat, MatchesCaseBlindPrefixesInTableOrderAndBack) {
     // "PicsBin"'s entry precedes "pics"
     const std::pair<const char*, KvFormat> cases[] = {
         {"PicsBin", KV_FORMAT_PICSBIN},  {"pics", KV_FORMAT_PICS},
@@ -125,18 +134,17 @@ TEST(Kv2NameToFormat, MatchesCaseBlindPrefixesInTableOrder) {
     for (const auto& c : cases)
         EXPECT_EQ(Kv2NameToFormat(const_cast<char*>(c.first)), c.second) << c.first;
     EXPECT_EQ(Kv2NameToFormat(nullptr), KV_FORMAT_UNKNOWN);
-}
-
-TEST(Kv2FormatToName, GivesTheFirstNameOfAFormatOrNothing) {
-    const std::pair<KvFormat, const char*> cases[] = {
+    // Back: the first name of a format, or nothing.
+    const std::pair<KvFormat, const char*> names[] = {
         {KV_FORMAT_ADD, "format"}, {KV_FORMAT_FMT, "fmt"},         {KV_FORMAT_SDIF_TRC, "sdif"},
         {KV_FORMAT_PICS, "pics"},  {KV_FORMAT_PICSBIN, "picsbin"}, {KV_FORMAT_SDIF_CHORDSEQ, ""},
         {KV_FORMAT_UNKNOWN, ""}};
-    for (const auto& c : cases) EXPECT_STREQ(Kv2FormatToName(c.first), c.second) << c.first;
+    for (const auto& c : names) EXPECT_STREQ(Kv2FormatToName(c.first), c.second) << c.first;
 }
 
 // The last dot of the last path component; it runs on into a selection but
-// does not look inside it.
+// does not look inside it. The selection is cut at its "::", the character
+// saved.
 TEST(Kv2GetExtension, TakesTheLastDotOfTheLastPathComponent) {
     const std::pair<const char*, const char*> cases[] = {{"dir.x/file", nullptr},
                                                          {"a.b.pics", "pics"},
@@ -151,68 +159,55 @@ TEST(Kv2GetExtension, TakesTheLastDotOfTheLastPathComponent) {
         EXPECT_EQ(std::string(ext ? ext : "(none)"), std::string(c.second ? c.second : "(none)"))
             << (c.first ? c.first : "(null)");
     }
-}
-
-TEST(kvCutSdifSelection, CutsAtTheSelectionAndSavesTheCharacter) {
-    char name[] = "a.sdif::#1";
+    char name[] = "a.sdif::#1", plain[] = "a.sdif";
     char saved = 'x';
-    char* pos = kvCutSdifSelection(name, &saved);
-    ASSERT_EQ(pos, name + 6);
+    EXPECT_EQ(kvCutSdifSelection(name, &saved), name + 6);
     EXPECT_EQ(saved, ':');
     EXPECT_STREQ(name, "a.sdif");
-    *pos = saved;
-    EXPECT_STREQ(name, "a.sdif::#1");
-
-    char plain[] = "a.sdif";
     EXPECT_EQ(kvCutSdifSelection(plain, &saved), nullptr);
     EXPECT_EQ(saved, 0);
 }
 
 // ---- Content probe of plain files ----
 
+// The extension picks the family (the format given otherwise), the first byte
+// text or binary; SDIF flavours and "unknown" are not paired and pass
+// through. A file shorter than the 1024 bytes looked at, or missing, is
+// unknown with a message.
 TEST(Kv2GetFileFormat, ExtensionPicksTheFamilyFirstBytePicksTextOrBinary) {
-    int stream = 7;
-    std::string txt = TempPath("probe.txt");
-    WriteFile(txt, Text(2000, 'a'));
-    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_PICS, stream), KV_FORMAT_PICS);
-    EXPECT_EQ(stream, 0);
-    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_PICSBIN, stream), KV_FORMAT_PICS);
-    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_RESERVED_BIN, stream),
-              KV_FORMAT_RESERVED_TEXT);
-    // SDIF flavours and "unknown" are not paired: they pass through.
-    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_SDIF_HRM, stream), KV_FORMAT_SDIF_HRM);
-    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_UNKNOWN, stream), KV_FORMAT_UNKNOWN);
-
-    WriteFile(txt, Text(2000, '\x80'));
-    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_PICS, stream), KV_FORMAT_PICSBIN);
-    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_FMT);
-    EXPECT_EQ(Kv2GetFileFormat(txt.c_str(), KV_FORMAT_RESERVED_TEXT, stream),
-              KV_FORMAT_RESERVED_BIN);
-
-    // Only the first byte counts; the extension beats the default.
-    std::string fmt = TempPath("probe.fmt");
-    std::string bytes = Text(1024, '1');
-    bytes[500] = '\xff';
-    WriteFile(fmt, bytes);
-    EXPECT_EQ(Kv2GetFileFormat(fmt.c_str(), KV_FORMAT_PICS, stream), KV_FORMAT_ADD);
-    std::string pics = TempPath("probe.PicsBin");
-    WriteFile(pics, Text(1500, '4'));
-    EXPECT_EQ(Kv2GetFileFormat(pics.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_PICS);
-}
-
-TEST(Kv2GetFileFormat, ShortOrMissingFilesAreUnknownWithAMessage) {
-    int stream = 3;
-    std::string small = TempPath("small.pics");
-    WriteFile(small, Text(500, '1'));
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(Kv2GetFileFormat(small.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_UNKNOWN);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Kv2: cannot read file " + small + " \n");
-    EXPECT_EQ(stream, 0);
-
-    std::string missing = TempPath("missing.add");
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(Kv2GetFileFormat(missing.c_str(), KV_FORMAT_ADD, stream), KV_FORMAT_UNKNOWN);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Kv2: cannot open file " + missing + " \n");
+    std::string late = Text(1024, '1');
+    late[500] = '\xff';  // only the first byte counts
+    const struct {
+        const char* name;
+        std::string bytes;  // empty: no file
+        KvFormat given, want;
+        const char* failure;  // what the message says cannot be done
+    } cases[] = {
+        {"probe.txt", Text(2000, 'a'), KV_FORMAT_PICS, KV_FORMAT_PICS, nullptr},
+        {"probe.txt", Text(2000, 'a'), KV_FORMAT_PICSBIN, KV_FORMAT_PICS, nullptr},
+        {"probe.txt", Text(2000, 'a'), KV_FORMAT_RESERVED_BIN, KV_FORMAT_RESERVED_TEXT, nullptr},
+        {"probe.txt", Text(2000, 'a'), KV_FORMAT_SDIF_HRM, KV_FORMAT_SDIF_HRM, nullptr},
+        {"probe.txt", Text(2000, 'a'), KV_FORMAT_UNKNOWN, KV_FORMAT_UNKNOWN, nullptr},
+        {"probe.bin", Text(2000, '\x80'), KV_FORMAT_PICS, KV_FORMAT_PICSBIN, nullptr},
+        {"probe.bin", Text(2000, '\x80'), KV_FORMAT_ADD, KV_FORMAT_FMT, nullptr},
+        {"probe.bin", Text(2000, '\x80'), KV_FORMAT_RESERVED_TEXT, KV_FORMAT_RESERVED_BIN, nullptr},
+        {"probe.fmt", late, KV_FORMAT_PICS, KV_FORMAT_ADD, nullptr},
+        {"probe.PicsBin", Text(1500, '4'), KV_FORMAT_ADD, KV_FORMAT_PICS, nullptr},
+        {"small.pics", Text(500, '1'), KV_FORMAT_ADD, KV_FORMAT_UNKNOWN, "read"},
+        {"missing.add", "", KV_FORMAT_ADD, KV_FORMAT_UNKNOWN, "open"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.name << " given " << c.given);
+        std::string path = TempPath(c.name);
+        if (!c.bytes.empty()) WriteFile(path, c.bytes);
+        int stream = 7;
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(Kv2GetFileFormat(path.c_str(), c.given, stream), c.want);
+        EXPECT_EQ(
+            testing::internal::GetCapturedStderr(),
+            c.failure ? std::string("Kv2: cannot ") + c.failure + " file " + path + " \n" : "");
+        EXPECT_EQ(stream, 0);
+    }
 }
 
 // ---- Handles ----
@@ -224,7 +219,6 @@ TEST(Kv2OpenFile, DashReadsStandardInputAndClosingLeavesItOpen) {
     EXPECT_FALSE(f->ownsFile);
     EXPECT_EQ(f->format, KV_FORMAT_PICS);
     EXPECT_EQ(f->mode, KV_READ);
-    EXPECT_TRUE(FILEIOIsValid(f));
     Kv2CloseFile(f);
     EXPECT_NE(fcntl(fileno(stdin), F_GETFD), -1);
 
@@ -235,23 +229,15 @@ TEST(Kv2OpenFile, DashReadsStandardInputAndClosingLeavesItOpen) {
     EXPECT_NE(fcntl(fileno(stdout), F_GETFD), -1);
 }
 
-TEST(Kv2OpenFile, ModeOutOfRangeStops) {
-    EXPECT_EQ(StopText([] { Kv2OpenFile("-", KV_NMODE, KV_FORMAT_PICS, -1, nullptr); }),
-              "LibSrc/Kv2Io.cpp: failed assertion `mode < KV_NMODE'\n");
-}
-
-TEST(Kv2OpenFile, FormatsBeyondThePeakFilesGiveNoHandle) {
-    std::string path = TempPath("any.add");
-    WriteFile(path, "1 0.0\n1 100 0.1 0\n");
-    EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_RESERVED_TEXT, -1, nullptr), nullptr);
-    EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_RESERVED_BIN, -1, nullptr), nullptr);
-    EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_UNKNOWN, -1, nullptr), nullptr);
-    EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, static_cast<KvFormat>(-1), -1, nullptr), nullptr);
-}
-
-TEST(Kv2OpenFile, AFileThatCannotBeOpenedGivesAnInvalidHandle) {
-    std::string missing = TempPath("no-such-dir/x.add");
-    FILEIO* f = Kv2OpenFile(missing.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr);
+// Formats beyond the peak files give no handle; a file that cannot be opened
+// gives one that is not valid and reads nothing.
+TEST(Kv2OpenFile, OtherFormatsGiveNoHandleAMissingFileAnInvalidOne) {
+    std::string path = testsupport::SaveTemp("any.add", "1 0.0\n1 100 0.1 0\n");
+    for (KvFormat format : {KV_FORMAT_RESERVED_TEXT, KV_FORMAT_RESERVED_BIN, KV_FORMAT_UNKNOWN,
+                            static_cast<KvFormat>(-1)})
+        EXPECT_EQ(Kv2OpenFile(path.c_str(), KV_READ, format, -1, nullptr), nullptr) << format;
+    FILEIO* f =
+        Kv2OpenFile(TempPath("no-such-dir/x.add").c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr);
     ASSERT_NE(f, nullptr);
     EXPECT_EQ(f->file, nullptr);
     EXPECT_FALSE(FILEIOIsValid(f));
@@ -272,6 +258,7 @@ TEST(Kv2OpenFile, PlainHandleQueries) {
     PartialSet set;
     EXPECT_TRUE(Kv2ReadPartialSet(f, set));
     EXPECT_FALSE(Kv2ReadPartialSet(f, set));
+    EXPECT_EQ(set.size(), 0);
     EXPECT_TRUE(Kv2IsEOF(f));
     EXPECT_EQ(Kv2GetFilePos(f), 18);
     Kv2CloseFile(f);
@@ -282,115 +269,62 @@ TEST(Kv2OpenFile, PlainHandleQueries) {
     Kv2CloseFile(nullptr);
 }
 
-TEST(Kv2OpenFile, WritingModesCreateTheFile) {
-    std::string path = TempPath("written.add");
-    FILEIO* f = Kv2OpenFile(path.c_str(), KV_WRITE, KV_FORMAT_ADD, -1, nullptr);
-    ASSERT_NE(f, nullptr);
-    ASSERT_NE(f->file, nullptr);
-    EXPECT_EQ(f->mode, KV_WRITE);
-    fputs("x", f->file);
-    Kv2CloseFile(f);
-    EXPECT_EQ(testsupport::ReadFile(path), "x");
-}
+// ---- Partial sets ----
 
-// ---- Text partial sets ----
-
-TEST(Kv2ReadPartialSet2, TextLimitSkipsTheRestOfTheFrame) {
-    FILEIO* f = OpenPlain("limit.add",
-                          "3 0.5\n1 100 0.1 0.25\n2\t200 0.2 0.5\n3 300 0.3 1\n"
-                          "2 1.0\n4 400 0.4 0\n5 500 0.5 0\n",
-                          KV_FORMAT_ADD);
-    PartialSet set;
-    int stream = 9;
-    ASSERT_TRUE(Kv2ReadPartialSet2(f, set, stream, 2));
-    EXPECT_EQ(stream, 0);
-    EXPECT_DOUBLE_EQ(set.time, 0.5);
-    ASSERT_EQ(set.size(), 2);
-    EXPECT_EQ(set[0].id, 1);
-    EXPECT_FLOAT_EQ(set[0].freq, 100.0f);
-    EXPECT_FLOAT_EQ(set[0].amp, 0.1f);
-    EXPECT_FLOAT_EQ(set[0].phase, 0.25f);
-    EXPECT_EQ(set[0].state, PartialSet::ePartial);
-    EXPECT_EQ(set[1].id, 2);
-    EXPECT_FLOAT_EQ(set[1].freq, 200.0f);
-
-    ASSERT_TRUE(Kv2ReadPartialSet2(f, set, 2));
-    EXPECT_DOUBLE_EQ(set.time, 1.0);
-    ASSERT_EQ(set.size(), 2);
-    EXPECT_EQ(set[0].id, 4);
-    EXPECT_EQ(set[1].id, 5);
-    EXPECT_FALSE(Kv2ReadPartialSet2(f, set, 2));
-    EXPECT_EQ(set.size(), 0);
-    Kv2CloseFile(f);
-}
-
-TEST(Kv2ReadPartialSet2, TextLimitsOfZeroOrLessMeanAll) {
-    std::string frame = "3 0.5\n1 100 0.1 0\n2 200 0.2 0\n3 300 0.3 0\n";
-    for (int limit : {0, -1, 3, 7}) {
-        FILEIO* f = OpenPlain("all.add", frame, KV_FORMAT_ADD);
-        PartialSet set;
-        ASSERT_TRUE(Kv2ReadPartialSet2(f, set, limit));
-        EXPECT_EQ(set.size(), 3) << limit;
-        Kv2CloseFile(f);
+// A limit reads the first partials of a text frame and skips the rest, even
+// when the count is huge; a limit of zero or less, or beyond the count, reads
+// all.
+TEST(Kv2ReadPartialSet2, TextLimitReadsTheFirstPartialsAndSkipsTheRest) {
+    const std::string two =
+        "3 0.5\n1 100 0.1 0.25\n2\t200 0.2 0.5\n3 300 0.3 1\n2 1.0\n4 400 0.4 0\n5 500 0.5 0\n";
+    const std::string first2 = "0.5: 1 100 0.1 0.25 2 | 2 200 0.2 0.5 2";
+    const std::string second = "1: 4 400 0.4 0 2 | 5 500 0.5 0 2";
+    const struct {
+        std::string bytes;
+        int limit;
+        Lines want;
+    } cases[] = {
+        {two, 2, {first2, second}},
+        {two, 0, {first2 + " | 3 300 0.3 1 2", second}},
+        {two, -1, {first2 + " | 3 300 0.3 1 2", second}},
+        {two, 3, {first2 + " | 3 300 0.3 1 2", second}},
+        {two, 7, {first2 + " | 3 300 0.3 1 2", second}},
+        {"2000000000 0.0\n1 100 0.1 0\n", 1, {"0: 1 100 0.1 0 2"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.limit);
+        int stream = 9;
+        EXPECT_EQ(Sets(OpenPlain("limit.add", c.bytes, KV_FORMAT_ADD),
+                       [&](FILEIO* f, PartialSet& s) {
+                           return Kv2ReadPartialSet2(f, s, stream, c.limit);
+                       }),
+                  c.want);
+        EXPECT_EQ(stream, 0);
     }
 }
 
-TEST(Kv2ReadPartialSet2, TextHugeCountWithLimitStopsSkippingAtTheEnd) {
-    FILEIO* f = OpenPlain("huge.add", "2000000000 0.0\n1 100 0.1 0\n", KV_FORMAT_ADD);
-    PartialSet set;
-    EXPECT_TRUE(Kv2ReadPartialSet2(f, set, 1));
-    EXPECT_EQ(set.size(), 1);
-    EXPECT_FALSE(Kv2ReadPartialSet2(f, set, 1));
-    Kv2CloseFile(f);
-}
-
-// ---- Binary partial sets ----
-
+// Binary records: time, count (truncated), then the columns; idents are
+// rounded; no limit applies. A count of 0 is an empty frame.
 TEST(Kv2ReadPartialSet2, BinaryColumnsTruncatedCountAndRoundedIdents) {
-    // time, count (2 partials), the columns, then the next record
     std::string b =
         Native({0.75f, 2.9f, -1.5f, 2.5f, 110.0f, 220.0f, 0.5f, 0.25f, 1.0f, -1.0f, 1.5f, 0.0f});
-    FILEIO* f = OpenPlain("cols.fmt", b, KV_FORMAT_FMT);
-    PartialSet set;
     int stream = 4;
-    ASSERT_TRUE(Kv2ReadPartialSet2(f, set, stream, 1));  // no limit on binary records
+    EXPECT_EQ(Sets(OpenPlain("cols.fmt", b, KV_FORMAT_FMT),
+                   [&](FILEIO* f, PartialSet& s) { return Kv2ReadPartialSet2(f, s, stream, 1); }),
+              (Lines{"0.75: -2 110 0.5 1 2 | 3 220 0.25 -1 2", "1.5: "}));
     EXPECT_EQ(stream, 0);
-    EXPECT_DOUBLE_EQ(set.time, 0.75);
-    ASSERT_EQ(set.size(), 2);
-    EXPECT_EQ(set[0].id, -2);
-    EXPECT_EQ(set[1].id, 3);
-    EXPECT_FLOAT_EQ(set[0].freq, 110.0f);
-    EXPECT_FLOAT_EQ(set[1].freq, 220.0f);
-    EXPECT_FLOAT_EQ(set[0].amp, 0.5f);
-    EXPECT_FLOAT_EQ(set[1].amp, 0.25f);
-    EXPECT_FLOAT_EQ(set[0].phase, 1.0f);
-    EXPECT_FLOAT_EQ(set[1].phase, -1.0f);
-    EXPECT_EQ(set[1].state, PartialSet::ePartial);
 
-    ASSERT_TRUE(Kv2ReadPartialSet(f, set));  // count 0: an empty frame
-    EXPECT_DOUBLE_EQ(set.time, 1.5);
-    EXPECT_EQ(set.size(), 0);
-    EXPECT_FALSE(Kv2ReadPartialSet(f, set));
-    Kv2CloseFile(f);
-}
-
-TEST(Kv2ReadPartialSet2, BinaryRecordsSpanningManyReadChunks) {
+    // A record spanning many read chunks.
     const int n = 3000;
-    std::string b;
-    PutNative(b, 2.0f);
-    PutNative(b, static_cast<float>(n));
+    std::vector<float> big = {2.0f, static_cast<float>(n)};
     for (int col = 0; col < 4; ++col)
-        for (int i = 0; i < n; ++i) PutNative(b, static_cast<float>(col * 10000 + i + 1));
-    FILEIO* f = OpenPlain("chunks.fmt", b, KV_FORMAT_FMT);
+        for (int i = 0; i < n; ++i) big.push_back(static_cast<float>(col * 10000 + i + 1));
+    FILEIO* f = OpenPlain("chunks.fmt", Native(big), KV_FORMAT_FMT);
     PartialSet set;
     ASSERT_TRUE(Kv2ReadPartialSet(f, set));
     ASSERT_EQ(set.size(), n);
-    for (int i : {0, 1023, 1024, 2999}) {
-        EXPECT_EQ(set[i].id, i + 1);
-        EXPECT_FLOAT_EQ(set[i].freq, 10000.0f + i + 1);
-        EXPECT_FLOAT_EQ(set[i].amp, 20000.0f + i + 1);
-        EXPECT_FLOAT_EQ(set[i].phase, 30000.0f + i + 1);
-    }
+    EXPECT_EQ(Recs(set, 1023, 1025), "1024 11024 21024 31024 2 | 1025 11025 21025 31025 2");
+    EXPECT_EQ(Recs(set, n - 1), "3000 13000 23000 33000 2");
     Kv2CloseFile(f);
 }
 
@@ -413,85 +347,52 @@ TEST(Kv2ReadPeaksSet2, SampleRateMustBePositiveBeforeAnythingIsRead) {
     Kv2CloseFile(f);
 }
 
-TEST(Kv2ReadPeaksSet2, TextLimitAndNextHeader) {
-    FILEIO* f = OpenPlain("limit.pics",
-                          "44100 3\n7 100 0.1 0.5\n8 200 0.2 0\n9 300 0.3 0\n"
-                          "22050 1\n5 50 0.5 0\n",
-                          KV_FORMAT_PICS);
-    PartialSet set;
-    ASSERT_TRUE(Kv2ReadPeaksSet2(f, set, 2, 22050.0f));
-    EXPECT_DOUBLE_EQ(set.time, 2.0);
-    ASSERT_EQ(set.size(), 2);
-    EXPECT_EQ(set[0].id, 7);
-    EXPECT_FLOAT_EQ(set[0].phase, 0.5f);
-    EXPECT_EQ(set[0].state, PartialSet::ePartial);
-    EXPECT_EQ(set[1].id, 8);
-    ASSERT_TRUE(Kv2ReadPeaksSet2(f, set, 2, 22050.0f));
-    EXPECT_DOUBLE_EQ(set.time, 1.0);
-    ASSERT_EQ(set.size(), 1);
-    EXPECT_EQ(set[0].id, 5);
-    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, 2, 22050.0f));
-    Kv2CloseFile(f);
+// Text: the position in samples, the limit on the peaks, the next header;
+// binary: the count rounded, peaks numbered from 1 and no limit.
+TEST(Kv2ReadPeaksSet2, TextLimitAndNextHeaderBinaryRoundedCount) {
+    EXPECT_EQ(Sets(OpenPlain("limit.pics",
+                             "44100 3\n7 100 0.1 0.5\n8 200 0.2 0\n9 300 0.3 0\n"
+                             "22050 1\n5 50 0.5 0\n",
+                             KV_FORMAT_PICS),
+                   [](FILEIO* f, PartialSet& s) { return Kv2ReadPeaksSet2(f, s, 2, 22050.0f); }),
+              (Lines{"2: 7 100 0.1 0.5 2 | 8 200 0.2 0 2", "1: 5 50 0.5 0 2"}));
+    std::string b =
+        Native({88200.0f, 2.5f, 100.0f, 200.0f, 300.0f, 0.1f, 0.2f, 0.3f, 1.0f, 2.0f, 3.0f});
+    EXPECT_EQ(Sets(OpenPlain("round.picsbin", b, KV_FORMAT_PICSBIN),
+                   [](FILEIO* f, PartialSet& s) { return Kv2ReadPeaksSet2(f, s, 1, 44100.0f); }),
+              (Lines{"2: 1 100 0.1 1 2 | 2 200 0.2 2 2 | 3 300 0.3 3 2"}));
 }
 
 TEST(Kv2ReadPeaksSet2, TextPrematureEndAndEmptyFrames) {
-    FILEIO* f = OpenPlain("empty.pics", "0 0\n", KV_FORMAT_PICS);
-    PartialSet set;
-    EXPECT_TRUE(Kv2ReadPeaksSet2(f, set, -1, 100.0f));  // count 0
-    EXPECT_EQ(set.size(), 0);
-    Kv2CloseFile(f);
+    EXPECT_EQ(Sets(OpenPlain("empty.pics", "0 0\n", KV_FORMAT_PICS),
+                   [](FILEIO* f, PartialSet& s) { return Kv2ReadPeaksSet2(f, s, -1, 100.0f); }),
+              (Lines{"0: "}));
 
     // A frame that ends early keeps n entries, the missing peaks zero, when
     // the bytes after its header could hold n lines of at least 8 bytes;
     // otherwise it keeps the peaks read.
     const struct {
         std::string bytes;
-        int maxPeaks, read, n, size;
+        int maxPeaks, read, n;
+        const char* recs;
     } cases[] = {
-        {"100 3\n1 100 0.1 0\n", -1, 1, 3, 1},  // 13 bytes left
-        {"100 3\n1 100 0.1 0\n2 200 0.2 0\nthat was all\n", -1, 2, 3, 3},
-        {"100 2\n1 1 1 1\nxxxxxxx", -1, 1, 2, 2},  // 16 bytes left
-        {"100 2\n1 1 1 1\nxxxxxx", -1, 1, 2, 1},   // 15
-        {"100 9\n1 1 1 1\nxxxxxxx", 2, 1, 2, 2},   // two wanted of nine
+        {"100 3\n1 100 0.1 0\n", -1, 1, 3, "1 100 0.1 0 2"},  // 13 bytes left
+        {"100 3\n1 100 0.1 0\n2 200 0.2 0\nthat was all\n", -1, 2, 3,
+         "1 100 0.1 0 2 | 2 200 0.2 0 2 | 0 0 0 0 0"},
+        {"100 2\n1 1 1 1\nxxxxxxx", -1, 1, 2, "1 1 1 1 2 | 0 0 0 0 0"},  // 16 bytes left
+        {"100 2\n1 1 1 1\nxxxxxx", -1, 1, 2, "1 1 1 1 2"},               // 15
+        {"100 9\n1 1 1 1\nxxxxxxx", 2, 1, 2, "1 1 1 1 2 | 0 0 0 0 0"},   // two wanted of nine
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.bytes);
-        f = OpenPlain("short.pics", c.bytes, KV_FORMAT_PICS);
+        FILEIO* f = OpenPlain("short.pics", c.bytes, KV_FORMAT_PICS);
+        PartialSet set;
         testing::internal::CaptureStderr();
         EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, c.maxPeaks, 100.0f));
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), Format(kPremature, c.read, c.n));
-        ASSERT_EQ(set.size(), c.size);
-        EXPECT_EQ(set[0].id, 1);
-        EXPECT_EQ(set[0].state, PartialSet::ePartial);
-        for (int i = c.read; i < c.size; ++i) {
-            EXPECT_EQ(set[i].id, 0);
-            EXPECT_EQ(set[i].freq, 0.0f);
-            EXPECT_EQ(set[i].amp, 0.0f);
-            EXPECT_EQ(set[i].phase, 0.0f);
-            EXPECT_EQ(set[i].state, PartialSet::eFree);
-        }
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), Premature("Kv", c.read, c.n));
+        EXPECT_EQ(Recs(set), c.recs);
         Kv2CloseFile(f);
     }
-}
-
-TEST(Kv2ReadPeaksSet2, BinaryRoundsTheCountAndNumbersFromOne) {
-    // position, count (3 peaks), the columns
-    std::string b =
-        Native({88200.0f, 2.5f, 100.0f, 200.0f, 300.0f, 0.1f, 0.2f, 0.3f, 1.0f, 2.0f, 3.0f});
-    FILEIO* f = OpenPlain("round.picsbin", b, KV_FORMAT_PICSBIN);
-    PartialSet set;
-    ASSERT_TRUE(Kv2ReadPeaksSet2(f, set, 1, 44100.0f));  // no limit on binary records
-    EXPECT_DOUBLE_EQ(set.time, 2.0);
-    ASSERT_EQ(set.size(), 3);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(set[i].id, i + 1);
-        EXPECT_FLOAT_EQ(set[i].freq, 100.0f * (i + 1));
-        EXPECT_FLOAT_EQ(set[i].amp, 0.1f * (i + 1));
-        EXPECT_FLOAT_EQ(set[i].phase, 1.0f * (i + 1));
-        EXPECT_EQ(set[i].state, PartialSet::ePartial);
-    }
-    EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, 1, 44100.0f));
-    Kv2CloseFile(f);
 }
 
 // Binary records are read without checks: a record that ends early keeps its
@@ -503,21 +404,19 @@ TEST(Kv2ReadPartialSet2, BinaryRecordsEndingEarlyKeepZeros) {
         std::string bytes;
         KvFormat format;
         int n;
-        // (ident, frequency, amplitude) of the first entries, then of the
-        // last one when the set holds more; every phase is 0
-        std::vector<float> expected;
+        const char *head, *last;  // the first two records, the last one
     } cases[] = {
         // a million passes; the record ends after two idents
         {"liar.fmt", Native({0.0f, 1e6f, 1.0f, 2.0f}), KV_FORMAT_FMT, 1000000,
-         std::vector<float>{1, 0, 0, 2, 0, 0, 0, 0, 0}},
+         "1 0 0 0 2 | 2 0 0 0 2", "0 0 0 0 2"},
         // all idents present, frequencies cut short
         {"liar2.fmt", Native({0.0f, 3.0f, 1.0f, 2.0f, 3.0f, 100.0f}), KV_FORMAT_FMT, 3,
-         std::vector<float>{1, 100, 0, 2, 0, 0, 3, 0, 0}},
+         "1 100 0 0 2 | 2 0 0 0 2", "3 0 0 0 2"},
         // peaks are numbered whatever came
         {"liar.picsbin", Native({0.0f, 1e6f, 440.0f}), KV_FORMAT_PICSBIN, 1000000,
-         std::vector<float>{1, 440, 0, 2, 0, 0, 1e6f, 0, 0}},
+         "1 440 0 0 2 | 2 0 0 0 2", "1000000 0 0 0 2"},
         {"liar2.picsbin", Native({0.0f, 2.0f, 440.0f, 880.0f, 0.5f}), KV_FORMAT_PICSBIN, 2,
-         std::vector<float>{1, 440, 0.5f, 2, 880, 0}},
+         "1 440 0.5 0 2 | 2 880 0 0 2", "2 880 0 0 2"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -529,15 +428,8 @@ TEST(Kv2ReadPartialSet2, BinaryRecordsEndingEarlyKeepZeros) {
         PartialSet set;
         EXPECT_EQ(testsupport::CaptureStderr([&] { EXPECT_TRUE(read(set)); }), "");
         ASSERT_EQ(set.size(), c.n);
-        const int listed = static_cast<int>(c.expected.size() / 3);
-        for (int k = 0; k < listed; ++k) {
-            const int i = k == listed - 1 ? c.n - 1 : k;
-            EXPECT_EQ(set[i].id, static_cast<int>(c.expected[3 * k])) << i;
-            EXPECT_EQ(set[i].freq, c.expected[3 * k + 1]) << i;
-            EXPECT_EQ(set[i].amp, c.expected[3 * k + 2]) << i;
-            EXPECT_EQ(set[i].phase, 0.0f) << i;
-            EXPECT_EQ(set[i].state, PartialSet::ePartial) << i;
-        }
+        EXPECT_EQ(Recs(set, 0, 2), c.head);
+        EXPECT_EQ(Recs(set, c.n - 1), c.last);
         EXPECT_FALSE(read(set));
         Kv2CloseFile(f);
     }
@@ -561,7 +453,7 @@ TEST(Kv2ReadPartialSet2, MalformedRecordsFailWithTheirMessages) {
         {"peaks.pics", "0 1\n1 100 0.1 0\n", KV_FORMAT_PICS, false, "", -1},
         {"p.add", "1 0.0\n1 100 0.1 0\n", KV_FORMAT_ADD, true, "", -1},
         {"short.add", "4 0.0\n1 100 0.1 0\n2 200 0.2 0\n3 300 0.3 0\n", KV_FORMAT_ADD, false,
-         Format(kPremature2, 3, 4), 3},
+         Premature("Kv2", 3, 4), 3},
         // above a million: a foreign byte order
         {"foreign.fmt", Native({0.0f, 1000001.0f}), KV_FORMAT_FMT, false, Exaggerated(1000001.0),
          -1},
@@ -569,7 +461,7 @@ TEST(Kv2ReadPartialSet2, MalformedRecordsFailWithTheirMessages) {
          Exaggerated(1000001.0), -1},
         // a count the rest of the file cannot hold in lines sizes nothing
         {"liar.pics", "0 2147483647\n1 100 0.1 0\n", KV_FORMAT_PICS, true,
-         Format(kPremature, 1, 2147483647), 1},
+         Premature("Kv", 1, 2147483647), 1},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -582,9 +474,7 @@ TEST(Kv2ReadPartialSet2, MalformedRecordsFailWithTheirMessages) {
                   }),
                   c.err);
         EXPECT_FALSE(read);
-        if (c.size >= 0) {
-            EXPECT_EQ(set.size(), c.size);
-        }
+        if (c.size >= 0) EXPECT_EQ(set.size(), c.size);
         EXPECT_LT(set.params().capacity(), 100000u);
         Kv2CloseFile(f);
     }
@@ -609,10 +499,11 @@ std::string PrintedBy(void (*print)(FILE*, const Set&, char*), const Set& set,
 // Partial listings show partials (and last points), peak listings peaks,
 // chord listings every valid entry; each with its slot.
 TEST(Kv2PrintPartial, EachListingShowsItsOwnEntries) {
+    using kv2test::Rec;
     PartialSet set(0.5, 0);
-    set.addToSet(PartialSet::PartialParam(7, 100.0f, 0.25f, 0.5f, 0.0f, PartialSet::ePartial), 0);
-    set.addToSet(PartialSet::PartialParam(8, 200.0f, 0.5f, 1.0f, 0.0f, PartialSet::ePeak), 1);
-    set.addToSet(PartialSet::PartialParam(12, 1234.56f, 1.0f, -3.25f, 0.0f, PartialSet::eLast), 3);
+    set.addToSet(Rec(7, 100.0f, 0.25f, 0.5f), 0);
+    set.addToSet(Rec(8, 200.0f, 0.5f, 1.0f, PartialSet::ePeak), 1);
+    set.addToSet(Rec(12, 1234.56f, 1.0f, -3.25f, PartialSet::eLast), 3);
     ChordSet chord(2.0, 0);
     chord.addToSet(ChordSet::PartialParam(3, 0.0f, 0.0f, 0.0f, ChordSet::eEnd), 0);
     chord.addToSet(ChordSet::PartialParam(4, 440.0f, 0.5f, 0.0f, ChordSet::eStart), 2);
@@ -639,60 +530,50 @@ TEST(Kv2PrintPartial, EachListingShowsItsOwnEntries) {
 
 // ---- Kv2File on plain files ----
 
-namespace {
-// One partial per frame (idents 1, 2, ...); *total receives the number of
-// frames written.
-std::string FramesAt(std::initializer_list<double> times, int* total = nullptr) {
+// One partial per frame (idents 1, 2, ...), then frames of no partials at
+// time 99 past the 1024 bytes the content probe needs; the times of all.
+std::vector<double> FramesAt(const std::string& path, std::vector<double> times) {
     std::string s;
-    int count = static_cast<int>(times.size());
     char line[64];
-    int id = 1;
-    for (double t : times) {
-        snprintf(line, sizeof line, "1 %g\n%d 100 0.1 0\n", t, id++);
+    for (size_t i = 0; i < times.size(); ++i) {
+        snprintf(line, sizeof line, "1 %g\n%zu 100 0.1 0\n", times[i], i + 1);
         s += line;
     }
-    // Pad past the 1024 bytes the content probe needs, with frames of no
-    // partials at a time no test keeps.
-    for (; s.size() < 1100; ++count) s += "0 99\n";
-    if (total) *total = count;
-    return s;
+    for (; s.size() < 1100; times.push_back(99.0)) s += "0 99\n";
+    WriteFile(path, s);
+    return times;
 }
-}  // namespace
 
-TEST(Kv2File, ReadFramesKeepsTimesWithinBothBoundsInclusive) {
+// Frames are read from stream 0 only, at times within both bounds inclusive
+// (a bound below 0 is none; not a number keeps nothing).
+TEST(Kv2File, ReadFramesKeepsStreamZeroAndTimesWithinBothBounds) {
     std::string path = TempPath("frames.add");
-    WriteFile(path, FramesAt({0.5, 1.0, 1.5, 2.0, 2.5}));
-    Kv2File file;
-    ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_UNKNOWN, -1, nullptr));
-    ASSERT_NE(file.mHandle, nullptr);
-    EXPECT_EQ(file.mHandle->format, KV_FORMAT_ADD);
-    Kv2FrameSet<PartialSet> frames;
-    ASSERT_TRUE(file.ReadFrames(frames, -1, 1.0, 2.0));
-    ASSERT_EQ(frames.size(), 3u);
-    auto it = frames.begin();
-    EXPECT_DOUBLE_EQ(it->time, 1.0);
-    EXPECT_GE(it->PartialIndex(2), 0);
-    EXPECT_DOUBLE_EQ((++it)->time, 1.5);
-    EXPECT_DOUBLE_EQ((++it)->time, 2.0);
-    EXPECT_GE(it->PartialIndex(4), 0);
-}
-
-TEST(Kv2File, ReadFramesStreamAndUnboundedFilters) {
-    std::string path = TempPath("frames2.add");
-    int total = 0;
-    WriteFile(path, FramesAt({0.5, 1.0}, &total));
-    for (int stream : {-1, 0, 1}) {
+    const std::vector<double> all = FramesAt(path, {0.5, 1.0, 1.5, 2.0, 2.5});
+    const struct {
+        KvFormat format;
+        int stream;
+        double begin, end;
+        std::vector<double> times;
+    } cases[] = {{KV_FORMAT_UNKNOWN, -1, 1.0, 2.0, {1.0, 1.5, 2.0}},  // the probe says ADD
+                 {KV_FORMAT_ADD, -1, -1.0, -1.0, all},
+                 {KV_FORMAT_ADD, 0, -1.0, -1.0, all},
+                 {KV_FORMAT_ADD, 1, -1.0, -1.0, {}},
+                 {KV_FORMAT_ADD, -1, std::nan(""), -1.0, {}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.stream << " from " << c.begin << " to " << c.end);
         Kv2File file;
-        ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr));
+        ASSERT_TRUE(file.Open(path.c_str(), KV_READ, c.format, -1, nullptr));
+        ASSERT_NE(file.mHandle, nullptr);
+        EXPECT_EQ(file.mHandle->format, KV_FORMAT_ADD);
         Kv2FrameSet<PartialSet> frames;
-        ASSERT_TRUE(file.ReadFrames(frames, stream, -1.0, -1.0));
-        EXPECT_EQ(frames.size(), stream == 1 ? 0u : static_cast<size_t>(total)) << stream;
+        ASSERT_TRUE(file.ReadFrames(frames, c.stream, c.begin, c.end));
+        std::vector<double> times;
+        for (const PartialSet& f : frames) times.push_back(f.time);
+        EXPECT_EQ(times, c.times);
+        if (c.begin != 1.0) continue;
+        EXPECT_GE(frames.front().PartialIndex(2), 0);
+        EXPECT_GE(frames.back().PartialIndex(4), 0);
     }
-    Kv2File file;
-    ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr));
-    Kv2FrameSet<PartialSet> frames;
-    ASSERT_TRUE(file.ReadFrames(frames, -1, std::nan(""), -1.0));
-    EXPECT_EQ(frames.size(), 0u);
 }
 
 TEST(Kv2File, NoHandleAfterAFailedProbeReadsAsNoFrames) {

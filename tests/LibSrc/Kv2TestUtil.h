@@ -51,10 +51,14 @@ std::string StopText(F stmt) {
     return err;
 }
 
-inline Kv2::PartialSet::PartialParam Rec(
-    int id, float f, float a, float ph,
-    Kv2::PartialSet::PartialState st = Kv2::PartialSet::ePartial) {
-    return Kv2::PartialSet::PartialParam(id, f, a, ph, 0.0f, st);
+using P = Kv2::PartialSet::PartialParam;
+using C = Kv2::ChordSet::PartialParam;
+
+inline P Rec(int id, float f, float a, float ph,
+             Kv2::PartialSet::PartialState st = Kv2::PartialSet::ePartial, double time = 0.0) {
+    P p(id, f, a, ph, 0.0f, st);
+    p.time = time;
+    return p;
 }
 
 template <class Set>
@@ -63,8 +67,11 @@ Set MakeSet(double t, std::vector<typename Set::PartialParam> recs) {
     s.params() = std::move(recs);
     return s;
 }
-inline Kv2::PartialSet Frame(double t, std::vector<Kv2::PartialSet::PartialParam> recs) {
+inline Kv2::PartialSet Frame(double t, std::vector<P> recs) {
     return MakeSet<Kv2::PartialSet>(t, std::move(recs));
+}
+inline Kv2::ChordSet Chord(double t, std::vector<C> recs) {
+    return MakeSet<Kv2::ChordSet>(t, std::move(recs));
 }
 
 // "id:state" of every record in order, blank-separated, for one comparison.
@@ -72,6 +79,18 @@ template <class Set>
 std::string Ids(const Set& set) {
     std::ostringstream o;
     for (int i = 0; i < set.size(); ++i) o << (i ? " " : "") << set[i].id << ":" << set[i].state;
+    return o.str();
+}
+
+// Records [from, to) as "id freq amp phase state", separated by " | "; the
+// values to six digits, as a stream prints them.
+template <class Set>
+std::string Recs(const Set& set, int from = 0, int to = -1) {
+    std::ostringstream o;
+    if (to < 0) to = set.size();
+    for (int i = from; i < to; ++i)
+        o << (i > from ? " | " : "") << set[i].id << " " << set[i].freq << " " << set[i].amp << " "
+          << set[i].phase << " " << set[i].state;
     return o.str();
 }
 

@@ -1,35 +1,32 @@
 // Phase-continuous transformations, sorting and spectral envelopes of
 // partial frames.
+#include "Kv2Transform.h"
+
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cmath>
 #include <initializer_list>
 
-#include "Kv2Transform.h"
+#include "Kv2TestUtil.h"
 
 namespace {
 
 using Kv2::PartialSet;
-using P = PartialSet::PartialParam;
-
-constexpr double kTwoPi = 6.283185307179586;
-
-P Rec(int id, float f, float a, float ph, PartialSet::PartialState st = PartialSet::ePartial) {
-    return P(id, f, a, ph, 0.0f, st);
-}
-
-PartialSet Frame(double t, std::initializer_list<P> recs) {
-    PartialSet s(t, 0);
-    for (P const& p : recs) s.params().push_back(p);
-    return s;
-}
+using kv2test::Frame;
+using kv2test::Ids;
+using kv2test::kTwoPi;
+using kv2test::P;
+using kv2test::Rec;
 
 // A steady 440 Hz partial 10 ms on: its phase moved by 2 pi * 4.4 turns.
 const float kPh0 = 0.3f;
 const float kPh1 = static_cast<float>(std::remainder(0.3 + kTwoPi * 4.4, kTwoPi));
 
-TEST(TranspositionPhaseFactor, TinySegmentGivesOneAndNoAdvance) {
+// A segment of no length (up to the double epsilon) gives 1 and no advance;
+// unit factors give 1 and the unwrapped advance; a ramp over a steady partial
+// averages both ends.
+TEST(TranspositionPhaseFactor, TinySegmentsUnitFactorsAndRamps) {
     P a = Rec(1, 440, 1, 0.1f), b = Rec(1, 450, 1, 2.0f);
     float adv = 99.0f;
     EXPECT_EQ(Kv2::kv_transposition_phase_factor(b, a, 1e-17, 2.0f, 0.5f, &adv), 1.0f);
@@ -38,24 +35,20 @@ TEST(TranspositionPhaseFactor, TinySegmentGivesOneAndNoAdvance) {
     EXPECT_EQ(Kv2::kv_transposition_phase_factor(b, a, -DBL_EPSILON, 2.0f, 0.5f, &adv), 1.0f);
     EXPECT_EQ(adv, 0.0f);
     EXPECT_EQ(Kv2::kv_transposition_phase_factor(b, a, DBL_EPSILON, 2.0f, 0.5f, nullptr), 1.0f);
-}
 
-TEST(TranspositionPhaseFactor, UnitFactorsGiveOneAndTheUnwrappedAdvance) {
     P prev = Rec(1, 440, 1, 0.3f), cur = Rec(1, 450, 1, 2.0f);
-    float adv = 0.0f;
+    adv = 0.0f;
     EXPECT_EQ(Kv2::kv_transposition_phase_factor(cur, prev, 0.01, 1.0f, 1.0f, &adv), 1.0f);
     // 4.45 turns expected from the frequencies, 1.7 rad measured: 4 whole turns.
     const double dphi = static_cast<double>(2.0f) - static_cast<double>(0.3f);
     EXPECT_EQ(adv, static_cast<float>(4 * kTwoPi + dphi));
     for (double T : {0.001, 0.0232, 0.5})
         EXPECT_EQ(Kv2::kv_transposition_phase_factor(cur, prev, T, 1.0f, 1.0f, nullptr), 1.0f);
-}
 
-TEST(TranspositionPhaseFactor, RampOverASteadyPartialAveragesBothEnds) {
-    P prev = Rec(1, 440, 1, kPh0), cur = Rec(1, 440, 1, kPh1);
-    EXPECT_NEAR(Kv2::kv_transposition_phase_factor(cur, prev, 0.01, 2.0f, 1.0f, nullptr), 1.5,
+    P before = Rec(1, 440, 1, kPh0), after = Rec(1, 440, 1, kPh1);
+    EXPECT_NEAR(Kv2::kv_transposition_phase_factor(after, before, 0.01, 2.0f, 1.0f, nullptr), 1.5,
                 1e-4);
-    EXPECT_EQ(Kv2::kv_transposition_phase_factor(cur, prev, 0.01, 2.0f, 2.0f, nullptr), 2.0f);
+    EXPECT_EQ(Kv2::kv_transposition_phase_factor(after, before, 0.01, 2.0f, 2.0f, nullptr), 2.0f);
 }
 
 TEST(FreqTransp, RecordWithUnitFactorContinuesThePhase) {
@@ -83,16 +76,15 @@ class FrameTransform : public testing::Test {
     PartialSet out;
 };
 
-TEST_F(FrameTransform, FreqTranspWithUnitFactorReproducesThePhaseAdvance) {
+// A unit factor reproduces the phase advance; transposition scales every
+// frequency, stretching only the matched ones.
+TEST_F(FrameTransform, FreqTranspScalesEveryFrequencyStretchOnlyMatchedOnes) {
     ASSERT_TRUE(Kv2::Kv2FreqTransp(cur, out, prev, prevOut, 1.0f, 1.0f));
     EXPECT_EQ(out.time, 0.01);
     ASSERT_EQ(out.size(), 2);
     EXPECT_NEAR(out[0].phase, std::remainder(-1.0 + kTwoPi * 4.4, kTwoPi), 1e-4);
     EXPECT_EQ(out[0].freq, 440.0f);
     EXPECT_EQ(out[1].phase, 1.0f);
-}
-
-TEST_F(FrameTransform, FreqTranspScalesEveryFrequencyStretchOnlyMatchedOnes) {
     ASSERT_TRUE(Kv2::Kv2FreqTransp(cur, out, prev, prevOut, 2.0f, 2.0f));
     EXPECT_EQ(out[0].freq, 880.0f);
     EXPECT_EQ(out[1].freq, 1000.0f);  // not in prev, transposed all the same
@@ -143,10 +135,7 @@ TEST(SortPartials, AmplitudeSortPutsValidRecordsFirstLoudestFirst) {
         0.0, {Rec(1, 1, .1f, 0), Rec(2, 1, .9f, 0, PartialSet::eFree),
               Rec(3, 1, .5f, 0, PartialSet::ePeak), Rec(4, 1, .95f, 0, PartialSet::eCarried)});
     EXPECT_EQ(Kv2::Kv2AmplSortPartials(t, -1), 2);
-    EXPECT_EQ(t[0].id, 3);
-    EXPECT_EQ(t[1].id, 1);
-    EXPECT_EQ(t[2].id, 4);  // invalid records by falling amplitude too
-    EXPECT_EQ(t[3].id, 2);
+    EXPECT_EQ(Ids(t), "3:1 1:2 4:4 2:0");           // invalid records by falling amplitude too
     EXPECT_EQ(Kv2::Kv2AmplSortPartials(t, 10), 2);  // n beyond the count
     PartialSet e;
     EXPECT_EQ(Kv2::Kv2AmplSortPartials(e, -1), 0);
@@ -156,11 +145,7 @@ TEST(SortPartials, FrequencySortRisesAndCopesWithNaN) {
     PartialSet s = Frame(0.0, {Rec(1, 300, 1, 0), Rec(2, 50, 1, 0, PartialSet::eFree),
                                Rec(3, NAN, 1, 0), Rec(4, 100, 1, 0), Rec(5, 200, 1, 0)});
     EXPECT_EQ(Kv2::Kv2FreqSortPartials(s, -1), 4);
-    EXPECT_EQ(s[0].freq, 100.0f);
-    EXPECT_EQ(s[1].freq, 200.0f);
-    EXPECT_EQ(s[2].freq, 300.0f);
-    EXPECT_TRUE(std::isnan(s[3].freq));
-    EXPECT_EQ(s[4].id, 2);
+    EXPECT_EQ(Ids(s), "4:2 5:2 1:2 3:2 2:0");  // 100, 200, 300, NaN, the free record
     EXPECT_EQ(Kv2::Kv2FreqSortPartials(s, 1), 1);
 }
 

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "Kv2TestUtil.h"
+
 namespace {
 
 using Kv2::ChordSet;
@@ -19,16 +21,12 @@ using P = PartialSet::PartialParam;
 using C = ChordSet::PartialParam;
 using Container = Quorlin::PartialsContainer<PartialSet>;
 
-constexpr double kTwoPi = 6.283185307179586;
+using kv2test::Frame;
+using kv2test::kTwoPi;
+using kv2test::Rec;
 
 P Rec(int id, float f = 100.0f, PartialSet::PartialState st = PartialSet::ePartial) {
     return P(id, f, 0.1f, 0.0f, 0.0f, st);
-}
-
-PartialSet Frame(double t, std::initializer_list<P> recs) {
-    PartialSet s(t, 0);
-    for (P const& p : recs) s.params().push_back(p);
-    return s;
 }
 
 void Fill(Container& c, std::initializer_list<PartialSet> frames) {
@@ -140,15 +138,6 @@ TEST(Kv2Partial, PointsComeFromTheFirstRecordOfItsIdent) {
 
 // ----------------------------------------------------------------- selection
 
-TEST(PartialPointIndex, OnlyTheRightOccurrenceIsAWildcard) {
-    PartialPointIndex stored{5, 1, 2}, any{5, -1, 2};
-    EXPECT_TRUE(stored == any);
-    EXPECT_FALSE(any == stored);
-    EXPECT_FALSE((stored == PartialPointIndex{5, 1, 3}));
-    EXPECT_FALSE((stored == PartialPointIndex{6, 1, 2}));
-    EXPECT_FALSE((stored == PartialPointIndex{5, 0, 2}));
-}
-
 // The selected points as "id/occurrence/point ...", the selected tracks as
 // "id/occurrence ...".
 std::string Selected(Container const& c) {
@@ -253,23 +242,19 @@ TEST(RemoveInvalidPoints, SelectionsFollowTheirPoints) {
     EXPECT_EQ(Selected(c), " 6/0/1 5/0/1 5/0/3 |");
 }
 
-P Param(int id, float f, float amp, float phase) {
-    return P(id, f, amp, phase, 0.0f, PartialSet::ePartial);
-}
-
 TEST(CorrectPartialData, RewritesEditedTrackFromOriginalWithContinuousPhase) {
     Container c;
     // The original: 440 Hz over 10 ms steps, phases advancing 4.4 turns.
     const float ph1 = static_cast<float>(std::remainder(kTwoPi * 4.4, kTwoPi));
     const float ph2 = static_cast<float>(std::remainder(kTwoPi * 8.8, kTwoPi));
     Kv2::Kv2Partial<PartialSet> a(5, 0), b(5, 0);
-    a.points = {{1.00, Param(5, 440, .1f, 0.0f)},
-                {1.01, Param(5, 440, .2f, ph1)},
-                {1.02, Param(5, 440, .3f, ph2)}};
+    a.points = {{1.00, Rec(5, 440, .1f, 0.0f)},
+                {1.01, Rec(5, 440, .2f, ph1)},
+                {1.02, Rec(5, 440, .3f, ph2)}};
     // The edit: an octave up, other amplitudes, a new start phase.
-    b.points = {{1.00, Param(5, 880, .9f, 0.5f)},
-                {1.01, Param(5, 880, .9f, 0.0f)},
-                {1.02, Param(5, 880, .9f, 0.0f)}};
+    b.points = {{1.00, Rec(5, 880, .9f, 0.5f)},
+                {1.01, Rec(5, 880, .9f, 0.0f)},
+                {1.02, Rec(5, 880, .9f, 0.0f)}};
     c.CorrectPartialData(a, b);
     ASSERT_EQ(a.GetNbPoints(), 3u);
     ASSERT_EQ(b.GetNbPoints(), 3u);
@@ -286,13 +271,11 @@ TEST(CorrectPartialData, RewritesEditedTrackFromOriginalWithContinuousPhase) {
 TEST(CorrectPartialData, TrackTrimmedToADifferentCountLeavesEditUnchanged) {
     Container c;
     Kv2::Kv2Partial<PartialSet> a(5, 0), b(5, 0);
-    a.points = {{1.00, Param(5, 440, .1f, 0)},
-                {1.01, Param(5, 440, .1f, 1)},
-                {1.02, Param(5, 440, .1f, 2)}};
+    a.points = {
+        {1.00, Rec(5, 440, .1f, 0)}, {1.01, Rec(5, 440, .1f, 1)}, {1.02, Rec(5, 440, .1f, 2)}};
     // The edit moved its last point before the second.
-    b.points = {{1.00, Param(5, 880, .9f, 0)},
-                {1.01, Param(5, 880, .9f, 0)},
-                {1.005, Param(5, 880, .9f, 0)}};
+    b.points = {
+        {1.00, Rec(5, 880, .9f, 0)}, {1.01, Rec(5, 880, .9f, 0)}, {1.005, Rec(5, 880, .9f, 0)}};
     c.CorrectPartialData(a, b);
     ASSERT_EQ(a.GetNbPoints(), 2u);
     EXPECT_EQ(a.points[1].time, 1.01);

@@ -328,12 +328,12 @@ TEST(Kv2ReadPeaksSet2, SampleRateMustBePositiveBeforeAnythingIsRead) {
     FILEIO* f = OpenPlain("rate.pics", "44100 1\n1 100 0.1 0\n", KV_FORMAT_PICS);
     PartialSet set;
     for (float rate : {0.0f, -44100.0f}) {
-        testing::internal::CaptureStderr();
-        EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, -1, rate));
         char expected[128];
         snprintf(expected, sizeof expected,
                  "KvIo error: Sample rate ommited or 0 (sampleRate = %f)\n", rate);
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), expected);
+        EXPECT_EQ(
+            testsupport::CaptureStderr([&] { EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, -1, rate)); }),
+            expected);
     }
     EXPECT_EQ(Kv2GetFilePos(f), 0);
     ASSERT_TRUE(Kv2ReadPeaksSet2(f, set, -1, 44100.0f));

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <climits>
 #include <cstdint>
 #include <map>
@@ -64,28 +63,6 @@ M Indices(const char* sig, std::initializer_list<int> indices) {
 
 std::string Save(const std::string& name, const std::string& bytes) {
     return testsupport::SaveTemp(name, bytes);
-}
-
-// Frames of one Float4 1TRC matrix each, as the bytes say: time, stream and
-// the rows (index, frequency, amplitude, phase).
-struct RefFrame {
-    double time;
-    uint32_t stream;
-    std::vector<std::array<float, 4>> rows;
-};
-std::vector<RefFrame> ParseTrcFile(const std::string& path) {
-    std::string b = testsupport::ReadFile(path);
-    std::vector<RefFrame> frames;
-    for (const testsupport::RawFrame& raw : testsupport::RawFrames(b)) {
-        RefFrame f{raw.time, raw.id, {}};
-        const testsupport::RawMatrix& m = raw.matrices.at(0);
-        for (uint32_t r = 0; r < m.rows; ++r) {
-            f.rows.push_back({});
-            for (uint32_t c = 0; c < 4; ++c) f.rows.back()[c] = testsupport::RawFloat4(b, m, r, c);
-        }
-        frames.push_back(f);
-    }
-    return frames;
 }
 
 // The bytes saved under name, opened for reading in format.
@@ -234,21 +211,23 @@ TEST(Kv2SdifOpenRead, NameSelectionsNarrowOrContradictTheFormats) {
 
 // Every frame of a real file, against its bytes; an index keeps its ident.
 TEST(Kv2SdifReadFrame, AnalysisFileReadsRowForRowWithStableIdents) {
-    std::vector<RefFrame> ref = ParseTrcFile(DataPath("saw-s0.sdif"));
-    Handle h(
-        Kv2OpenFile(DataPath("saw-s0.sdif").c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
+    const std::string path = DataPath("saw-s0.sdif"), b = testsupport::ReadFile(path);
+    Handle h(Kv2OpenFile(path.c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
     ASSERT_NE(h.f, nullptr);
     std::map<int, int> identOf;  // SDIF index -> ident
     PartialSet set;
-    for (const RefFrame& r : ref) {
-        ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), static_cast<int>(r.stream));
+    for (const testsupport::RawFrame& r : testsupport::RawFrames(b)) {
+        const testsupport::RawMatrix& m = r.matrices.at(0);
+        ASSERT_EQ(Kv2SdifReadFrame(h.f, set, -1), static_cast<int>(r.id));
         EXPECT_EQ(set.time, r.time);
-        ASSERT_EQ(set.size(), static_cast<int>(r.rows.size()));
+        ASSERT_EQ(set.size(), static_cast<int>(m.rows));
         for (int i = 0; i < set.size(); ++i) {
-            auto known = identOf.emplace(static_cast<int>(r.rows[i][0]), set[i].id);
-            EXPECT_EQ(set[i].id, known.first->second);
-            EXPECT_EQ(set[i].freq, r.rows[i][1]);
-            EXPECT_EQ(set[i].phase, r.rows[i][3]);
+            auto cell = [&](uint32_t col) { return testsupport::RawFloat4(b, m, i, col); };
+            EXPECT_EQ(set[i].id,
+                      identOf.emplace(static_cast<int>(cell(0)), set[i].id).first->second);
+            EXPECT_EQ(set[i].freq, cell(1));
+            EXPECT_EQ(set[i].amp, cell(2));
+            EXPECT_EQ(set[i].phase, cell(3));
         }
     }
     EXPECT_EQ(Kv2SdifReadFrame(h.f, set, -1), -1);
@@ -337,7 +316,7 @@ TEST(Kv2SdifReadFrame, NullHandlesAndPlainHandlesReadNothing) {
 
 // ---- Filling sets from frames ----
 
-TEST(Kv2SdifReadMatrix, SeveralMatricesWarnAndTheFirstIsTaken) {
+TEST(Kv2SdifReadMatrix, TheFirstMatrixOfAnyCellTypeIsTakenIfWideEnough) {
     Ondel::SDIFFrame frame;
     Ondel::SDIFMatrix first("1TRC", 2, 4, eFloat4);
     first.Set(0, 0, 7);
@@ -364,9 +343,7 @@ TEST(Kv2SdifReadMatrix, SeveralMatricesWarnAndTheFirstIsTaken) {
     PartialSet untouched;
     EXPECT_EQ(Kv2SdifReadMatrix(frame, untouched, -1, KV_FORMAT_SDIF_CHORDSEQ, nullptr), 0);
     EXPECT_EQ(untouched.size(), 0);
-}
 
-TEST(Kv2SdifReadMatrix, OtherCellTypesAndNarrowMatrices) {
     // The index is the cell converted to int from the store's own type:
     // floating cells truncate toward zero, unsigned 32-bit ones above
     // INT_MAX wrap to negative ints.
@@ -498,7 +475,7 @@ TEST(Kv2SdifSelectAllStreams, SelectsTheStreamsOfTheFirstReferenceTime) {
 }
 
 TEST(Kv2SdifGetBeginAndEnd, FirstAndLastFrameTimesThenRewound) {
-    std::vector<RefFrame> ref = ParseTrcFile(DataPath("sweep-s0.sdif"));
+    const auto ref = testsupport::RawFrames(testsupport::ReadFile(DataPath("sweep-s0.sdif")));
     Handle h(
         Kv2OpenFile(DataPath("sweep-s0.sdif").c_str(), KV_READ, KV_FORMAT_SDIF_TRC, -1, nullptr));
     ASSERT_NE(h.f, nullptr);

@@ -41,19 +41,6 @@ FILEIO* OpenPlain(const std::string& name, const std::string& bytes, KvFormat fo
     return Kv2OpenFile(path.c_str(), KV_READ, format, -1, nullptr);
 }
 
-// Every set read until read fails, as "time: records"; the handle is closed.
-template <class Read>
-std::vector<std::string> Sets(FILEIO* f, Read read) {
-    std::vector<std::string> out;
-    PartialSet set;
-    while (read(f, set)) {
-        std::ostringstream o;
-        o << set.time << ": " << Recs(set);
-        out.push_back(o.str());
-    }
-    Kv2CloseFile(f);
-    return out;
-}
 using Lines = std::vector<std::string>;
 
 // lib is "Kv2" for partial files, "Kv" for peak files.
@@ -265,48 +252,69 @@ TEST(Kv2OpenFile, PlainHandleQueries) {
 
 // ---- Partial sets ----
 
-// A limit reads the first partials of a text frame and skips the rest, even
-// when the count is huge; a limit of zero or less, or beyond the count, reads
-// all.
-TEST(Kv2ReadPartialSet2, TextLimitReadsTheFirstPartialsAndSkipsTheRest) {
+// Text partial sets: a limit reads the first partials and skips the rest,
+// even when the count is huge; a limit of zero or less, or beyond the count,
+// reads all. Binary records: time, count (truncated), the columns; idents
+// rounded, no limit; a count of 0 is an empty frame. Text peaks: the position
+// in samples, the limit, the next header; binary peaks: the count rounded,
+// numbered from 1, no limit.
+TEST(Kv2ReadPartialSet2, SetsOfEachPlainLayout) {
     const std::string two =
         "3 0.5\n1 100 0.1 0.25\n2\t200 0.2 0.5\n3 300 0.3 1\n2 1.0\n4 400 0.4 0\n5 500 0.5 0\n";
-    const std::string first2 = "0.5: 1 100 0.1 0.25 2 | 2 200 0.2 0.5 2";
-    const std::string second = "1: 4 400 0.4 0 2 | 5 500 0.5 0 2";
+    const std::string first2 = "0 0.5: 1 100 0.1 0.25 2 | 2 200 0.2 0.5 2",
+                      all3 = first2 + " | 3 300 0.3 1 2",
+                      second = "0 1: 4 400 0.4 0 2 | 5 500 0.5 0 2", end = "fail -1";
     const struct {
+        const char* name;
         std::string bytes;
+        KvFormat format;
         int limit;
+        float rate;  // peaks are read at a sample rate, partials not (0)
         Lines want;
     } cases[] = {
-        {two, 2, {first2, second}},
-        {two, 0, {first2 + " | 3 300 0.3 1 2", second}},
-        {two, -1, {first2 + " | 3 300 0.3 1 2", second}},
-        {two, 3, {first2 + " | 3 300 0.3 1 2", second}},
-        {two, 7, {first2 + " | 3 300 0.3 1 2", second}},
-        {"2000000000 0.0\n1 100 0.1 0\n", 1, {"0: 1 100 0.1 0 2"}},
+        {"limit.add", two, KV_FORMAT_ADD, 2, 0, {first2, second, end}},
+        {"limit.add", two, KV_FORMAT_ADD, 0, 0, {all3, second, end}},
+        {"limit.add", two, KV_FORMAT_ADD, -1, 0, {all3, second, end}},
+        {"limit.add", two, KV_FORMAT_ADD, 3, 0, {all3, second, end}},
+        {"limit.add", two, KV_FORMAT_ADD, 7, 0, {all3, second, end}},
+        {"huge.add",
+         "2000000000 0.0\n1 100 0.1 0\n",
+         KV_FORMAT_ADD,
+         1,
+         0,
+         {"0 0: 1 100 0.1 0 2", end}},
+        {"cols.fmt",
+         Native({0.75f, 2.9f, -1.5f, 2.5f, 110.0f, 220.0f, 0.5f, 0.25f, 1.0f, -1.0f, 1.5f, 0.0f}),
+         KV_FORMAT_FMT,
+         1,
+         0,
+         {"0 0.75: -2 110 0.5 1 2 | 3 220 0.25 -1 2", "0 1.5: ", end}},
+        {"limit.pics",
+         "44100 3\n7 100 0.1 0.5\n8 200 0.2 0\n9 300 0.3 0\n22050 1\n5 50 0.5 0\n",
+         KV_FORMAT_PICS,
+         2,
+         22050.0f,
+         {"0 2: 7 100 0.1 0.5 2 | 8 200 0.2 0 2", "0 1: 5 50 0.5 0 2", end}},
+        {"round.picsbin",
+         Native({88200.0f, 2.5f, 100.0f, 200.0f, 300.0f, 0.1f, 0.2f, 0.3f, 1.0f, 2.0f, 3.0f}),
+         KV_FORMAT_PICSBIN,
+         1,
+         44100.0f,
+         {"0 2: 1 100 0.1 1 2 | 2 200 0.2 2 2 | 3 300 0.3 3 2", end}},
+        {"empty.pics", "0 0\n", KV_FORMAT_PICS, -1, 100.0f, {"0 0: ", end}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.limit);
+        SCOPED_TRACE(testing::Message() << c.name << " limit " << c.limit);
         int stream = 9;
-        EXPECT_EQ(Sets(OpenPlain("limit.add", c.bytes, KV_FORMAT_ADD),
-                       [&](FILEIO* f, PartialSet& s) {
-                           return Kv2ReadPartialSet2(f, s, stream, c.limit);
-                       }),
-                  c.want);
-        EXPECT_EQ(stream, 0);
+        kv2test::Handle h(OpenPlain(c.name, c.bytes, c.format));
+        auto read = [&](FILEIO* f, PartialSet& s) {
+            bool read = c.rate ? Kv2ReadPeaksSet2(f, s, c.limit, c.rate)
+                               : Kv2ReadPartialSet2(f, s, stream, c.limit);
+            return read ? 0 : -1;
+        };
+        EXPECT_EQ(kv2test::Reads<PartialSet>(h.f, read), c.want);
+        EXPECT_EQ(stream, c.rate ? 9 : 0);
     }
-}
-
-// Binary records: time, count (truncated), then the columns; idents are
-// rounded; no limit applies. A count of 0 is an empty frame.
-TEST(Kv2ReadPartialSet2, BinaryColumnsTruncatedCountAndRoundedIdents) {
-    std::string b =
-        Native({0.75f, 2.9f, -1.5f, 2.5f, 110.0f, 220.0f, 0.5f, 0.25f, 1.0f, -1.0f, 1.5f, 0.0f});
-    int stream = 4;
-    EXPECT_EQ(Sets(OpenPlain("cols.fmt", b, KV_FORMAT_FMT),
-                   [&](FILEIO* f, PartialSet& s) { return Kv2ReadPartialSet2(f, s, stream, 1); }),
-              (Lines{"0.75: -2 110 0.5 1 2 | 3 220 0.25 -1 2", "1.5: "}));
-    EXPECT_EQ(stream, 0);
 
     // A record spanning many read chunks.
     const int n = 3000;
@@ -341,27 +349,7 @@ TEST(Kv2ReadPeaksSet2, SampleRateMustBePositiveBeforeAnythingIsRead) {
     Kv2CloseFile(f);
 }
 
-// Text: the position in samples, the limit on the peaks, the next header;
-// binary: the count rounded, peaks numbered from 1 and no limit.
-TEST(Kv2ReadPeaksSet2, TextLimitAndNextHeaderBinaryRoundedCount) {
-    EXPECT_EQ(Sets(OpenPlain("limit.pics",
-                             "44100 3\n7 100 0.1 0.5\n8 200 0.2 0\n9 300 0.3 0\n"
-                             "22050 1\n5 50 0.5 0\n",
-                             KV_FORMAT_PICS),
-                   [](FILEIO* f, PartialSet& s) { return Kv2ReadPeaksSet2(f, s, 2, 22050.0f); }),
-              (Lines{"2: 7 100 0.1 0.5 2 | 8 200 0.2 0 2", "1: 5 50 0.5 0 2"}));
-    std::string b =
-        Native({88200.0f, 2.5f, 100.0f, 200.0f, 300.0f, 0.1f, 0.2f, 0.3f, 1.0f, 2.0f, 3.0f});
-    EXPECT_EQ(Sets(OpenPlain("round.picsbin", b, KV_FORMAT_PICSBIN),
-                   [](FILEIO* f, PartialSet& s) { return Kv2ReadPeaksSet2(f, s, 1, 44100.0f); }),
-              (Lines{"2: 1 100 0.1 1 2 | 2 200 0.2 2 2 | 3 300 0.3 3 2"}));
-}
-
-TEST(Kv2ReadPeaksSet2, TextPrematureEndAndEmptyFrames) {
-    EXPECT_EQ(Sets(OpenPlain("empty.pics", "0 0\n", KV_FORMAT_PICS),
-                   [](FILEIO* f, PartialSet& s) { return Kv2ReadPeaksSet2(f, s, -1, 100.0f); }),
-              (Lines{"0: "}));
-
+TEST(Kv2ReadPeaksSet2, TextPrematureEnd) {
     // A frame that ends early keeps n entries, the missing peaks zero, when
     // the bytes after its header could hold n lines of at least 8 bytes;
     // otherwise it keeps the peaks read.

@@ -94,6 +94,31 @@ std::string Recs(const Set& set, int from = 0, int to = -1) {
     return o.str();
 }
 
+// A handle closed at the end of the scope (or of the full expression).
+struct Handle {
+    Kv2::FILEIO* f;
+    explicit Handle(Kv2::FILEIO* h) : f(h) {}
+    ~Handle() { Kv2::Kv2CloseFile(f); }
+};
+
+// Each read as "stream time: records", or "fail stream" when read answers a
+// negative stream; reading stops after the given number of failures.
+template <class Set, class Read>
+std::vector<std::string> Reads(Kv2::FILEIO* f, Read read, int failures = 1) {
+    std::vector<std::string> out;
+    Set set;
+    for (int failed = 0; failed < failures;) {
+        std::ostringstream o;
+        int stream = read(f, set);
+        if (stream < 0)
+            o << "fail " << stream, ++failed;
+        else
+            o << stream << " " << set.time << ": " << Recs(set);
+        out.push_back(o.str());
+    }
+    return out;
+}
+
 }  // namespace kv2test
 
 #endif

@@ -328,4 +328,13 @@ TestMatrix TrcMatrix(const char* sig, const std::vector<std::vector<double>>& ro
     return m;
 }
 
+TestMatrix IntColumn(const char* sig, const std::vector<double>& values) {
+    return TestMatrix{sig, 0x0104, static_cast<uint32_t>(values.size()), 1, values};
+}
+
+std::string ChordTypesChunk() {
+    const std::string text("1FTD1MRK { 1TRC chord_seq_partials;  }\n\0", 40);
+    return FrameBytes("1TYP", 0xFFFFFFFFu, 1, TextMatrixBytes("1TYP", text), -1.0);
+}
+
 }  // namespace testsupport

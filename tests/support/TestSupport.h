@@ -133,6 +133,12 @@ std::string FrameBytes(const char* sig, uint32_t streamId, uint32_t nbMatrix,
 std::string TextMatrixBytes(const char* sig, const std::string& text, uint32_t cols = 1);
 // A 1TRC matrix of (index, frequency, amplitude, phase) rows in Float4.
 TestMatrix TrcMatrix(const char* sig, const std::vector<std::vector<double>>& rows);
+// One Int4 column, as 1BEG and 1END matrices hold note indices.
+TestMatrix IntColumn(const char* sig, const std::vector<double>& values);
+// The 1TYP chunk chord-sequence files begin with: it declares 1TRC a
+// component of 1MRK, as the partial library's writer does, so that reading
+// their frames prints no notice.
+std::string ChordTypesChunk();
 
 }  // namespace testsupport
 #endif

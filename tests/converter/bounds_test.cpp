@@ -32,19 +32,15 @@ using namespace testsupport;
 
 namespace {
 
-struct LimitedRun {
-    int status = -1;        // exit status; -1 when killed (CPU limit, memory limit)
-    std::string out;        // standard output
-    std::string err;        // standard error
-    long maxRssKb = 0;      // peak resident memory of the child
-    double cpuSeconds = 0;  // user and system time of the child
-};
-
 // What a launcher reports of one child.
 struct ChildUsage {
-    int status;  // exit status; -1 when killed
-    long maxRssKb;
-    double cpuSeconds;
+    int status;         // exit status; -1 when killed (CPU limit, memory limit)
+    long maxRssKb;      // peak resident memory
+    double cpuSeconds;  // user and system time
+};
+
+struct LimitedRun : ChildUsage {
+    std::string out, err;  // standard output and error
 };
 
 bool ReadAll(int fd, void* to, size_t n) {
@@ -158,71 +154,38 @@ LimitedRun Convert(const std::vector<std::string>& args, int cpuSeconds) {
     const std::string outPath = TempPath("bounds.out"), errPath = TempPath("bounds.err");
     std::vector<std::string> words = {outPath, errPath, ConverterPath()};
     words.insert(words.end(), args.begin(), args.end());
-    const ChildUsage usage = Launch(words, cpuSeconds);
-    LimitedRun run;
-    run.status = usage.status;
-    run.maxRssKb = usage.maxRssKb;
-    run.cpuSeconds = usage.cpuSeconds;
-    run.out = ReadFile(outPath);
-    run.err = ReadFile(errPath);
-    return run;
+    return LimitedRun{Launch(words, cpuSeconds), ReadFile(outPath), ReadFile(errPath)};
 }
 
 // ---- byte builders for headers that lie ----
 
 std::string FrameHead(const char* sig, uint32_t size, double time, uint32_t stream,
                       uint32_t nbMatrix) {
-    std::string s;
-    PutSig(s, sig);
-    PutU32(s, size);
-    PutF64(s, time);
-    PutU32(s, stream);
-    PutU32(s, nbMatrix);
-    return s;
+    return FrameBytes(sig, stream, nbMatrix, "", time, size);
 }
 
 std::string MatrixHead(const char* sig, uint32_t type, uint32_t rows, uint32_t cols) {
     std::string s;
-    PutSig(s, sig);
-    PutU32(s, type);
-    PutU32(s, rows);
-    PutU32(s, cols);
+    PutMatrixHeader(s, sig, type, rows, cols);
     return s;
 }
 
 // A text matrix chunk (1NVT, 1TYP) whose row count claims rows bytes of text
 // while the file holds only text.
 std::string TextChunk(const char* sig, uint32_t rows, const std::string& text) {
-    std::string body = MatrixHead(sig, 0x0301, rows, 1) + text;
-    while (body.size() % 8) body += '\0';
-    return FrameHead(sig, static_cast<uint32_t>(16 + body.size()), -1.0, 0xFFFFFFFDu, 1) + body;
+    const std::string padding((8 - text.size() % 8) % 8, '\0');
+    return FrameBytes(sig, 0xFFFFFFFDu, 1, MatrixHead(sig, 0x0301, rows, 1) + text + padding, -1.0);
 }
 
 std::string GoodTrcFrame(double time) {
     return SdifFrame("1TRC", 0, time, {TrcMatrix("1TRC", {{1, 440, 0.1, 0}, {2, 880, 0.05, 1}})});
 }
 
-// Chord-sequence files declare 1TRC as a component of 1MRK, as the library's
-// writer does, so that reading them prints no notice.
-std::string ChordHeader() {
-    std::string text = "1FTD1MRK { 1TRC chord_seq_partials;  }\n";
-    text += '\0';
-    return SdifHeader() + TextChunk("1TYP", static_cast<uint32_t>(text.size()), text);
-}
-
-TestMatrix IntColumn(const char* sig, const std::vector<double>& values) {
-    return TestMatrix{sig, 0x0104, static_cast<uint32_t>(values.size()), 1, values};
-}
+std::string ChordHeader() { return SdifHeader() + ChordTypesChunk(); }
 
 std::string GoodChordFrame(double time) {
     return SdifFrame("1MRK", 0, time,
                      {IntColumn("1BEG", {1}), TrcMatrix("1TRC", {{1, 261.6, 0.3, 0}})});
-}
-
-std::string Save(const std::string& name, const std::string& bytes) {
-    const std::string path = TempPath(name);
-    WriteFile(path, bytes);
-    return path;
 }
 
 }  // namespace
@@ -260,7 +223,7 @@ TEST(LyingHeaders, SizeFieldsAreNeededOnlyToSkip) {
                       std::string{char(size >> 24), char(size >> 16), char(size >> 8), char(size)});
             file += f;
         }
-        LimitedRun r = Convert({Save("frame-size.sdif", file)}, 20);
+        LimitedRun r = Convert({SaveTemp("frame-size.sdif", file)}, 20);
         EXPECT_EQ(r.status, 0);
         EXPECT_EQ(r.err, notices + notices);
         // Partial 2 is carried into the second frame's slot 1 but not counted.
@@ -289,7 +252,7 @@ std::string GrowingPartials(int n, int m) {
 // The budget leaves room for files that grow within reason: 1000 partials
 // carried through 1000 empty frames (32 MB of records from a 40 KB file).
 TEST(GrowingFrames, ModestGrowthIsReadWhole) {
-    LimitedRun r = Convert({Save("grow-modest.sdif", GrowingPartials(1000, 1000))}, 60);
+    LimitedRun r = Convert({SaveTemp("grow-modest.sdif", GrowingPartials(1000, 1000))}, 60);
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.err, "");
     std::string expected = "0.000000\t1000\n";
@@ -317,7 +280,7 @@ TEST(GrowingFrames, DenseOnsetThenSparseDecayIsReadWhole) {
     std::string file = SdifHeader() + SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", onset)});
     for (int k = 1; k <= 10000; ++k)
         file += SdifFrame("1TRC", 0, 0.01 * k, {TrcMatrix("1TRC", decay)});
-    LimitedRun r = Convert({Save("onset-decay.sdif", file)}, 60);
+    LimitedRun r = Convert({SaveTemp("onset-decay.sdif", file)}, 60);
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.err, "");
     size_t decayFrames = 0;
@@ -357,10 +320,12 @@ struct Shape {
     double maxCpuSeconds = 10;
 };
 
-// A second frame, after the good one the probe reads, whose header claims
+// A second frame, after the good one the probe reads, whose headers claim
 // more than the 48 bytes the file still holds.
-std::string LyingSecondFrame(const std::string& head) {
-    return SdifHeader() + GoodTrcFrame(0.0) + head + std::string(32, '\0');
+std::string LyingSecondFrame(const char* sig, uint32_t size, uint32_t nbMatrix, uint32_t type,
+                             uint32_t rows, uint32_t cols) {
+    return SdifHeader() + GoodTrcFrame(0.0) + FrameHead(sig, size, 0.1, 0, nbMatrix) +
+           MatrixHead(sig, type, rows, cols) + std::string(32, '\0');
 }
 
 // Frames after which every other frame holds rows without columns.
@@ -421,37 +386,17 @@ const std::string kManyWords = Repeat("x ", 100000);  // 100000 syntax errors
 
 const Shape kShapes[] = {
     // Counts beyond the file's end fail the read without allocating.
-    {"rows",
-     [] {
-         return LyingSecondFrame(FrameHead("1TRC", 64, 0.1, 0, 1) +
-                                 MatrixHead("1TRC", 0x0004, 0x7FFFFFFF, 4));
-     },
+    {"rows", [] { return LyingSecondFrame("1TRC", 64, 1, 0x0004, 0x7FFFFFFF, 4); },
      Ends::kReadFails},
-    {"cols",
-     [] {
-         return LyingSecondFrame(FrameHead("1TRC", 64, 0.1, 0, 1) +
-                                 MatrixHead("1TRC", 0x0004, 1, 0x7FFFFFFF));
-     },
+    {"cols", [] { return LyingSecondFrame("1TRC", 64, 1, 0x0004, 1, 0x7FFFFFFF); },
      Ends::kReadFails},
-    {"double-cells",
-     [] {
-         return LyingSecondFrame(FrameHead("1TRC", 64, 0.1, 0, 1) +
-                                 MatrixHead("1TRC", 0x0008, 0x7FFFFFFF, 0x7FFFFFFF));
-     },
+    {"double-cells", [] { return LyingSecondFrame("1TRC", 64, 1, 0x0008, 0x7FFFFFFF, 0x7FFFFFFF); },
      Ends::kReadFails},
-    {"matrices",
-     [] {
-         return LyingSecondFrame(FrameHead("1TRC", 16, 0.1, 0, 0xFFFFFFFFu) +
-                                 MatrixHead("1TRC", 0x0004, 1, 4));
-     },
+    {"matrices", [] { return LyingSecondFrame("1TRC", 16, 0xFFFFFFFFu, 0x0004, 1, 4); },
      Ends::kReadFails},
     // A frame that is not read is skipped by its Size: past the end, the skip
     // is an end of file.
-    {"size",
-     [] {
-         return LyingSecondFrame(FrameHead("1HRM", 0x7FFFFFF0u, 0.1, 0, 1) +
-                                 MatrixHead("1HRM", 0x0004, 1, 4));
-     },
+    {"size", [] { return LyingSecondFrame("1HRM", 0x7FFFFFF0u, 1, 0x0004, 1, 4); },
      Ends::kReadFails},
     // Text chunks come before the first frame: a lying one fails the probe.
     {"1NVT",
@@ -537,7 +482,7 @@ long BaselineKb() {
         long most = 0;
         for (const std::string& bytes :
              {SdifHeader() + GoodTrcFrame(0.0), ChordHeader() + GoodChordFrame(0.0)}) {
-            const std::string path = Save("baseline.sdif", bytes);
+            const std::string path = SaveTemp("baseline.sdif", bytes);
             most =
                 std::max({most, Convert({path}, 20).maxRssKb, Convert({path, "-p"}, 20).maxRssKb});
         }
@@ -552,7 +497,7 @@ TEST(HostileShapes, EveryRunStaysWithinItsBudgetTimeAndDiagnostics) {
     for (const Shape& shape : kShapes) {
         const std::string bytes = shape.bytes();
         ASSERT_LT(bytes.size(), 1000000u) << shape.name;
-        const std::string path = Save(std::string(shape.name) + ".sdif", bytes);
+        const std::string path = SaveTemp(std::string(shape.name) + ".sdif", bytes);
         const std::string input = *shape.selection ? path + "::" + shape.selection : path;
         const long budgetKb = 64 * 1024 + long(64 * bytes.size() / 1024);
         for (bool tracks : {false, true}) {

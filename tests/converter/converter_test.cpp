@@ -34,20 +34,19 @@ std::string Repeat(const std::string& s, int n) {
 // Three 1TRC frames in stream 0: partial 2 vanishes after the first frame and
 // partial 4 appears in the third.
 std::string ExampleFile() {
-    static std::string path;
-    if (path.empty()) {
-        std::string s = SdifHeader();
-        s += SdifFrame(
-            "1TRC", 0, 0.00,
-            {TrcMatrix("1TRC", {{1, 440, 0.1, 0.0}, {2, 880, 0.05, 1.0}, {3, 1320, 0.02, 2.0}})});
-        s += SdifFrame("1TRC", 0, 0.01,
-                       {TrcMatrix("1TRC", {{1, 441, 0.1, 0.5}, {3, 1321, 0.02, 2.5}})});
-        s += SdifFrame(
-            "1TRC", 0, 0.02,
-            {TrcMatrix("1TRC", {{1, 442, 0.1, 1.0}, {3, 1322, 0.02, 3.0}, {4, 1760, 0.01, -1.0}})});
-        path = TempPath("ex.sdif");
-        WriteFile(path, s);
-    }
+    static const std::string path = SaveTemp(
+        "ex.sdif",
+        SdifHeader() +
+            SdifFrame(
+                "1TRC", 0, 0.00,
+                {TrcMatrix("1TRC",
+                           {{1, 440, 0.1, 0.0}, {2, 880, 0.05, 1.0}, {3, 1320, 0.02, 2.0}})}) +
+            SdifFrame("1TRC", 0, 0.01,
+                      {TrcMatrix("1TRC", {{1, 441, 0.1, 0.5}, {3, 1321, 0.02, 2.5}})}) +
+            SdifFrame(
+                "1TRC", 0, 0.02,
+                {TrcMatrix("1TRC",
+                           {{1, 442, 0.1, 1.0}, {3, 1322, 0.02, 3.0}, {4, 1760, 0.01, -1.0}})}));
     return path;
 }
 
@@ -100,78 +99,95 @@ void ExpectOutput(const RunResult& r, const std::string& out, const std::string&
 
 }  // namespace
 
-TEST(ConverterRun, NoInputPathIsRefusedWithStatusOne) {
-    ExpectOutput(Convert({}), "", "No input file specified\n", 1);
-    ExpectOutput(Convert({"-help"}), "", "No input file specified\n", 1);
-    ExpectOutput(Convert({"-p", "-O", "f", "--help"}), "", "No input file specified\n", 1);
-    // An option whose argument is missing counts as absent.
-    ExpectOutput(Convert({"-i"}), "", "No input file specified\n", 1);
-}
-
-TEST(ConverterFrames, DefaultLayoutShowsAlignedFrames) {
-    ExpectOutput(Convert({ExampleFile()}), kExampleFrames);
-    ExpectOutput(Convert({"-i", ExampleFile()}), kExampleFrames);
-}
-
-TEST(ConverterTracks, EachTrackIsPrintedByTheFirstPassAndAgainByTheSecond) {
-    ExpectOutput(Convert({"-p", ExampleFile()}), kExampleTracks);
-    ExpectOutput(Convert({ExampleFile(), "-p"}), kExampleTracks);
-}
-
-TEST(ConverterFrames, ColumnLayoutWithCommaSeparator) {
-    ExpectOutput(Convert({"-O", "s,n,f", "-sep", ",", ExampleFile()}),
-                 "0.000000,3,\n440.000000\n880.000000\n1320.000000\n"
-                 "0.010000,2,\n441.000000\n0.000000\n"
-                 "0.020000,3,\n442.000000\n1760.000000\n1322.000000\n");
-}
-
-TEST(ConverterFrames, SeparatorIsAfterEveryValueNotInLastPosition) {
-    // s is last: the header ends without a separator; on partial lines f is
-    // followed by the separator although s prints nothing there.
-    ExpectOutput(Convert({"-O", "f,s", ExampleFile()}),
-                 "0.000000\n440.000000\t\n880.000000\t\n1320.000000\t\n"
-                 "0.010000\n441.000000\t\n0.000000\t\n"
-                 "0.020000\n442.000000\t\n1760.000000\t\n1322.000000\t\n");
-    // No header column: no header lines and no empty lines between frames.
-    ExpectOutput(Convert({"-O", "f", ExampleFile()}),
-                 "440.000000\n880.000000\n1320.000000\n441.000000\n0.000000\n"
-                 "442.000000\n1760.000000\n1322.000000\n");
-    // Empty tokens are dropped.
-    ExpectOutput(Convert({"-O", "t,,f", ExampleFile()}),
-                 "440.000000\n880.000000\n1320.000000\n441.000000\n0.000000\n"
-                 "442.000000\n1760.000000\n1322.000000\n");
-    // t shows nothing on frames, but a partial line is written all the same.
-    ExpectOutput(Convert({"-O", "t", "-O", "t", ExampleFile()}), Repeat("\n", 8));
-    ExpectOutput(Convert({"-O", "n,a,p", "-sep", ";", ExampleFile()}),
-                 "3;\n0.100000;0.000000\n0.050000;1.000000\n0.020000;2.000000\n"
-                 "2;\n0.100000;0.500000\n0.020000;2.500000\n"
-                 "3;\n0.100000;1.000000\n0.010000;-1.000000\n0.020000;3.000000\n");
-}
-
-TEST(ConverterOptions, MalformedColumnListsAndOptionsFallBackToTheDefaultLayout) {
-    ExpectOutput(Convert({"-O", "tf", ExampleFile()}), kExampleFrames);
-    ExpectOutput(Convert({"-O", "T", ExampleFile()}), kExampleFrames);
-    ExpectOutput(Convert({"-px", ExampleFile()}), kExampleFrames);
-    ExpectOutput(Convert({"-", "--verbose", ExampleFile(), "second-input-ignored"}),
-                 kExampleFrames);
-    ExpectOutput(Convert({ExampleFile(), "-sep"}), kExampleFrames);
-    ExpectOutput(Convert({ExampleFile(), "-O"}), kExampleFrames);
-}
-
-TEST(ConverterOptions, SeparatorAndNewlineKeepTheirFirstCharacter) {
-    std::string expected = kExampleFrames;
-    for (char& c : expected) {
-        if (c == '\t')
-            c = '%';
-        else if (c == '\n')
-            c = '|';
+// The example file in every layout: column lists, separators and newlines,
+// malformed lists and options falling back to the default, selections after
+// the file name; and runs that name no input.
+TEST(ConverterLayouts, ExampleFileInEveryLayout) {
+    const std::string ex = ExampleFile();
+    std::string percent = kExampleFrames;  // "-sep %d -newline |x": first characters only
+    for (char& c : percent) c = c == '\t' ? '%' : c == '\n' ? '|' : c;
+    const std::string partialLines =
+        "440.000000\n880.000000\n1320.000000\n441.000000\n0.000000\n"
+        "442.000000\n1760.000000\n1322.000000\n";
+    const std::string one = "1\n\n\n\n", six = "6\n" + Repeat("\n", 6) + "\n\n";
+    const std::string noInput = "No input file specified\n";
+    const struct {
+        std::vector<std::string> args;
+        std::string out, err = "";
+        int status = 0;
+    } cases[] = {
+        {{ex}, kExampleFrames},
+        {{"-i", ex}, kExampleFrames},
+        {{"-p", ex}, kExampleTracks},
+        {{ex, "-p"}, kExampleTracks},
+        {{"-O", "s,n,f", "-sep", ",", ex},
+         "0.000000,3,\n440.000000\n880.000000\n1320.000000\n"
+         "0.010000,2,\n441.000000\n0.000000\n"
+         "0.020000,3,\n442.000000\n1760.000000\n1322.000000\n"},
+        // s is last: the header ends without a separator; on partial lines f
+        // is followed by the separator although s prints nothing there.
+        {{"-O", "f,s", ex},
+         "0.000000\n440.000000\t\n880.000000\t\n1320.000000\t\n"
+         "0.010000\n441.000000\t\n0.000000\t\n"
+         "0.020000\n442.000000\t\n1760.000000\t\n1322.000000\t\n"},
+        // No header column: no header lines and no empty lines between
+        // frames; empty tokens are dropped.
+        {{"-O", "f", ex}, partialLines},
+        {{"-O", "t,,f", ex}, partialLines},
+        // t shows nothing on frames, but a partial line is written all the same.
+        {{"-O", "t", "-O", "t", ex}, Repeat("\n", 8)},
+        {{"-O", "n,a,p", "-sep", ";", ex},
+         "3;\n0.100000;0.000000\n0.050000;1.000000\n0.020000;2.000000\n"
+         "2;\n0.100000;0.500000\n0.020000;2.500000\n"
+         "3;\n0.100000;1.000000\n0.010000;-1.000000\n0.020000;3.000000\n"},
+        {{"-O", "tf", ex}, kExampleFrames},
+        {{"-O", "T", ex}, kExampleFrames},
+        {{"-px", ex}, kExampleFrames},
+        {{"-", "--verbose", ex, "second-input-ignored"}, kExampleFrames},
+        {{ex, "-sep"}, kExampleFrames},
+        {{ex, "-O"}, kExampleFrames},
+        {{"-sep", "%d", "-newline", "|x", ex}, percent},
+        // Tracks: one empty line per point under the count; a header of
+        // start, duration and count over points of time and amplitude.
+        {{"-p", "-O", "n", ex}, six + one + six + one + one + one},
+        {{"-p", "-O", "s,d,n,t,a", "-sep", " ", ex},
+         "0.000000 0.020000 6 \n"
+         "0.000000 0.100000\n0.010000 0.100000\n0.020000 0.100000\n"
+         "0.000000 0.100000\n0.010000 0.100000\n0.020000 0.100000\n\n\n"
+         "0.000000 0.000000 1 \n0.000000 0.050000\n\n\n"
+         "0.000000 0.020000 6 \n"
+         "0.000000 0.020000\n0.010000 0.020000\n0.020000 0.020000\n"
+         "0.000000 0.020000\n0.010000 0.020000\n0.020000 0.020000\n\n\n"
+         "0.020000 0.000000 1 \n0.020000 0.010000\n\n\n"
+         "0.000000 0.000000 1 \n0.000000 0.050000\n\n\n"
+         "0.020000 0.000000 1 \n0.020000 0.010000\n\n\n"},
+        // Selections after the name narrow or contradict the format.
+        {{ex + "::/1TRC"}, kExampleFrames},
+        {{ex + "::#1"}, "", "Can't open file " + ex + "::#1\n", 1},
+        {{ex + "::/1HRM"},
+         "",
+         "Kv2::OpenFile::ERROR:: invalid matrix selection in file " + ex + "::/1HRM\n"},
+        // Without its phase column the matrix cannot be read as partials.
+        {{ex + "::.2-3"}, "", "error reading file " + ex + "::.2-3!\n", 1},
+        // Only the second frame, with nothing to align it to.
+        {{ex + "::@0.005-0.015"},
+         "0.010000\t2\n441.000000\t0.100000\t0.500000\n1321.000000\t0.020000\t2.500000\n\n\n"},
+        // No input: an option whose argument is missing counts as absent.
+        {{}, "", noInput, 1},
+        {{"-help"}, "", noInput, 1},
+        {{"-p", "-O", "f", "--help"}, "", noInput, 1},
+        {{"-i"}, "", noInput, 1},
+    };
+    for (const auto& c : cases) {
+        std::string line;
+        for (const std::string& a : c.args) line += a + " ";
+        SCOPED_TRACE(line);
+        ExpectOutput(Convert(c.args), c.out, c.err, c.status);
     }
-    ExpectOutput(Convert({"-sep", "%d", "-newline", "|x", ExampleFile()}), expected);
 }
 
 TEST(ConverterOptions, OutputFileReceivesTheTextAndStandardOutputStaysEmpty) {
-    const std::string dst = TempPath("frames.txt");
-    WriteFile(dst, "old content that must be truncated away");
+    const std::string dst = SaveTemp("frames.txt", "old content that must be truncated away");
     ExpectOutput(Convert({"-o", dst, ExampleFile()}), "");
     EXPECT_EQ(ReadFile(dst), kExampleFrames);
 
@@ -239,27 +255,6 @@ TEST(ConverterOptions, FailedWritesFailTheRunAndAClosedPipeIsSilent) {
     }
 }
 
-TEST(ConverterTracks, CountColumnGivesOneEmptyLinePerPoint) {
-    const std::string one = "1\n\n\n\n";
-    const std::string six = "6\n" + Repeat("\n", 6) + "\n\n";
-    ExpectOutput(Convert({"-p", "-O", "n", ExampleFile()}), six + one + six + one + one + one);
-}
-
-TEST(ConverterTracks, ColumnLayoutHeaderAndPointLines) {
-    // Header: start, duration, count; points: time and amplitude.
-    ExpectOutput(Convert({"-p", "-O", "s,d,n,t,a", "-sep", " ", ExampleFile()}),
-                 "0.000000 0.020000 6 \n"
-                 "0.000000 0.100000\n0.010000 0.100000\n0.020000 0.100000\n"
-                 "0.000000 0.100000\n0.010000 0.100000\n0.020000 0.100000\n\n\n"
-                 "0.000000 0.000000 1 \n0.000000 0.050000\n\n\n"
-                 "0.000000 0.020000 6 \n"
-                 "0.000000 0.020000\n0.010000 0.020000\n0.020000 0.020000\n"
-                 "0.000000 0.020000\n0.010000 0.020000\n0.020000 0.020000\n\n\n"
-                 "0.020000 0.000000 1 \n0.020000 0.010000\n\n\n"
-                 "0.000000 0.000000 1 \n0.000000 0.050000\n\n\n"
-                 "0.020000 0.000000 1 \n0.020000 0.010000\n\n\n");
-}
-
 // The track layout prints what the library's two frames-to-tracks passes
 // build, without building the second.  Random frames with indices repeated
 // within a frame, returning after gaps and present at both ends cover the
@@ -302,20 +297,6 @@ TEST(ConverterTracks, TrackLayoutIsTheLibrarysTwoPassesOnRandomFrames) {
     }
 }
 
-TEST(ConverterSelections, FileNameSelectionsNarrowOrContradictTheFormat) {
-    const std::string ex = ExampleFile();
-    ExpectOutput(Convert({ex + "::/1TRC"}), kExampleFrames);
-    ExpectOutput(Convert({ex + "::#1"}), "", "Can't open file " + ex + "::#1\n", 1);
-    ExpectOutput(Convert({ex + "::/1HRM"}), "",
-                 "Kv2::OpenFile::ERROR:: invalid matrix selection in file " + ex + "::/1HRM\n", 0);
-    // Without its phase column the matrix cannot be read as partials.
-    ExpectOutput(Convert({ex + "::.2-3"}), "", "error reading file " + ex + "::.2-3!\n", 1);
-    // Only the second frame, with nothing to align it to.
-    ExpectOutput(
-        Convert({ex + "::@0.005-0.015"}),
-        "0.010000\t2\n441.000000\t0.100000\t0.500000\n1321.000000\t0.020000\t2.500000\n\n\n");
-}
-
 TEST(ConverterErrors, UnreadableInputsFailWithTheirMessages) {
     const std::string missing = TempPath("missing.sdif");
     auto r = Convert({missing});
@@ -329,40 +310,29 @@ TEST(ConverterErrors, UnreadableInputsFailWithTheirMessages) {
     EXPECT_NE(r.err.find("File not found or permission denied: \"" + missing + "\""),
               std::string::npos);
 
-    const std::string text = TempPath("notes.txt");
-    WriteFile(text, "this is not an SDIF file at all\n");
+    const std::string text = SaveTemp("notes.txt", "this is not an SDIF file at all\n");
     ExpectOutput(Convert({text}), "",
                  "Kv2: cannot open file " + text + " \nCan't open file " + text + "\n", 1);
-
     // Every frame of this real file is in stream 1; only stream 0 is read.
     const std::string s1 = DataPath("tone-s1.sdif");
     ExpectOutput(Convert({s1}), "", "Can't open file " + s1 + "\n", 1);
-}
-
-// Standard input can be probed but not read a second time: opening it again
-// for reading fails on what is left of the stream.
-TEST(ConverterErrors, StandardInputIsConsumedByTheProbe) {
+    // A truncated file passes the probe and fails the reading.
     const std::string bytes = ReadFile(ExampleFile());
-    auto r = RunProgram({ConverterPath(), "-i", "-"}, bytes);
-    ExpectOutput(r, "", "error reading file -!\n", 1);
-}
-
-TEST(ConverterErrors, TruncatedFileFailsAfterTheProbe) {
-    std::string bytes = ReadFile(ExampleFile());
-    const std::string cut = TempPath("cut.sdif");
-    WriteFile(cut, bytes.substr(0, bytes.size() - 20));
+    const std::string cut = SaveTemp("cut.sdif", bytes.substr(0, bytes.size() - 20));
     ExpectOutput(Convert({cut}), "", "error reading file " + cut + "!\n", 1);
+    // Standard input can be probed but not read a second time: opening it
+    // again for reading fails on what is left of the stream.
+    ExpectOutput(RunProgram({ConverterPath(), "-i", "-"}, bytes), "", "error reading file -!\n", 1);
 }
 
 // A partial that stops and comes back gets a new identity, and a frame without
 // partials still prints its header.
 TEST(ConverterFrames, EmptyFrameAndReturningPartial) {
-    std::string s = SdifHeader();
-    s += SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{7, 100, 0.5, 0.25}})});
-    s += SdifFrame("1TRC", 0, 0.5, {TrcMatrix("1TRC", {})});
-    s += SdifFrame("1TRC", 0, 1.0, {TrcMatrix("1TRC", {{7, 200, 0.25, 0.5}})});
-    const std::string path = TempPath("gap.sdif");
-    WriteFile(path, s);
+    const std::string path = SaveTemp(
+        "gap.sdif", SdifHeader() +
+                        SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{7, 100, 0.5, 0.25}})}) +
+                        SdifFrame("1TRC", 0, 0.5, {TrcMatrix("1TRC", {})}) +
+                        SdifFrame("1TRC", 0, 1.0, {TrcMatrix("1TRC", {{7, 200, 0.25, 0.5}})}));
     ExpectOutput(Convert({path}),
                  "0.000000\t1\n100.000000\t0.500000\t0.250000\n\n\n"
                  "0.500000\t0\n\n\n"
@@ -374,75 +344,54 @@ TEST(ConverterFrames, EmptyFrameAndReturningPartial) {
     ExpectOutput(Convert({"-p", path}), a + b + a + b);
 }
 
-TEST(ConverterFrames, HarmonicRowsWithoutPositiveIndexPrintAsZero) {
-    std::string s = SdifHeader();
-    s += SdifFrame("1HRM", 0, 0.25,
-                   {TrcMatrix("1HRM", {{0, 100, 0.5, 0.125}, {2, 200, 0.25, 0.5}})});
-    const std::string path = TempPath("hrm.sdif");
-    WriteFile(path, s);
-    ExpectOutput(Convert({path}),
+// Harmonic rows without a positive index print as zeros; peaks are not
+// counted as partials but are tracked by row number, both tracks running
+// through the file twice.
+TEST(ConverterFrames, HarmonicAndPeakFrames) {
+    const std::string hrm = SaveTemp(
+        "hrm.sdif",
+        SdifHeader() + SdifFrame("1HRM", 0, 0.25,
+                                 {TrcMatrix("1HRM", {{0, 100, 0.5, 0.125}, {2, 200, 0.25, 0.5}})}));
+    ExpectOutput(Convert({hrm}),
                  "0.250000\t2\n200.000000\t0.250000\t0.500000\n"
                  "0.000000\t0.000000\t0.000000\n\n\n");
-}
-
-TEST(ConverterFrames, PeaksAreNotCountedAsPartials) {
-    std::string s = SdifHeader();
-    TestMatrix m{"1PIC", 0x0004, 2, 4, {100, 0.5, 0.125, 1, 200, 0.25, 0.5, 1}};
-    s += SdifFrame("1PIC", 0, 0.0, {m});
-    s += SdifFrame("1PIC", 0, 0.5, {m});
-    const std::string path = TempPath("pic.sdif");
-    WriteFile(path, s);
-    ExpectOutput(Convert({path}), "0.000000\t0\n\n\n0.500000\t0\n\n\n");
-    // Peaks are tracked by row number; both tracks run through the file twice.
+    const TestMatrix m{"1PIC", 0x0004, 2, 4, {100, 0.5, 0.125, 1, 200, 0.25, 0.5, 1}};
+    const std::string pic = SaveTemp(
+        "pic.sdif", SdifHeader() + SdifFrame("1PIC", 0, 0.0, {m}) + SdifFrame("1PIC", 0, 0.5, {m}));
+    ExpectOutput(Convert({pic}), "0.000000\t0\n\n\n0.500000\t0\n\n\n");
     const std::string t0 = "0.000000\t100.000000\t0.125000\n0.500000\t100.000000\t0.125000\n";
     const std::string t1 = "0.000000\t200.000000\t0.500000\n0.500000\t200.000000\t0.500000\n";
-    ExpectOutput(Convert({"-p", path}), t0 + t0 + "\n\n" + t1 + t1 + "\n\n");
+    ExpectOutput(Convert({"-p", pic}), t0 + t0 + "\n\n" + t1 + t1 + "\n\n");
 }
-
-namespace {
 
 // A chord sequence: notes 1 and 2 begin at 0 s, note 1 ends at 1 s, note 2 at
-// 2 s.  The file declares 1TRC as a component of 1MRK, as chord files do.
-std::string ChordFile() {
-    std::string s = SdifHeader();
-    const std::string decl = "1FTD1MRK { 1TRC chord_seq_partials;  }\n";
-    TestMatrix typ{"1TYP", 0x0301, static_cast<uint32_t>(decl.size() + 1), 1, {}};
-    for (char c : decl) typ.values.push_back(c);
-    typ.values.push_back(0);
-    s += SdifFrame("1TYP", 0xFFFFFFFFu, -1.0, {typ});
-    TestMatrix beg{"1BEG", 0x0104, 2, 1, {1, 2}};
-    s += SdifFrame("1MRK", 0, 0.0,
-                   {beg, TrcMatrix("1TRC", {{1, 100, 0.5, 0.125}, {2, 200, 0.25, 0.25}})});
-    s += SdifFrame("1MRK", 0, 1.0, {TestMatrix{"1END", 0x0104, 1, 1, {1}}});
-    s += SdifFrame("1MRK", 0, 2.0, {TestMatrix{"1END", 0x0104, 1, 1, {2}}});
-    const std::string path = TempPath("chord.sdif");
-    WriteFile(path, s);
-    return path;
-}
-
-}  // namespace
-
-TEST(ConverterChords, FramesCarryTheSoundingNotes) {
+// 2 s.
+TEST(ConverterChords, FramesCarryTheSoundingNotesAndTracksAreOneLineEach) {
+    const std::string path =
+        SaveTemp("chord.sdif",
+                 SdifHeader() + ChordTypesChunk() +
+                     SdifFrame("1MRK", 0, 0.0,
+                               {IntColumn("1BEG", {1, 2}),
+                                TrcMatrix("1TRC", {{1, 100, 0.5, 0.125}, {2, 200, 0.25, 0.25}})}) +
+                     SdifFrame("1MRK", 0, 1.0, {IntColumn("1END", {1})}) +
+                     SdifFrame("1MRK", 0, 2.0, {IntColumn("1END", {2})}));
     // At 1 s note 2 is still sounding: aligned to the first frame it takes that
     // frame's values with its phase advanced by 200 * (0 - 1) without 2 pi;
     // note 1 ends and keeps the values it began with.  At 2 s note 2 ends with
     // the values it had at 1 s.
     ExpectOutput(
-        Convert({ChordFile()}),
+        Convert({path}),
         "0.000000\t2\n100.000000\t0.500000\t0.125000\n200.000000\t0.250000\t0.250000\n\n\n"
         "1.000000\t2\n100.000000\t0.500000\t0.125000\n200.000000\t0.250000\t-199.750000\n\n\n"
         "2.000000\t1\n200.000000\t0.250000\t-199.750000\n\n\n");
-}
-
-TEST(ConverterChords, OneLinePerTrack) {
     // Note 2 is open at the end: the second pass continues it; note 1 is
     // made again.
     const std::string n1 = "0.000000\t1.000000\t100.000000\t0.500000\t0.125000\n";
     const std::string n2 = "0.000000\t2.000000\t200.000000\t0.250000\t0.250000\n";
-    ExpectOutput(Convert({"-p", ChordFile()}), n1 + n2 + n1);
-    ExpectOutput(Convert({"-p", "-O", "d,f,n", ChordFile()}),
+    ExpectOutput(Convert({"-p", path}), n1 + n2 + n1);
+    ExpectOutput(Convert({"-p", "-O", "d,f,n", path}),
                  "1.000000\t100.000000\t\n2.000000\t200.000000\t\n1.000000\t100.000000\t\n");
-    ExpectOutput(Convert({"-p", "-O", "n", ChordFile()}), "\n\n\n");
+    ExpectOutput(Convert({"-p", "-O", "n", path}), "\n\n\n");
 }
 
 // The first frame of a real file has nothing to be aligned to: its lines are
@@ -451,46 +400,26 @@ TEST(ConverterRealFiles, FirstFrameIsTheFirstMatrixAndEveryFrameIsPrinted) {
     for (const char* name : {"saw-s0.sdif", "chord-s0.sdif", "sweep-s0.sdif"}) {
         SCOPED_TRACE(name);
         const std::string bytes = ReadFile(DataPath(name));
-        ASSERT_GT(bytes.size(), 16u + 24u + 16u);
-        auto u32 = [&](size_t at) {
-            return static_cast<uint32_t>(static_cast<unsigned char>(bytes[at]) << 24 |
-                                         static_cast<unsigned char>(bytes[at + 1]) << 16 |
-                                         static_cast<unsigned char>(bytes[at + 2]) << 8 |
-                                         static_cast<unsigned char>(bytes[at + 3]));
-        };
-        auto f32 = [&](size_t at) {
-            uint32_t u = u32(at);
-            float f;
-            std::memcpy(&f, &u, 4);
-            return f;
-        };
-        const size_t frame = 16;  // no ASCII chunks in these files
-        uint64_t hi = u32(frame + 8), lo = u32(frame + 12);
-        uint64_t tb = hi << 32 | lo;
-        double t;
-        std::memcpy(&t, &tb, 8);
-        const size_t mtx = frame + 24;
-        const uint32_t rows = u32(mtx + 8);
+        const std::vector<RawFrame> raw = RawFrames(bytes);
+        ASSERT_FALSE(raw.empty());
+        const RawMatrix& m = raw[0].matrices.at(0);
         char line[256];
-        std::snprintf(line, sizeof line, "%f\t%u\n", t, rows);
+        std::snprintf(line, sizeof line, "%f\t%u\n", raw[0].time, m.rows);
         std::string expected = line;
-        for (uint32_t r = 0; r < rows; ++r) {
-            const size_t cell = mtx + 16 + r * 16;
-            std::snprintf(line, sizeof line, "%f\t%f\t%f\n", f32(cell + 4), f32(cell + 8),
-                          f32(cell + 12));
+        for (uint32_t r = 0; r < m.rows; ++r) {
+            std::snprintf(line, sizeof line, "%f\t%f\t%f\n", RawFloat4(bytes, m, r, 1),
+                          RawFloat4(bytes, m, r, 2), RawFloat4(bytes, m, r, 3));
             expected += line;
         }
-        expected += "\n\n";
         auto out = Convert({DataPath(name)});
         EXPECT_EQ(out.status, 0);
         EXPECT_EQ(out.err, "");
-        ASSERT_GE(out.out.size(), expected.size());
-        EXPECT_EQ(out.out.substr(0, expected.size()), expected);
+        EXPECT_EQ(out.out.substr(0, expected.size() + 2), expected + "\n\n");
         // One block per frame, each ending in two empty lines.
         size_t blocks = 0;
         for (size_t at = out.out.find("\n\n\n"); at != std::string::npos;
              at = out.out.find("\n\n\n", at + 3))
             ++blocks;
-        EXPECT_EQ(blocks, name == std::string("sweep-s0.sdif") ? 512u : 256u);
+        EXPECT_EQ(blocks, raw.size());
     }
 }

@@ -143,44 +143,9 @@ TEST(TidyReader, FirstStreamWithPartialDataIsReadAndEverythingElsePassedOver) {
     EXPECT_EQ(Tidy::ReadFrames(path + "::@0.05-1").frames.size(), 1u);
 }
 
-TEST(TidyReader, PeaksAreNumberedByRowAndChordFramesSplitEndsFromBeginnings) {
-    TestMatrix peaks{"1PIC", 0x0004, 2, 3, {220, 0.3, 0, 330, 0.1, 0.5}};
-    const std::string path =
-        SaveTemp("peaks.sdif", SdifHeader() + SdifFrame("1PIC", 0, 0.0, {peaks}));
-    Tidy::Tables p = Tidy::ReadTracks(path);
-    EXPECT_EQ(p.kind, Tidy::Kind::kPeaks);
-    EXPECT_TRUE(p.tracks.empty());
-    Tidy::Tables pf = Tidy::ReadFrames(path);
-    ASSERT_EQ(pf.frames[0].rows.size(), 2u);
-    EXPECT_EQ(pf.frames[0].rows[1].index, 1);
-    EXPECT_EQ(pf.frames[0].rows[1].frequency, 330);
-    EXPECT_EQ(pf.frames[0].rows[1].phase, 0.5);
-
-    // Notes A (220 Hz) and B (330 Hz) begin at 0; A ends at 0.5 where C
-    // (440 Hz) begins; B and C end at 1.
-    const std::string chords = std::string(SDIF2COLUMNS_SOURCE_DIR) + "/examples/chords.sdif";
-    Tidy::Tables c = Tidy::ReadFrames(chords);
-    EXPECT_EQ(c.kind, Tidy::Kind::kChords);
-    ASSERT_EQ(c.frames.size(), 3u);
-    EXPECT_EQ(c.frames[0].rows.size(), 2u);
-    EXPECT_TRUE(c.frames[0].ends.empty());
-    ASSERT_EQ(c.frames[1].ends.size(), 1u);
-    EXPECT_TRUE(std::isnan(c.frames[1].ends[0].frequency));
-    ASSERT_EQ(c.frames[1].rows.size(), 1u);
-    EXPECT_EQ(c.frames[1].rows[0].frequency, 440);
-    EXPECT_EQ(c.frames[2].ends.size(), 2u);
-    const std::vector<Tidy::Note> notes = Tidy::ReadTracks(chords).notes;
-    ASSERT_EQ(notes.size(), 3u);
-    EXPECT_EQ(notes[0].frequency, 220);
-    EXPECT_EQ(notes[0].end, 0.5);
-    EXPECT_EQ(notes[1].end, 1);
-    EXPECT_EQ(notes[2].start, 0.5);
-}
-
 TEST(TidyReader, FailuresNameTheFileAndTheReason) {
     const std::string frame = SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{1, 100, 0.5, 0}})});
     TestMatrix three{"1TRC", 0x0004, 1, 3, {1, 100, 0.5}};
-    TestMatrix begins{"1BEG", 0x0104, 2, 1, {1, 2}};
     const struct {
         const char* name;
         std::string bytes;  // empty: no file at all
@@ -198,7 +163,9 @@ TEST(TidyReader, FailuresNameTheFileAndTheReason) {
         {"three.sdif", SdifHeader() + SdifFrame("1TRC", 0, 0.25, {three}), -1,
          "the 1TRC matrix at time 0.25 has 3 columns, 4 needed"},
         {"chord.sdif",
-         SdifHeader() + SdifFrame("1MRK", 0, 0.0, {begins, TrcMatrix("1TRC", {{1, 100, 0.5, 0}})}),
+         SdifHeader() +
+             SdifFrame("1MRK", 0, 0.0,
+                       {IntColumn("1BEG", {1, 2}), TrcMatrix("1TRC", {{1, 100, 0.5, 0}})}),
          -1, "the chord frame at time 0 begins 2 notes but gives 1 rows of values"},
     };
     for (const auto& c : cases) {

@@ -61,7 +61,8 @@ int CountFrames(SDIFEntity& e) {
 
 }  // namespace
 
-// Every frame of a real file with its time, stream, signature and rows.
+// Every frame of a real file with its time, stream, signature and rows;
+// reading past the end throws.
 TEST(SDIFEntity, ReadsEveryFrameOfARealFile) {
     const std::string path = Data("tone-s1.sdif");
     const auto raw = testsupport::RawFrames(testsupport::ReadFile(path));
@@ -82,6 +83,10 @@ TEST(SDIFEntity, ReadsEveryFrameOfARealFile) {
         ++n;
     }
     EXPECT_EQ(n, raw.size());
+    const auto ex = Thrown<SDIFEof>([&] { e.ReadNextFrame(frame); });
+    EXPECT_STREQ(ex.what(), "Error in SDIFEntity::ReadNextFrame -- Eof reached");
+    EXPECT_EQ(ex.GetFile(), e.GetFile());
+    EXPECT_EQ(ex.GetTag(), eEof);
 }
 
 TEST(SDIFEntity, OpenRefusesOtherModes) {
@@ -99,41 +104,18 @@ TEST(SDIFEntity, OpenRefusesOtherModes) {
 // A rejected header raises the library's exception and leaves the entity
 // closed; a missing file is a plain refusal with the library's notice.
 TEST(SDIFEntity, FileWithoutSdifHeaderThrowsAndStaysClosed) {
-    const std::string path = testsupport::TempPath("notsdif.txt");
-    testsupport::WriteFile(path, "this is not an SDIF file at all");
     SDIFEntity e;
-    EXPECT_THROW(e.OpenRead(path.c_str()), Ondel::SDIFBadHeader);
+    const std::string text = testsupport::SaveTemp("notsdif.txt", "this is not an SDIF file");
+    EXPECT_THROW(e.OpenRead(text.c_str()), Ondel::SDIFBadHeader);
     EXPECT_EQ(e.GetFile(), nullptr);
     EXPECT_EQ(e.GetOpenMode(), 0);
     EXPECT_TRUE(e.eof());
-    const std::string shortFile = testsupport::TempPath("short.sdif");
-    testsupport::WriteFile(shortFile, "SDIF");
-    EXPECT_THROW(e.OpenRead(shortFile.c_str()), Ondel::SDIFEof);
+    EXPECT_THROW(e.OpenRead(testsupport::SaveTemp("short.sdif", "SDIF").c_str()), Ondel::SDIFEof);
     EXPECT_EQ(e.GetFile(), nullptr);
     std::string err = testsupport::CaptureStderr(
         [&] { EXPECT_FALSE(e.OpenRead(testsupport::TempPath("missing.sdif").c_str())); });
     EXPECT_NE(err.find("File not found"), std::string::npos);
     EXPECT_FALSE(e.Close());
-}
-
-TEST(SDIFEntity, ReadingPastTheEndThrows) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead(Data("tone-s1.sdif").c_str()));
-    EXPECT_EQ(CountFrames(e), 256);
-    SDIFFrame frame;
-    const auto ex = Thrown<SDIFEof>([&] { e.ReadNextFrame(frame); });
-    EXPECT_STREQ(ex.what(), "Error in SDIFEntity::ReadNextFrame -- Eof reached");
-    EXPECT_EQ(ex.GetFile(), e.GetFile());
-    EXPECT_EQ(ex.GetTag(), eEof);
-}
-
-TEST(SDIFEntity, SelectedReadAnswersZeroOnceThenThrows) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead((Data("saw-s0.sdif") + "::#1").c_str()));
-    SDIFFrame frame;
-    EXPECT_EQ(e.ReadNextSelectedFrame(frame), 0);
-    EXPECT_TRUE(e.eof());
-    EXPECT_THROW(e.ReadNextSelectedFrame(frame), SDIFEof);
 }
 
 TEST(SDIFEntity, RewindGoesBackToTheFirstFrame) {
@@ -152,82 +134,92 @@ TEST(SDIFEntity, RewindGoesBackToTheFirstFrame) {
 
 // ---- the file's own selection, rewritten by Restrict... ----
 
-// Without a stream list every stream is selected (open-ended, inactive).
-TEST(SDIFEntitySelection, EmptySelectionIsFilledFromTheRestriction) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead(Data("saw-s0.sdif").c_str()));
-    EXPECT_EQ(Selections(e), "M- F- S-+");
-    EXPECT_TRUE(e.RestrictMatrixSelection(Set({Sig("1TRC")})));
-    EXPECT_TRUE(e.RestrictFrameSelection(Set({Sig("1TRC")})));
-    EXPECT_TRUE(e.RestrictStreamSelection(Set({0})));
-    EXPECT_TRUE(e.RestrictStreamSelection(Sel()));  // an inactive restriction changes nothing
-    EXPECT_EQ(Selections(e), "M{1TRC} F{1TRC} S{0}");
-    EXPECT_EQ(CountFrames(e), 256);
+// A selection from the name is intersected with the restriction (an empty
+// intersection leaves a list holding only 0: active, empty); without one the
+// restriction fills it; an inactive restriction changes nothing.  The frames
+// read follow, and past the last one a selected read throws.
+TEST(SDIFEntitySelection, RestrictionsNarrowTheSelectionOfTheName) {
+    // Signatures "1TRC 1HRM" as a set.
+    const auto sigs = [](const std::string& list) {
+        std::set<unsigned> set;
+        for (size_t at = 0; at + 4 <= list.size(); at += 5) set.insert(Sig(list.c_str() + at));
+        return set;
+    };
+    const struct {
+        std::string name;
+        const char *matrices, *frames;  // restrictions; "" or {}: none
+        std::set<unsigned> streams;
+        const char *before, *after;  // null: not checked
+        int framesRead;
+        unsigned matricesRead;  // in each frame read
+    } cases[] = {
+        {"saw-s0.sdif", "1TRC", "1TRC", {0}, "M- F- S-+", "M{1TRC} F{1TRC} S{0}", 256, 1},
+        {"saw-s0.sdif::/1TRC", "1TRC 1HRM", "", {}, "M{1TRC} F- S-+", "M{1TRC} F- S-+", 256, 1},
+        {"tone-s1.sdif::/1HRM", "1TRC", "", {}, nullptr, "M{} F- S-+", 256, 0},
+        {"saw-s0.sdif::#1", "", "", {0, 1}, nullptr, "M- F- S{1}", 0, 0},
+        {"tone-s1.sdif::#1", "", "", {}, nullptr, nullptr, 256, 1},
+        {"saw-s0.sdif::#0:1TRC", "", "1TRC 1HRM", {1, 2}, nullptr, "M- F{1TRC} S-", 0, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        SDIFEntity e;
+        ASSERT_TRUE(e.OpenRead((Data("") + c.name).c_str()));
+        if (c.before) {
+            EXPECT_EQ(Selections(e), c.before);
+        }
+        // An empty set is an inactive restriction: it changes nothing.
+        EXPECT_TRUE(e.RestrictMatrixSelection(Set(sigs(c.matrices))));
+        EXPECT_TRUE(e.RestrictFrameSelection(Set(sigs(c.frames))));
+        EXPECT_TRUE(e.RestrictStreamSelection(Set(c.streams)));
+        const std::string after = Selections(e);
+        EXPECT_TRUE(e.RestrictMatrixSelection(Sel()));
+        EXPECT_EQ(Selections(e), after);
+        if (c.after) {
+            EXPECT_EQ(after, c.after);
+        }
+        SDIFFrame frame;
+        int n = 0;
+        while (!e.eof())
+            if (e.ReadNextSelectedFrame(frame)) {
+                ++n;
+                EXPECT_EQ(frame.GetNbMatrix(), c.matricesRead);
+            }
+        EXPECT_EQ(n, c.framesRead);
+        EXPECT_THROW(e.ReadNextSelectedFrame(frame), SDIFEof);
+    }
 }
 
-TEST(SDIFEntitySelection, MatrixSelectionFromTheNameIsIntersected) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead((Data("saw-s0.sdif") + "::/1TRC").c_str()));
-    EXPECT_EQ(Selections(e), "M{1TRC} F- S-+");
-    EXPECT_TRUE(e.RestrictMatrixSelection(Set({Sig("1TRC"), Sig("1HRM")})));
-    EXPECT_EQ(Selections(e), "M{1TRC} F- S-+");
-    SDIFFrame frame;
-    e.ReadNextSelectedFrame(frame);
-    EXPECT_EQ(frame.GetNbMatrix(), 1u);
-}
-
-// An empty intersection leaves a list holding only 0: active, empty.
-TEST(SDIFEntitySelection, DisjointMatrixSelectionSelectsNoMatrix) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead((Data("tone-s1.sdif") + "::/1HRM").c_str()));
-    EXPECT_TRUE(e.RestrictMatrixSelection(Set({Sig("1TRC")})));
-    EXPECT_EQ(Selections(e), "M{} F- S-+");
-    // The test answers true for a list holding 0 whatever it is asked.
-    EXPECT_TRUE(e.TestMatrixSelection(Sig("1TRC")));
-    SDIFFrame frame;
-    EXPECT_GT(e.ReadNextSelectedFrame(frame), 0);
-    EXPECT_EQ(frame.GetNbMatrix(), 0u);
-}
-
-TEST(SDIFEntitySelection, StreamSelectionFromTheName) {
+// The tests answer true for a list holding 0 whatever they are asked, and a
+// list without 0 only for its own values.
+TEST(SDIFEntitySelection, TestsOfTheFileSelection) {
+    SDIFEntity hrm;
+    ASSERT_TRUE(hrm.OpenRead((Data("tone-s1.sdif") + "::/1HRM").c_str()));
+    EXPECT_TRUE(hrm.RestrictMatrixSelection(Set({Sig("1TRC")})));
+    EXPECT_TRUE(hrm.TestMatrixSelection(Sig("1TRC")));
     SDIFEntity saw;
     ASSERT_TRUE(saw.OpenRead((Data("saw-s0.sdif") + "::#1").c_str()));
-    EXPECT_TRUE(saw.RestrictStreamSelection(Set({0, 1})));
-    EXPECT_EQ(Selections(saw), "M- F- S{1}");
     EXPECT_TRUE(saw.TestStreamSelection(1));
     EXPECT_FALSE(saw.TestStreamSelection(0));
-    EXPECT_EQ(CountFrames(saw), 0);
-
-    SDIFEntity tone;
-    ASSERT_TRUE(tone.OpenRead((Data("tone-s1.sdif") + "::#1").c_str()));
-    EXPECT_EQ(CountFrames(tone), 256);
+    SDIFEntity both;
+    ASSERT_TRUE(both.OpenRead((Data("saw-s0.sdif") + "::#0:1TRC").c_str()));
+    EXPECT_FALSE(both.TestFrameSelection(Sig("1TRC")));
+    EXPECT_TRUE(both.RestrictFrameSelection(Set({Sig("1TRC"), Sig("1HRM")})));
+    EXPECT_TRUE(both.RestrictStreamSelection(Set({1, 2})));
+    EXPECT_FALSE(both.TestStreamSelection(0));
+    EXPECT_FALSE(both.TestStreamSelection(1));
 }
 
-TEST(SDIFEntitySelection, StreamAndFrameSelectionNarrowedToNothing) {
+// A cleared name selection is not refilled by a restriction but can be
+// reestablished; merged and changed selections replace it.
+TEST(SDIFEntitySelection, ClearMergeChangeAndReestablish) {
     SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead((Data("saw-s0.sdif") + "::#0:1TRC").c_str()));
-    EXPECT_FALSE(e.TestFrameSelection(Sig("1TRC")));  // a list without 0 answers false
-    EXPECT_TRUE(e.RestrictFrameSelection(Set({Sig("1TRC"), Sig("1HRM")})));
-    EXPECT_TRUE(e.RestrictStreamSelection(Set({1, 2})));
-    EXPECT_EQ(Selections(e), "M- F{1TRC} S-");
-    EXPECT_FALSE(e.TestStreamSelection(0));
-    EXPECT_FALSE(e.TestStreamSelection(1));
-    EXPECT_EQ(CountFrames(e), 0);
-}
-
-TEST(SDIFEntitySelection, ClearedNameSelectionIsNotRefilledButReestablished) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead((Data("saw-s0.sdif") + "::/1TRC").c_str()));
+    ASSERT_TRUE(e.OpenRead((Data("tone-s1.sdif") + "::/1TRC").c_str()));
     ASSERT_TRUE(e.ClearSelection(eSelectMatrices));
     EXPECT_EQ(Selections(e), "M- F- S-+");
     EXPECT_FALSE(e.RestrictMatrixSelection(Set({Sig("1HRM")})));
     ASSERT_TRUE(e.ReestablishMatrixSelection());
     EXPECT_EQ(Selections(e), "M{1TRC} F- S-+");
-}
-
-TEST(SDIFEntitySelection, MergeChangeAndClear) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead(Data("tone-s1.sdif").c_str()));
+    EXPECT_TRUE(e.ClearSelection(eSelectMatrices));
     EXPECT_TRUE(e.TestFrameSelection(Sig("XXXX")));
     EXPECT_TRUE(e.MergeSelection("#1"));
     EXPECT_TRUE(e.MergeSelection("#3"));
@@ -306,29 +298,21 @@ TEST(SDIFEntity, WrittenTablesAndDeclaredFrameTypeReadBack) {
     EXPECT_NE(in.GetTypeString().find("chord_seq_partials"), std::string::npos);
 }
 
-TEST(SDIFEntity, MissingTableIsReportedAndTheFirstAnswered) {
+// A missing table is reported, added empty, and the first one answered.
+TEST(SDIFEntity, TablesAndTypesWithoutAFile) {
     SDIFEntity e;
-    SDIFNameValueTable a, b;
-    a.AddNameValue("n", "first");
+    SDIFNameValueTable a;
+    a.AddNameValue("n", "v");
     e.AddNVT(a, 7);
-    e.AddNVT(b, 8);
+    e.AddNVT(a, 8);
     EXPECT_EQ(e.GetNVT(0).GetStreamID(), 7u);
+    EXPECT_EQ(testsupport::CaptureStdout([&] { e.PrintAllNVTs(); }),
+              "\nNameValueTable number : 1\nn\t\tv\n\nNameValueTable number : 2\nn\t\tv\n");
     SDIFNameValueTable* got = nullptr;
     const std::string err = testsupport::CaptureStderr([&] { got = &e.GetNVT(5); });
     EXPECT_EQ(err, " No such NameValueTable \n");
     EXPECT_EQ(e.GetNbNVT(), 3u);
     EXPECT_EQ(got, &e.GetNVT(0));
-    EXPECT_EQ(got->GetValue("n"), "first");
-}
-
-TEST(SDIFEntity, PrintsTablesAndTypes) {
-    SDIFEntity e;
-    SDIFNameValueTable a;
-    a.AddNameValue("n", "v");
-    e.AddNVT(a, 0);
-    e.AddNVT(a, 1);
-    EXPECT_EQ(testsupport::CaptureStdout([&] { e.PrintAllNVTs(); }),
-              "\nNameValueTable number : 1\nn\t\tv\n\nNameValueTable number : 2\nn\t\tv\n");
     e.AddMatrixType("1ABC", "a, b");
     EXPECT_EQ(testsupport::CaptureStdout([&] { e.PrintTypes(); }), "\n1MTD1ABC { a, b }\n\n");
     EXPECT_FALSE(e.WriteTypes());  // no file open

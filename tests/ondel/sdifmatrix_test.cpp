@@ -11,6 +11,7 @@
 #include "sdifframe.h"
 
 using namespace Ondel;
+using ondeltest::Thrown;
 using testsupport::Sig;
 
 namespace {
@@ -48,17 +49,6 @@ std::string WriteMatrices(const std::string& name, const std::vector<SDIFMatrix>
     return path;
 }
 
-template <class F>
-SDIFArrayPosition RangeError(F f) {
-    try {
-        f();
-    } catch (const SDIFArrayPosition& e) {
-        return e;
-    }
-    ADD_FAILURE() << "no SDIFArrayPosition";
-    return SDIFArrayPosition(eError, nullptr, nullptr, 0, nullptr, 0);
-}
-
 }  // namespace
 
 TEST(SDIFMatrix, InitKeepsStoreOfSameTypeAndZeroesIt) {
@@ -76,18 +66,13 @@ TEST(SDIFMatrix, InitKeepsStoreOfSameTypeAndZeroesIt) {
 
 TEST(SDIFMatrix, UnsupportedTypeThrowsAndLeavesNoStore) {
     SDIFMatrix m = Filled(1, 2, {5, 6});
-    try {
-        m.Init("1TRC", 1, 1, eInt8);
-        FAIL() << "no exception";
-    } catch (const SDIFMatrixDataError& e) {
-        EXPECT_EQ(typeid(e), typeid(SDIFMatrixDataError));
-        EXPECT_STREQ(e.what(), "Error in  SDIFMatrix::Init!!! unimplemented matrix type used !!!");
-        EXPECT_EQ(e.GetTag(), eTypeDataNotSupported);
-        EXPECT_EQ(e.GetLevel(), eError);
-        EXPECT_EQ(e.GetFile(), nullptr);
-        EXPECT_EQ(e.GetSourceFile(), "sdifmatrixdata.h");
-        EXPECT_GT(e.GetLine(), 0);
-    }
+    const auto e = Thrown<SDIFMatrixDataError>([&] { m.Init("1TRC", 1, 1, eInt8); });
+    EXPECT_STREQ(e.what(), "Error in  SDIFMatrix::Init!!! unimplemented matrix type used !!!");
+    EXPECT_EQ(e.GetTag(), eTypeDataNotSupported);
+    EXPECT_EQ(e.GetLevel(), eError);
+    EXPECT_EQ(e.GetFile(), nullptr);
+    EXPECT_EQ(e.GetSourceFile(), "sdifmatrixdata.h");
+    EXPECT_GT(e.GetLine(), 0);
     EXPECT_EQ(m.GetData(), nullptr);
     EXPECT_FALSE(m.Resize(2, 2));
     EXPECT_FALSE(m.Clear());
@@ -118,56 +103,57 @@ TEST(SDIFMatrix, ResizeKeepsEveryValueInItsPlace) {
 TEST(SDIFMatrix, OutOfRangeAccessThrowsWithExactMessages) {
     SDIFMatrix m = Filled(2, 3, {1, 2, 3, 4, 5, 6});
     double buf[8];
-    const SDIFArrayPosition set = RangeError([&] { m.Set(0, 3, 1.0); });
+    const auto set = Thrown<SDIFArrayPosition>([&] { m.Set(0, 3, 1.0); });
     EXPECT_STREQ(set.what(), "Error in  SDIFMatrixData::Set!!! requested pos is out of range !!!");
     EXPECT_EQ(set.GetTag(), eArrayPosition);
     EXPECT_EQ(set.GetLevel(), eError);
     EXPECT_EQ(set.GetFile(), nullptr);
     EXPECT_EQ(set.GetSourceFile(), "sdifmatrixdata.h");
     EXPECT_GT(set.GetLine(), 0);
-    EXPECT_STREQ(RangeError([&] { m.Set(-1, 0, 1); }).what(),
+    EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.Set(-1, 0, 1); }).what(),
                  "Error in  SDIFMatrixData::Set!!! requested pos is out of range !!!");
-    EXPECT_STREQ(RangeError([&] { m.GetDouble(2, 0); }).what(),
+    EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.GetDouble(2, 0); }).what(),
                  "Error in  SDIFMatrixData::Get!!! requested position is out of range !!!");
-    EXPECT_STREQ(RangeError([&] { m.GetInt(0, -1); }).what(),
+    EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.GetInt(0, -1); }).what(),
                  "Error in  SDIFMatrixData::Get!!! requested position is out of range !!!");
-    EXPECT_STREQ(RangeError([&] { m.GetRow(buf, 2); }).what(),
+    EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.GetRow(buf, 2); }).what(),
                  "Error in  SDIFMatrixData::GetRow!!! requested row is out of range !!!");
-    EXPECT_STREQ(RangeError([&] { m.SetRow(buf, -1); }).what(),
+    EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.SetRow(buf, -1); }).what(),
                  "Error in  SDIFMatrixData::SetRow!!! requested row is out of range !!!");
-    EXPECT_STREQ(RangeError([&] { m.GetCol(buf, 3); }).what(),
+    EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.GetCol(buf, 3); }).what(),
                  "Error in  SDIFMatrixData::GetCol!!! requested column is out of range !!!");
-    EXPECT_STREQ(RangeError([&] { m.SetCol(buf, 3); }).what(),
+    EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.SetCol(buf, 3); }).what(),
                  "Error in  SDIFMatrixData::SetCol!!! requested column is out of range !!!");
     // The virtual interface checks the same way.
-    EXPECT_STREQ(RangeError([&] { m.GetData()->GetUChar(0, 3); }).what(),
+    EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.GetData()->GetUChar(0, 3); }).what(),
                  "Error in  SDIFMatrixData::Get!!! requested position is out of range !!!");
 }
 
-TEST(SDIFMatrix, ValuesConvertWithTruncationTowardZero) {
+// Values convert with truncation toward zero; rows and columns copy with
+// conversion; typed data is row-major and only for the stored type.
+TEST(SDIFMatrix, ValuesConvertOnEveryAccess) {
     SDIFMatrix ints("1TRC", 1, 3, eInt4);
     ints.Set(0, 0, 2.7);
     ints.Set(0, 1, -2.7f);
     ints.Set(0, 2, 7);
-    EXPECT_EQ(ints.GetInt(0, 0), 2);
-    EXPECT_EQ(ints.GetInt(0, 1), -2);
-    EXPECT_DOUBLE_EQ(ints.GetDouble(0, 2), 7.0);
-    SDIFMatrix floats = Filled(1, 2, {3.9, -0.25});
-    EXPECT_EQ(floats.GetInt(0, 0), 3);
-    EXPECT_FLOAT_EQ(floats.GetFloat(0, 1), -0.25f);
+    EXPECT_EQ(Values(ints), (std::vector<double>{2, -2, 7}));
     SDIFMatrix bytes("1TRC", 1, 1, eUInt1);
     bytes.Set(0, 0, 300);
     EXPECT_EQ(bytes.GetUChar(0, 0), 44);  // 300 modulo 256
-}
 
-TEST(SDIFMatrix, RowsAndColumnsCopyWithConversion) {
     SDIFMatrix m = Filled(3, 2, {1.5, 2.5, 3.5, 4.5, 5.5, 6.5});
+    EXPECT_EQ(m.GetInt(0, 0), 1);
+    EXPECT_FLOAT_EQ(m.GetFloat(0, 1), 2.5f);
     int col[3];
     m.GetCol(col, 1);
     EXPECT_EQ(std::vector<int>(col, col + 3), (std::vector<int>{2, 4, 6}));
     double row[2];
     m.GetRow(row, 2);
     EXPECT_EQ(std::vector<double>(row, row + 2), (std::vector<double>{5.5, 6.5}));
+    ASSERT_NE(m.Data<float>(), nullptr);
+    EXPECT_EQ(m.Data<float>()[2], 3.5f);
+    EXPECT_EQ(m.Data<double>(), nullptr);
+    EXPECT_EQ(m.Get<short>(2, 1), 6);
     const unsigned char in[3] = {7, 8, 9};
     m.SetCol(in, 0);
     const float rowIn[2] = {-1, -2};
@@ -175,14 +161,6 @@ TEST(SDIFMatrix, RowsAndColumnsCopyWithConversion) {
     EXPECT_EQ(Values(m), (std::vector<double>{7, 2.5, -1, -2, 9, 6.5}));
     m.Clear();
     EXPECT_EQ(Values(m), (std::vector<double>(6, 0.0)));
-}
-
-TEST(SDIFMatrix, TypedDataIsRowMajorAndOnlyForTheStoredType) {
-    SDIFMatrix m = Filled(2, 2, {1, 2, 3, 4});
-    ASSERT_NE(m.Data<float>(), nullptr);
-    EXPECT_EQ(m.Data<float>()[2], 3.0f);
-    EXPECT_EQ(m.Data<double>(), nullptr);
-    EXPECT_EQ(m.Get<short>(1, 1), 4);
     SDIFMatrix text("1TRC", 1, 2, eText);
     EXPECT_NE(text.Data<char>(), nullptr);
     EXPECT_EQ(text.Data<unsigned char>(), nullptr);
@@ -211,11 +189,7 @@ TEST(SDIFMatrix, EveryTypeRoundTripsThroughAFile) {
     const std::vector<double> values = {1, 2, 3, 100, 7, 9};
     std::vector<SDIFMatrix> written;
     for (SdifDataTypeET t : types) written.push_back(Filled(2, 3, values, t));
-    SDIFMatrix negative("1TRC", 1, 3, eInt2);
-    negative.Set(0, 0, 1);
-    negative.Set(0, 1, -2);
-    negative.Set(0, 2, 3);
-    written.push_back(negative);
+    written.push_back(Filled(1, 3, {1, -2, 3}, eInt2));
     const std::string path = WriteMatrices("types.sdif", written);
 
     // The bytes themselves: big-endian cells, data padded to 8 bytes.
@@ -243,20 +217,6 @@ TEST(SDIFMatrix, EveryTypeRoundTripsThroughAFile) {
     }
     EXPECT_EQ(frame.GetMatrix(0).GetReadSize(), 8u);  // 1 x 3 Int2: 6 bytes and 2 of padding
     EXPECT_TRUE(in.eof());
-}
-
-TEST(SDIFMatrix, FloatMatrixReadReportsItsDataBytes) {
-    std::vector<double> v(12);
-    for (size_t i = 0; i < v.size(); ++i) v[i] = double(i) / 4;
-    const std::string path = WriteMatrices("3x4.sdif", {Filled(3, 4, v)});
-    SDIFEntity in;
-    ASSERT_TRUE(in.OpenRead(path.c_str()));
-    SDIFFrame frame;
-    // Frame header 20 bytes after its signature, 48 bytes of cells, the next
-    // signature finds the end (no bytes).
-    EXPECT_EQ(in.ReadNextFrame(frame), 20 + 48);
-    EXPECT_EQ(frame.GetMatrix(0).GetReadSize(), 48u);
-    EXPECT_EQ(Values(frame.GetMatrix(0)), v);
     EXPECT_EQ(frame.GetMatrix(0).GetColName(1), "Index");
     EXPECT_EQ(frame.GetMatrix(0).GetColName(4), "Phase");
     EXPECT_EQ(frame.GetMatrix(0).GetColName(5), "");
@@ -279,31 +239,29 @@ TEST(SDIFMatrix, TextMatrixReadsWritesAndPrintsCharacters) {
     EXPECT_EQ(testsupport::CaptureStdout([&] { m.Print(); }), " Signature : 1TRC\nh e l l o \n");
 }
 
+// Every row is passed through whole (10 x 5 x 4 bytes read) and only the
+// selected cells kept.
 TEST(SDIFMatrix, RowAndColumnSelectionsKeepOnlyWhatIsSelected) {
     std::vector<double> v;
     for (int r = 0; r < 10; ++r)
         for (int c = 0; c < 5; ++c) v.push_back(r * 10 + c);
     const std::string path = WriteMatrices("10x5.sdif", {Filled(10, 5, v)});
-    SDIFFrame frame;
-    {
+    const struct {
+        const char* selection;
+        int rows, cols;
+        std::vector<double> values;
+    } cases[] = {{"::.3", 10, 1, {2, 12, 22, 32, 42, 52, 62, 72, 82, 92}},
+                 {"::_2,4.1-2,5", 2, 3, {10, 11, 14, 30, 31, 34}}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.selection);
         SDIFEntity in;
-        ASSERT_TRUE(in.OpenRead((path + "::.3").c_str()));
+        ASSERT_TRUE(in.OpenRead((path + c.selection).c_str()));
+        SDIFFrame frame;
         in.ReadNextFrame(frame);
         const SDIFMatrix& m = frame.GetMatrix(0);
-        ASSERT_EQ(m.GetNbRows(), 10);
-        ASSERT_EQ(m.GetNbCols(), 1);
-        EXPECT_EQ(Values(m), (std::vector<double>{2, 12, 22, 32, 42, 52, 62, 72, 82, 92}));
-        // Every row passed through, whole: 10 x 5 x 4 bytes.
-        EXPECT_EQ(m.GetReadSize(), 200u);
-    }
-    {
-        SDIFEntity in;
-        ASSERT_TRUE(in.OpenRead((path + "::_2,4.1-2,5").c_str()));
-        in.ReadNextFrame(frame);
-        const SDIFMatrix& m = frame.GetMatrix(0);
-        ASSERT_EQ(m.GetNbRows(), 2);
-        ASSERT_EQ(m.GetNbCols(), 3);
-        EXPECT_EQ(Values(m), (std::vector<double>{10, 11, 14, 30, 31, 34}));
+        ASSERT_EQ(m.GetNbRows(), c.rows);
+        ASSERT_EQ(m.GetNbCols(), c.cols);
+        EXPECT_EQ(Values(m), c.values);
         EXPECT_EQ(m.GetReadSize(), 200u);
         EXPECT_TRUE(in.eof());
     }

@@ -43,28 +43,6 @@ struct LimitedRun : ChildUsage {
     std::string out, err;  // standard output and error
 };
 
-bool ReadAll(int fd, void* to, size_t n) {
-    char* p = static_cast<char*>(to);
-    while (n > 0) {
-        ssize_t got = read(fd, p, n);
-        if (got <= 0) return false;
-        p += got;
-        n -= static_cast<size_t>(got);
-    }
-    return true;
-}
-
-bool WriteAll(int fd, const void* from, size_t n) {
-    const char* p = static_cast<const char*>(from);
-    while (n > 0) {
-        ssize_t put = write(fd, p, n);
-        if (put <= 0) return false;
-        p += put;
-        n -= static_cast<size_t>(put);
-    }
-    return true;
-}
-
 // Run words[2..] with standard output to words[0], standard error to
 // words[1], at most cpuSeconds of CPU and, outside AddressSanitizer (which
 // reserves terabytes of address space), 4 GiB of address space; under it the
@@ -111,41 +89,38 @@ ChildUsage Spawn(std::vector<std::string> words, int cpuSeconds) {
 // forked once, early, from the test: it takes requests (the CPU limit and
 // the words for Spawn) through one pipe and answers through another.
 ChildUsage Launch(const std::vector<std::string>& words, int cpuSeconds) {
-    static int toLauncher = -1, fromLauncher = -1;
-    if (toLauncher < 0) {
+    static FILE *toLauncher = nullptr, *fromLauncher = nullptr;
+    if (!toLauncher) {
         int requests[2], replies[2];
         if (pipe(requests) != 0 || pipe(replies) != 0) return {-1, 0, 0.0};
         if (fork() == 0) {
             close(requests[1]);
             close(replies[0]);
-            for (;;) {
-                uint32_t head[2];  // CPU limit, number of words
-                if (!ReadAll(requests[0], head, sizeof head)) _exit(0);
-                std::vector<std::string> got(head[1]);
-                for (std::string& w : got) {
-                    uint32_t n = 0;
-                    if (!ReadAll(requests[0], &n, sizeof n)) _exit(0);
-                    w.resize(n);
-                    if (!ReadAll(requests[0], &w[0], n)) _exit(0);
-                }
-                ChildUsage usage = Spawn(got, static_cast<int>(head[0]));
-                if (!WriteAll(replies[1], &usage, sizeof usage)) _exit(0);
+            // A request: the CPU limit, then the words, each ended by a NUL,
+            // then an empty word.
+            FILE* in = fdopen(requests[0], "r");
+            char* word = nullptr;
+            size_t capacity = 0;
+            int cpu = 0;
+            while (fread(&cpu, sizeof cpu, 1, in) == 1) {
+                std::vector<std::string> got;
+                while (getdelim(&word, &capacity, '\0', in) > 1) got.push_back(word);
+                const ChildUsage usage = Spawn(got, cpu);
+                if (write(replies[1], &usage, sizeof usage) != sizeof usage) break;
             }
+            _exit(0);
         }
         close(requests[0]);
         close(replies[1]);
-        toLauncher = requests[1];
-        fromLauncher = replies[0];
+        toLauncher = fdopen(requests[1], "w");
+        fromLauncher = fdopen(replies[0], "r");
     }
-    const uint32_t head[2] = {static_cast<uint32_t>(cpuSeconds),
-                              static_cast<uint32_t>(words.size())};
-    bool sent = WriteAll(toLauncher, head, sizeof head);
-    for (const std::string& w : words) {
-        const uint32_t n = static_cast<uint32_t>(w.size());
-        sent = sent && WriteAll(toLauncher, &n, sizeof n) && WriteAll(toLauncher, w.data(), n);
-    }
+    fwrite(&cpuSeconds, sizeof cpuSeconds, 1, toLauncher);
+    for (const std::string& w : words) fwrite(w.c_str(), 1, w.size() + 1, toLauncher);
+    fputc('\0', toLauncher);
     ChildUsage usage{-1, 0, 0.0};
-    if (!sent || !ReadAll(fromLauncher, &usage, sizeof usage)) return {-1, 0, 0.0};
+    if (fflush(toLauncher) != 0 || fread(&usage, sizeof usage, 1, fromLauncher) != 1)
+        return {-1, 0, 0.0};
     return usage;
 }
 

@@ -49,6 +49,17 @@ std::string WriteMatrices(const std::string& name, const std::vector<SDIFMatrix>
     return path;
 }
 
+// A report the matrix store raised itself: its text and tag, Error level, no
+// file, and the store's header as the throwing site.
+void ExpectStoreError(const SDIFException& e, const char* what, int tag) {
+    EXPECT_STREQ(e.what(), what);
+    EXPECT_EQ(e.GetTag(), tag);
+    EXPECT_EQ(e.GetLevel(), eError);
+    EXPECT_EQ(e.GetFile(), nullptr);
+    EXPECT_EQ(e.GetSourceFile(), "sdifmatrixdata.h");
+    EXPECT_GT(e.GetLine(), 0);
+}
+
 }  // namespace
 
 TEST(SDIFMatrix, InitKeepsStoreOfSameTypeAndZeroesIt) {
@@ -66,13 +77,9 @@ TEST(SDIFMatrix, InitKeepsStoreOfSameTypeAndZeroesIt) {
 
 TEST(SDIFMatrix, UnsupportedTypeThrowsAndLeavesNoStore) {
     SDIFMatrix m = Filled(1, 2, {5, 6});
-    const auto e = Thrown<SDIFMatrixDataError>([&] { m.Init("1TRC", 1, 1, eInt8); });
-    EXPECT_STREQ(e.what(), "Error in  SDIFMatrix::Init!!! unimplemented matrix type used !!!");
-    EXPECT_EQ(e.GetTag(), eTypeDataNotSupported);
-    EXPECT_EQ(e.GetLevel(), eError);
-    EXPECT_EQ(e.GetFile(), nullptr);
-    EXPECT_EQ(e.GetSourceFile(), "sdifmatrixdata.h");
-    EXPECT_GT(e.GetLine(), 0);
+    ExpectStoreError(Thrown<SDIFMatrixDataError>([&] { m.Init("1TRC", 1, 1, eInt8); }),
+                     "Error in  SDIFMatrix::Init!!! unimplemented matrix type used !!!",
+                     eTypeDataNotSupported);
     EXPECT_EQ(m.GetData(), nullptr);
     EXPECT_FALSE(m.Resize(2, 2));
     EXPECT_FALSE(m.Clear());
@@ -103,13 +110,9 @@ TEST(SDIFMatrix, ResizeKeepsEveryValueInItsPlace) {
 TEST(SDIFMatrix, OutOfRangeAccessThrowsWithExactMessages) {
     SDIFMatrix m = Filled(2, 3, {1, 2, 3, 4, 5, 6});
     double buf[8];
-    const auto set = Thrown<SDIFArrayPosition>([&] { m.Set(0, 3, 1.0); });
-    EXPECT_STREQ(set.what(), "Error in  SDIFMatrixData::Set!!! requested pos is out of range !!!");
-    EXPECT_EQ(set.GetTag(), eArrayPosition);
-    EXPECT_EQ(set.GetLevel(), eError);
-    EXPECT_EQ(set.GetFile(), nullptr);
-    EXPECT_EQ(set.GetSourceFile(), "sdifmatrixdata.h");
-    EXPECT_GT(set.GetLine(), 0);
+    ExpectStoreError(Thrown<SDIFArrayPosition>([&] { m.Set(0, 3, 1.0); }),
+                     "Error in  SDIFMatrixData::Set!!! requested pos is out of range !!!",
+                     eArrayPosition);
     EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.Set(-1, 0, 1); }).what(),
                  "Error in  SDIFMatrixData::Set!!! requested pos is out of range !!!");
     EXPECT_STREQ(Thrown<SDIFArrayPosition>([&] { m.GetDouble(2, 0); }).what(),

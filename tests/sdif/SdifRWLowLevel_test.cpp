@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "SdifTestEnv.h"
@@ -71,7 +72,7 @@ TEST_F(ByteLayer, DataTypeKnownAcceptsTheNineHandledCodesAndWarnsOnlyFor64BitInt
     for (int code : {0x0004, 0x0008, 0x0101, 0x0102, 0x0104, 0x0201, 0x0202, 0x0204, 0x0301})
         EXPECT_EQ(SdifDataTypeKnown(static_cast<SdifDataTypeET>(code)), 1) << std::hex << code;
     EXPECT_EQ(err.Text(), "");
-    EXPECT_EQ(SdifDataTypeKnown(static_cast<SdifDataTypeET>(0x0103)), 0);
+    EXPECT_EQ(SdifDataTypeKnown(static_cast<SdifDataTypeET>(0x0103)), 0);  // silently
     EXPECT_EQ(err.Text(), "");
     EXPECT_EQ(SdifDataTypeKnown(eInt8), 0);
     EXPECT_EQ(err.Text(), "*Sdif* standard datatypes Int8, UInt8 not yet handled\n");
@@ -87,11 +88,11 @@ TEST_F(ByteLayer, PaddingCompletesChunksToEightBytes) {
 }
 
 TEST_F(ByteLayer, Float8EquToleratesLessThanTwoToTheMinus23EitherWay) {
-    EXPECT_EQ(SdifFloat8Equ(1.0, 1.0 + 1e-8), 1);
-    EXPECT_EQ(SdifFloat8Equ(1.0 + 1e-8, 1.0), 1);
-    EXPECT_EQ(SdifFloat8Equ(1.0, 1.0 + 1e-6), 0);
-    EXPECT_EQ(SdifFloat8Equ(1.0 + 1e-6, 1.0), 0);
-    EXPECT_EQ(SdifFloat8Equ(0.0, 1.1920928955078125e-7), 0);  // the bound itself is outside
+    // the bound itself is outside
+    EXPECT_EQ(std::vector<int>({SdifFloat8Equ(1.0, 1.0 + 1e-8), SdifFloat8Equ(1.0 + 1e-8, 1.0),
+                                SdifFloat8Equ(1.0, 1.0 + 1e-6), SdifFloat8Equ(1.0 + 1e-6, 1.0),
+                                SdifFloat8Equ(0.0, 1.1920928955078125e-7)}),
+              std::vector<int>({1, 1, 0, 0, 0}));
 }
 
 // ---- signatures ----
@@ -99,10 +100,13 @@ TEST_F(ByteLayer, Float8EquToleratesLessThanTwoToTheMinus23EitherWay) {
 TEST_F(ByteLayer, SignatureTextIsMostSignificantCharacterFirst) {
     EXPECT_STREQ(SdifSignatureToString(0x31545243), "1TRC");
     EXPECT_STREQ(SdifSignatureToString(0x53444946), "SDIF");
-    EXPECT_EQ(SdifStringToSignature("1TRC"), 0x31545243u);
-    EXPECT_EQ(SdifStringToSignature("1TRCXYZ"), 0x31545243u);
-    EXPECT_EQ(SdifStringToSignature("1T"), 0x31540000u);
-    EXPECT_EQ(SdifStringToSignature(""), 0u);
+    EXPECT_EQ(
+        std::vector<SdifSignature>({SdifStringToSignature("1TRC"), SdifStringToSignature("1TRCXYZ"),
+                                    SdifStringToSignature("1T"), SdifStringToSignature("")}),
+        std::vector<SdifSignature>({0x31545243u, 0x31545243u, 0x31540000u, 0u}));
+    // the comparison without version ignores the fourth character
+    EXPECT_EQ(SdifSignatureCmpNoVersion(0x31545243, 0x31545244), 1);  // 1TRC, 1TRD
+    EXPECT_EQ(SdifSignatureCmpNoVersion(0x31545243, 0x32545243), 0);  // 1TRC, 2TRC
 }
 
 TEST_F(ByteLayer, EachThreadHasItsOwnSignatureBuffers) {
@@ -119,18 +123,11 @@ TEST_F(ByteLayer, EachThreadHasItsOwnSignatureBuffers) {
     EXPECT_EQ(theirText, "1HRG");
 }
 
-TEST_F(ByteLayer, SignatureCompareIgnoresTheFourthCharacter) {
-    EXPECT_EQ(SdifSignatureCmpNoVersion(0x31545243, 0x31545244), 1);  // 1TRC, 1TRD
-    EXPECT_EQ(SdifSignatureCmpNoVersion(0x31545243, 0x32545243), 0);  // 1TRC, 2TRC
-}
-
 TEST(ByteLayerDeath, SignatureConversionBeforeStartUpStops) {
     const char* stop = "failed assertion `gSdifInitialised && \"SDIF library not initialised!\"'";
     EXPECT_DEATH((gSdifInitialised = 0, SdifSignatureToString(0x31545243)), stop);
     EXPECT_DEATH((gSdifInitialised = 0, SdifStringToSignature("1TRC")), stop);
 }
-
-// ---- byte swapping ----
 
 // ---- binary transfer ----
 
@@ -175,10 +172,8 @@ TEST_F(ByteLayer, EveryCellTypeRoundTripsThroughItsBigEndianImage) {
         ASSERT_EQ(SdiffReadInt1(i, 3, in.get()), 3u);
         std::rewind(in->Stream);
         ASSERT_EQ(SdiffReadUInt1(u, 3, in.get()), 3u);
-        EXPECT_EQ(c[0], 'a');
-        EXPECT_EQ(i[1], -128);
-        EXPECT_EQ(i[2], -1);
-        EXPECT_EQ(u[2], 255);
+        EXPECT_EQ(std::make_tuple(c[0], i[1], i[2], u[2]),
+                  std::make_tuple('a', SdifInt1(-128), SdifInt1(-1), SdifUInt1(255)));
         MemOut out;
         StreamFile o(out.f);
         EXPECT_EQ(SdiffWriteChar(c, 3, o.get()), 3u);
@@ -197,9 +192,7 @@ TEST_F(ByteLayer, ShortReadReportsEofWithPositionAndStillSwapsWhatArrived) {
     SdifFloat4 v[2] = {0, 0};
     EXPECT_EQ(SdiffReadFloat4(v, 2, in.get()), 1u);
     EXPECT_EQ(v[0], 1.5f);
-    ASSERT_EQ(rec.Reports().size(), 1u);
-    EXPECT_EQ(rec.Reports()[0].tag, eEof);
-    EXPECT_EQ(rec.Reports()[0].level, eFatal);
+    EXPECT_EQ(rec.Tags(), (std::vector<int>{eEof}));
     EXPECT_EQ(rec.LastMessage(), "End of file : Sdiffread 6");
     EXPECT_EQ(fatal.Count(), 1);  // end of file is Fatal: the exit callback follows
     EXPECT_EQ(in->ErrorCount[eFatal], 1u);
@@ -290,57 +283,48 @@ TEST_F(ByteLayer, ShortWriteReportsEachRunAndGoesOn) {
 
 namespace {
 
-// What one tokeniser call gave on a stream, and on the same text in an
-// SdifStringT; both must agree.
-struct Token {
+enum Tokeniser { kString, kWordUntil, kStringUntil, kWeakUntil, kSkip, kSignature };
+
+struct TokenCase {
+    Tokeniser fn;
+    std::string text;
+    size_t max;
+    const char* stop;
     int answer;
-    std::string word;  // the buffer up to its NUL
-    size_t count;      // characters counted (stream form)
+    const char* word;  // the buffer up to its NUL (a signature in hexadecimal); null: unchecked
+    size_t count;      // characters counted on the stream
     int next;          // next character left in the input, or EOF
+    int reported;      // the tag reported by each form, or 0
+    bool textForm;     // also run on an SdifStringT (which cannot hold a NUL)
+    const char* message = "";  // of the last report
 };
 
-template <class StreamCall, class TextCall>
-std::pair<Token, Token> RunBoth(const std::string& text, StreamCall onStream, TextCall onText) {
-    Token a{}, b{};
-    char buf[64];
-    std::memset(buf, 'Z', sizeof buf);
-    FILE* f = TextStream(text);
-    size_t count = 0;
-    a.answer = onStream(f, buf, &count);
-    a.word.assign(buf, strnlen(buf, sizeof buf));
-    a.count = count;
-    a.next = std::getc(f);
-    std::fclose(f);
-
-    std::memset(buf, 'Z', sizeof buf);
-    SdifStringT* s = SdifStringNew();
-    SdifStringAppend(s, text.c_str());
-    b.answer = onText(s, buf);
-    b.word.assign(buf, strnlen(buf, sizeof buf));
-    b.next = SdifStringIsEOS(s) ? EOF : static_cast<unsigned char>(SdifStringGetC(s));
-    SdifStringFree(s);
-    return {a, b};
-}
-
-std::pair<Token, Token> GetString(const std::string& text, size_t max) {
-    return RunBoth(
-        text, [&](FILE* f, char* buf, size_t* n) { return SdiffGetString(f, buf, max, n); },
-        [&](SdifStringT* s, char* buf) { return SdiffGetStringfromSdifString(s, buf, max); });
-}
-
-std::pair<Token, Token> GetWordUntil(const std::string& text, size_t max, const char* stop) {
-    return RunBoth(
-        text,
-        [&](FILE* f, char* buf, size_t* n) { return SdiffGetWordUntil(f, buf, max, n, stop); },
-        [&](SdifStringT* s, char* buf) {
-            return SdiffGetWordUntilfromSdifString(s, buf, max, stop);
-        });
-}
-
-void ExpectAgree(const std::pair<Token, Token>& r) {
-    EXPECT_EQ(r.first.answer, r.second.answer);
-    EXPECT_EQ(r.first.word, r.second.word);
-    EXPECT_EQ(r.first.next, r.second.next);
+// One call on the stream f (counting into n) or, without f, on the text s.
+int CallTokeniser(const TokenCase& c, FILE* f, SdifStringT* s, char* buf, size_t* n) {
+    SdifSignature sig = 7;  // must be overwritten, also at the end of input
+    int answer = 0;
+    switch (c.fn) {
+        case kString:
+            return f ? SdiffGetString(f, buf, c.max, n)
+                     : SdiffGetStringfromSdifString(s, buf, c.max);
+        case kWordUntil:
+            return f ? SdiffGetWordUntil(f, buf, c.max, n, c.stop)
+                     : SdiffGetWordUntilfromSdifString(s, buf, c.max, c.stop);
+        case kStringUntil:
+            return f ? SdiffGetStringUntil(f, buf, c.max, n, c.stop)
+                     : SdiffGetStringUntilfromSdifString(s, buf, c.max, c.stop);
+        case kWeakUntil:
+            return f ? SdiffGetStringWeakUntil(f, buf, c.max, n, c.stop)
+                     : SdiffGetStringWeakUntilfromSdifString(s, buf, c.max, c.stop);
+        case kSkip:
+            return f ? SdifSkipASCIIUntil(f, n, c.stop)
+                     : SdifSkipASCIIUntilfromSdifString(s, c.stop);
+        case kSignature:
+            answer = f ? SdiffGetSignature(f, &sig, n) : SdiffGetSignaturefromSdifString(s, &sig);
+            std::snprintf(buf, 64, "%08x", sig);
+            return answer;
+    }
+    return -99;
 }
 
 }  // namespace
@@ -351,151 +335,77 @@ TEST_F(ByteLayer, ReservedCharactersAreExactlyTheFivePunctuationMarks) {
         EXPECT_EQ(SdifIsAReservedChar(c), 0) << c;
 }
 
-TEST_F(ByteLayer, GetStringEndsAtAReservedCharacterAfterTheName) {
-    auto r = GetString("  name;rest", 64);
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, ';');
-    EXPECT_EQ(r.first.word, "name");
-    EXPECT_EQ(r.first.count, 7u);
-    EXPECT_EQ(r.first.next, 'r');
-
-    r = GetString("\tname \n {", 64);  // blanks before the reserved character are fine
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, '{');
-    EXPECT_EQ(r.first.word, "name");
-    EXPECT_EQ(r.first.count, 9u);
-}
-
-TEST_F(ByteLayer, GetStringWarnsOnACutWord) {
-    RecordReports rec;
-    auto r = GetString("first second;", 64);
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, -1);
-    EXPECT_EQ(r.first.word, "first");
-    EXPECT_EQ(rec.Tags(), (std::vector<int>{eWordCut, eWordCut}));
-    EXPECT_EQ(rec.Reports()[0].level, eWarning);
-    EXPECT_EQ(rec.LastMessage(), "Word cut read : 'first'");
-}
-
-TEST_F(ByteLayer, GetStringReportsATokenThatFillsItsBuffer) {
-    RecordReports rec;
-    AllowFatal fatal;
-    auto r = GetString("abcdefgh;", 4);
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, eTokenLength);
-    EXPECT_EQ(r.first.word, "abc");
-    EXPECT_EQ(r.first.count, 4u);  // max characters consumed
-    EXPECT_EQ(rec.Tags(), (std::vector<int>{eTokenLength, eTokenLength}));
-    EXPECT_EQ(rec.LastMessage(), "Token too long : 'abc'");
-    EXPECT_EQ(fatal.Count(), 2);
-
-    rec.Reports().clear();
-    r = GetString("abc;", 4);  // three characters and the NUL fit
-    EXPECT_EQ(r.first.answer, ';');
-    EXPECT_EQ(r.first.word, "abc");
-    EXPECT_TRUE(rec.Reports().empty());
-}
-
-TEST_F(ByteLayer, GetStringAnswersFourAtEndOfInput) {
-    for (const char* text : {"", "   ", "name", "name  "}) {
-        auto r = GetString(text, 64);
-        ExpectAgree(r);
-        EXPECT_EQ(r.first.answer, eEof) << text;
-    }
-    EXPECT_EQ(GetString("name", 64).first.word, "name");
-}
-
-TEST_F(ByteLayer, GetSignatureTakesAtMostFourCharacters) {
-    auto r = RunBoth(
-        "  1TR;",
-        [](FILE* f, char*, size_t* n) {
-            SdifSignature s = 0;
-            int c = SdiffGetSignature(f, &s, n);
-            EXPECT_EQ(s, 0x31545200u);
-            return c;
-        },
-        [](SdifStringT* str, char*) {
-            SdifSignature s = 0;
-            int c = SdiffGetSignaturefromSdifString(str, &s);
-            EXPECT_EQ(s, 0x31545200u);
-            return c;
-        });
-    EXPECT_EQ(r.first.answer, ';');
-    EXPECT_EQ(r.second.answer, ';');
-    EXPECT_EQ(r.first.count, 6u);
-
-    std::string text = "1TRCX";
-    FILE* f = TextStream(text);
-    SdifSignature sig = 0;
-    size_t n = 0;
-    EXPECT_EQ(SdiffGetSignature(f, &sig, &n), 'C');
-    EXPECT_EQ(sig, 0x31545243u);
-    EXPECT_EQ(n, 4u);
-    EXPECT_EQ(std::getc(f), 'X');  // the character after the fourth is not read
-    std::fclose(f);
-
-    text = "1T  ";
-    f = TextStream(text);
-    EXPECT_EQ(SdiffGetSignature(f, &sig, &n), ' ');
-    EXPECT_EQ(sig, 0x31540000u);
-    std::fclose(f);
-}
-
-TEST_F(ByteLayer, GetSignatureAtEndOfInputAnswersFourAndZero) {
-    for (std::string text : {"", "  ", " 1T"}) {
-        FILE* f = TextStream(text);
-        SdifSignature sig = 7;
-        size_t n = 0;
-        EXPECT_EQ(SdiffGetSignature(f, &sig, &n), eEof) << text;
-        EXPECT_EQ(sig, 0u);
-        EXPECT_EQ(n, text.size()) << text;  // only real characters are counted
+// Every tokeniser on a stream and, where the text allows, on the same text in
+// an SdifStringT: the answer, the word, what was counted and what is left.
+TEST_F(ByteLayer, TokenisersAnswerWordCountAndNextCharacter) {
+    const std::string nul1("ab\0cd", 5), nul2("ab\0z", 4);
+    const TokenCase cases[] = {
+        // a name ends at a reserved character, also after blanks
+        {kString, "  name;rest", 64, "", ';', "name", 7, 'r', 0, true},
+        {kString, "\tname \n {", 64, "", '{', "name", 9, EOF, 0, true},
+        // a second word cuts the first; the first character of the second is consumed
+        {kString, "first second;", 64, "", -1, "first", 7, 'e', eWordCut, true,
+         "Word cut read : 'first'"},
+        // ncMax characters without a reserved one; three and the NUL fit
+        {kString, "abcdefgh;", 4, "", eTokenLength, "abc", 4, 'e', eTokenLength, true,
+         "Token too long : 'abc'"},
+        {kString, "abc;", 4, "", ';', "abc", 4, EOF, 0, true},
+        {kString, "", 64, "", eEof, "", 0, EOF, 0, true},
+        {kString, "   ", 64, "", eEof, "", 3, EOF, 0, true},
+        {kString, "name  ", 64, "", eEof, "name", 6, EOF, 0, true},
+        {kWordUntil, "value}rest", 64, "}", '}', "value", 6, 'r', 0, true},
+        {kWordUntil, "key   =v", 64, "=;", '=', "key", 7, 'v', 0, true},
+        {kWordUntil, "", 64, ";", eEof, "", 0, EOF, 0, true},
+        {kWordUntil, "abc", 64, ";", eEof, "abc", 3, EOF, 0, true},
+        {kWordUntil, "ab cd;", 64, ";", -1, "ab", 4, 'd', eWordCut, true, "Word cut read : 'ab'"},
+        {kWordUntil, nul1, 64, ";", 0, "ab", 3, 'c', 0, false},
+        // leading blanks skipped; the weak form keeps inner ones
+        {kStringUntil, "   key=v", 64, "=", '=', "key", 7, 'v', 0, true},
+        {kWeakUntil, "a b\tc;x", 64, ";", ';', "a b\tc", 6, 'x', 0, true},
+        // skipping stops at a stop character or an unprintable one (0xE9 not negative)
+        {kSkip, "abc def\n{x", 0, "{", '{', nullptr, 9, 'x', 0, true},
+        {kSkip, "ab\x01z", 0, "{", 1, nullptr, 3, 'z', 0, true},
+        {kSkip, "ab\xE9z", 0, "{", 0xE9, nullptr, 3, 'z', 0, true},
+        {kSkip, nul2, 0, "{", 0, nullptr, 3, 'z', 0, false},
+        {kSkip, "abc", 0, "{", eEof, nullptr, 3, EOF, 0, true},
+        // at most four characters; the one after the fourth is not read
+        {kSignature, "  1TR;", 0, "", ';', "31545200", 6, EOF, 0, true},
+        {kSignature, "1TRCX", 0, "", 'C', "31545243", 4, 'X', 0, true},
+        {kSignature, "1T  ", 0, "", ' ', "31540000", 3, ' ', 0, true},
+        // the end of input answers 4 and the signature 0; only real characters count
+        {kSignature, "", 0, "", eEof, "00000000", 0, EOF, 0, true},
+        {kSignature, " 1T", 0, "", eEof, "00000000", 3, EOF, 0, true},
+    };
+    for (const TokenCase& c : cases) {
+        SCOPED_TRACE(c.text);
+        RecordReports rec;
+        AllowFatal fatal;
+        char buf[64];
+        auto word = [&] { return c.word ? std::string(buf, strnlen(buf, sizeof buf)) : ""; };
+        const std::string want = c.word ? c.word : "";
+        std::memset(buf, 'Z', sizeof buf);
+        FILE* f = TextStream(c.text);
+        size_t count = 0;
+        EXPECT_EQ(CallTokeniser(c, f, nullptr, buf, &count), c.answer);
+        EXPECT_EQ(word(), want);
+        EXPECT_EQ(count, c.count);
+        EXPECT_EQ(std::getc(f), c.next);
         std::fclose(f);
-
-        SdifStringT* s = SdifStringNew();
-        SdifStringAppend(s, text.c_str());
-        sig = 7;
-        EXPECT_EQ(SdiffGetSignaturefromSdifString(s, &sig), eEof) << text;
-        EXPECT_EQ(sig, 0u);
-        SdifStringFree(s);
+        if (c.textForm) {
+            std::memset(buf, 'Z', sizeof buf);
+            SdifStringT* s = SdifStringNew();
+            SdifStringAppend(s, c.text.c_str());
+            EXPECT_EQ(CallTokeniser(c, nullptr, s, buf, nullptr), c.answer);
+            EXPECT_EQ(word(), want);
+            EXPECT_EQ(SdifStringIsEOS(s) ? EOF : static_cast<unsigned char>(SdifStringGetC(s)),
+                      c.next);
+            SdifStringFree(s);
+        }
+        const int forms = c.textForm ? 2 : 1;
+        EXPECT_EQ(rec.Tags(),
+                  c.reported ? std::vector<int>(forms, c.reported) : std::vector<int>{});
+        EXPECT_EQ(rec.LastMessage(), c.message);
     }
-}
-
-TEST_F(ByteLayer, GetWordUntilEndsAtAStopCharacter) {
-    auto r = GetWordUntil("value}rest", 64, "}");
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, '}');
-    EXPECT_EQ(r.first.word, "value");
-    EXPECT_EQ(r.first.count, 6u);
-
-    r = GetWordUntil("key   =v", 64, "=;");  // blanks then the stop character
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, '=');
-    EXPECT_EQ(r.first.word, "key");
-    EXPECT_EQ(r.first.next, 'v');
-
-    r = GetWordUntil("", 64, ";");
-    EXPECT_EQ(r.second.answer, eEof);
-    r = GetWordUntil("abc", 64, ";");
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, eEof);
-    EXPECT_EQ(r.first.word, "abc");
-}
-
-TEST_F(ByteLayer, GetWordUntilConsumesTheCharacterThatCutsAWord) {
-    RecordReports rec;
-    auto r = GetWordUntil("ab cd;", 64, ";");
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, -1);
-    EXPECT_EQ(r.first.word, "ab");
-    EXPECT_EQ(r.first.next, 'd');  // 'c' was read and consumed
-    EXPECT_EQ(rec.Tags(), (std::vector<int>{eWordCut, eWordCut}));
-}
-
-TEST_F(ByteLayer, GetWordUntilStopsAtANulCharacter) {
-    auto r = GetWordUntil(std::string("ab\0cd", 5), 64, ";");
-    EXPECT_EQ(r.first.answer, 0);
-    EXPECT_EQ(r.first.word, "ab");
-    EXPECT_EQ(r.first.next, 'c');
 }
 
 TEST_F(ByteLayer, GetWordUntilFullBufferAnswersZeroUnterminatedAndReportsOnlyBeforeANul) {
@@ -514,7 +424,6 @@ TEST_F(ByteLayer, GetWordUntilFullBufferAnswersZeroUnterminatedAndReportsOnlyBef
     AllowFatal fatal;
     text = std::string("abc\0", 4);
     f = TextStream(text);
-    std::memset(buf, 'Z', sizeof buf);
     EXPECT_EQ(SdiffGetWordUntil(f, buf, 3, &n, ";"), eTokenLength);
     EXPECT_EQ(std::string(buf, 4), "abcZ");
     std::fclose(f);
@@ -523,77 +432,22 @@ TEST_F(ByteLayer, GetWordUntilFullBufferAnswersZeroUnterminatedAndReportsOnlyBef
     EXPECT_EQ(fatal.Count(), 1);
 }
 
-TEST_F(ByteLayer, GetStringUntilSkipsLeadingBlanksAndWeakUntilKeepsInnerOnes) {
-    auto r = RunBoth(
-        "   key=v",
-        [](FILE* f, char* buf, size_t* n) { return SdiffGetStringUntil(f, buf, 64, n, "="); },
-        [](SdifStringT* s, char* buf) {
-            return SdiffGetStringUntilfromSdifString(s, buf, 64, "=");
-        });
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, '=');
-    EXPECT_EQ(r.first.word, "key");
-    EXPECT_EQ(r.first.count, 7u);
-
-    r = RunBoth(
-        "a b\tc;x",
-        [](FILE* f, char* buf, size_t* n) { return SdiffGetStringWeakUntil(f, buf, 64, n, ";"); },
-        [](SdifStringT* s, char* buf) {
-            return SdiffGetStringWeakUntilfromSdifString(s, buf, 64, ";");
-        });
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, ';');
-    EXPECT_EQ(r.first.word, "a b\tc");
-    EXPECT_EQ(r.first.next, 'x');
-}
-
-TEST_F(ByteLayer, SkipASCIIUntilStopsAtStopOrUnprintableCharacters) {
-    auto skip = [](const std::string& text, const char* stop) {
-        return RunBoth(
-            text, [&](FILE* f, char*, size_t* n) { return SdifSkipASCIIUntil(f, n, stop); },
-            [&](SdifStringT* s, char*) { return SdifSkipASCIIUntilfromSdifString(s, stop); });
-    };
-    auto r = skip("abc def\n{x", "{");
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, '{');
-    EXPECT_EQ(r.first.count, 9u);
-    EXPECT_EQ(r.first.next, 'x');
-
-    r = skip("ab\x01z", "{");
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, 1);
-    r = skip("ab\xE9z", "{");  // not printable in the C locale; answered as 0xE9, not negative
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, 0xE9);
-    r = skip(std::string("ab\0z", 4), "{");
-    EXPECT_EQ(r.first.answer, 0);
-    r = skip("abc", "{");
-    ExpectAgree(r);
-    EXPECT_EQ(r.first.answer, eEof);
-}
-
+// On a stream the end of input is an end-of-file report; on a text it is silent.
 TEST_F(ByteLayer, ReadSpaceCountsBlanksAndPushesTheNextCharacterBack) {
-    std::string text = " \t\n x";
-    FILE* f = TextStream(text);
+    FILE* f = TextStream(" \t\n x");
     EXPECT_EQ(SdiffReadSpace(f), 4u);
     EXPECT_EQ(std::getc(f), 'x');
     std::fclose(f);
-
     SdifStringT* s = SdifStringNew();
     SdifStringAppend(s, "  y");
     EXPECT_EQ(SdiffReadSpacefromSdifString(s), 2u);
     EXPECT_EQ(SdifStringGetC(s), 'y');
     RecordReports rec;
-    EXPECT_EQ(SdiffReadSpacefromSdifString(s), 0u);  // the end of a text is silent
-    EXPECT_TRUE(rec.Reports().empty());
-    SdifStringFree(s);
-}
-
-TEST_F(ByteLayer, ReadSpaceReportsEndOfFileOnAStream) {
-    RecordReports rec;
     AllowFatal fatal;
-    std::string text = "  ";
-    FILE* f = TextStream(text);
+    EXPECT_EQ(SdiffReadSpacefromSdifString(s), 0u);
+    SdifStringFree(s);
+    EXPECT_TRUE(rec.Reports().empty());
+    f = TextStream("  ");
     EXPECT_EQ(SdiffReadSpace(f), 2u);
     std::fclose(f);
     EXPECT_EQ(rec.Tags(), (std::vector<int>{eEof}));
@@ -602,18 +456,14 @@ TEST_F(ByteLayer, ReadSpaceReportsEndOfFileOnAStream) {
 }
 
 TEST_F(ByteLayer, ScanReadsOneItemPerCallAndStopsAtTheFirstFailure) {
-    std::string text = "1.5 -2e1 3 x 4";
-    FILE* f = TextStream(text);
+    FILE* f = TextStream("1.5 -2e1 3 x 4");
     SdifFloat4 v[5] = {};
     EXPECT_EQ(SdiffScanFloat4(f, v, 5), 3u);
-    EXPECT_EQ(v[0], 1.5f);
-    EXPECT_EQ(v[1], -20.0f);
-    EXPECT_EQ(v[2], 3.0f);
+    EXPECT_EQ(std::vector<float>(v, v + 3), (std::vector<float>{1.5f, -20.0f, 3.0f}));
     EXPECT_EQ(SdiffScanFloat4(f, v, 0), 0u);
     std::fclose(f);
 
-    text = "-5 200 0x10 -3 65535 4000000000 2.25";
-    f = TextStream(text);
+    f = TextStream("-5 200 0x10 -3 65535 4000000000 2.25");  // %i reads hexadecimal
     SdifInt1 i1;
     SdifUInt1 u1;
     SdifInt4 i4;
@@ -621,34 +471,24 @@ TEST_F(ByteLayer, ScanReadsOneItemPerCallAndStopsAtTheFirstFailure) {
     SdifUInt2 u2;
     SdifUInt4 u4;
     SdifFloat8 f8;
-    EXPECT_EQ(SdiffScanInt1(f, &i1, 1), 1u);
-    EXPECT_EQ(SdiffScanUInt1(f, &u1, 1), 1u);
-    EXPECT_EQ(SdiffScanInt4(f, &i4, 1), 1u);  // %i reads hexadecimal
-    EXPECT_EQ(SdiffScanInt2(f, &i2, 1), 1u);
-    EXPECT_EQ(SdiffScanUInt2(f, &u2, 1), 1u);
-    EXPECT_EQ(SdiffScanUInt4(f, &u4, 1), 1u);
-    EXPECT_EQ(SdiffScanFloat8(f, &f8, 1), 1u);
+    const size_t n = SdiffScanInt1(f, &i1, 1) + SdiffScanUInt1(f, &u1, 1) +
+                     SdiffScanInt4(f, &i4, 1) + SdiffScanInt2(f, &i2, 1) +
+                     SdiffScanUInt2(f, &u2, 1) + SdiffScanUInt4(f, &u4, 1) +
+                     SdiffScanFloat8(f, &f8, 1);
+    EXPECT_EQ(n, 7u);
     EXPECT_EQ(SdiffScanFloat8(f, &f8, 1), 0u);  // end of input
     std::fclose(f);
-    EXPECT_EQ(i1, -5);
-    EXPECT_EQ(u1, 200);
-    EXPECT_EQ(i4, 16);
-    EXPECT_EQ(i2, -3);
-    EXPECT_EQ(u2, 65535);
-    EXPECT_EQ(u4, 4000000000u);
-    EXPECT_EQ(f8, 2.25);
+    EXPECT_EQ(std::make_tuple(int(i1), int(u1), i4, int(i2), int(u2), u4, f8),
+              std::make_tuple(-5, 200, 16, -3, 65535, 4000000000u, 2.25));
 }
 
 TEST_F(ByteLayer, ScanCharKeepsTheSecondCharacterOfABoundedWord) {
-    std::string text = "'x' 'y' '" + std::string(200, 'w') + "' 'z'";
-    FILE* f = TextStream(text);
+    FILE* f = TextStream("'x' 'y' '" + std::string(200, 'w') + "' 'z'");
     SdifChar c[4] = {};
     EXPECT_EQ(SdiffScanChar(f, c, 4), 4u);
     std::fclose(f);
-    EXPECT_EQ(c[0], 'x');
-    EXPECT_EQ(c[1], 'y');
-    EXPECT_EQ(c[2], 'w');  // the long word is cut at 63 characters: no overflow
-    EXPECT_EQ(c[3], 'w');  // and its rest is read as the next word
+    // the long word is cut at 63 characters (no overflow) and its rest read as the next word
+    EXPECT_EQ(std::string(c, 4), "xyww");
 }
 
 TEST_F(ByteLayer, StringToNVBlanksTabsAndLineFeedsInPlace) {
@@ -658,13 +498,10 @@ TEST_F(ByteLayer, StringToNVBlanksTabsAndLineFeedsInPlace) {
 }
 
 TEST_F(ByteLayer, BinOpenModes) {
-    EXPECT_EQ(SdiffBinOpen("x", 4), stdin);
-    EXPECT_EQ(SdiffBinOpen("x", 5), stdout);
-    EXPECT_EQ(SdiffBinOpen("x", 6), stderr);
-    EXPECT_EQ(SdiffBinOpen("x", 7), nullptr);
-    EXPECT_EQ(SdiffBinOpen("x", 0), nullptr);
-    EXPECT_EQ(SdiffBinOpen("/nonexistent/dir/file.sdif", 2), nullptr);
-
+    EXPECT_EQ(std::vector<FILE*>({SdiffBinOpen("x", 4), SdiffBinOpen("x", 5), SdiffBinOpen("x", 6),
+                                  SdiffBinOpen("x", 7), SdiffBinOpen("x", 0),
+                                  SdiffBinOpen("/nonexistent/dir/file.sdif", 2)}),
+              std::vector<FILE*>({stdin, stdout, stderr, nullptr, nullptr, nullptr}));
     std::string path = std::string(::testing::TempDir()) + "sdif_binopen_test.sdif";
     FILE* w = SdiffBinOpen(path.c_str(), 1);
     ASSERT_NE(w, nullptr);
@@ -674,11 +511,6 @@ TEST_F(ByteLayer, BinOpenModes) {
     ASSERT_NE(rw, nullptr);
     std::fputc('X', rw);
     SdiffBinClose(rw);
-    FILE* r = SdiffBinOpen(path.c_str(), 2);
-    ASSERT_NE(r, nullptr);
-    char buf[5] = {};
-    EXPECT_EQ(std::fread(buf, 1, 4, r), 4u);
-    EXPECT_STREQ(buf, "XDIF");
-    SdiffBinClose(r);
+    EXPECT_EQ(testsupport::ReadFile(path), "XDIF");
     std::remove(path.c_str());
 }

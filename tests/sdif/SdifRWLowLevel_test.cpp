@@ -471,10 +471,14 @@ TEST_F(ByteLayer, ScanReadsOneItemPerCallAndStopsAtTheFirstFailure) {
     SdifUInt2 u2;
     SdifUInt4 u4;
     SdifFloat8 f8;
-    const size_t n = SdiffScanInt1(f, &i1, 1) + SdiffScanUInt1(f, &u1, 1) +
-                     SdiffScanInt4(f, &i4, 1) + SdiffScanInt2(f, &i2, 1) +
-                     SdiffScanUInt2(f, &u2, 1) + SdiffScanUInt4(f, &u4, 1) +
-                     SdiffScanFloat8(f, &f8, 1);
+    // one statement each: the reads must come in this order
+    size_t n = SdiffScanInt1(f, &i1, 1);
+    n += SdiffScanUInt1(f, &u1, 1);
+    n += SdiffScanInt4(f, &i4, 1);
+    n += SdiffScanInt2(f, &i2, 1);
+    n += SdiffScanUInt2(f, &u2, 1);
+    n += SdiffScanUInt4(f, &u4, 1);
+    n += SdiffScanFloat8(f, &f8, 1);
     EXPECT_EQ(n, 7u);
     EXPECT_EQ(SdiffScanFloat8(f, &f8, 1), 0u);  // end of input
     std::fclose(f);

@@ -1,8 +1,7 @@
-// Writing frames and matrices: sizes, byte images checked with an
-// independent decoder, a file of mixed cell types read back, and
+// Writing frames and matrices: sizes, byte images built by hand without the
+// library, a file of mixed cell types read back, and
 // size patches on a file and on a pipe.
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -12,10 +11,7 @@
 using sdiftest::CaptureSdifStdErr;
 using sdiftest::OpenAtFirstFrame;
 using sdiftest::RecordReports;
-using testsupport::BE16;
 using testsupport::BE32;
-using testsupport::BEF32;
-using testsupport::BEF64;
 using testsupport::Sig;
 
 namespace {
@@ -31,6 +27,15 @@ SdifFileT* OpenToWrite(const std::string& path) {
 bool NextFrame(SdifFileT* f) {
     size_t nb = 0;
     return SdifFGetSignature(f, &nb) == 1;
+}
+
+// The cells of the current matrix data, row by row.
+std::vector<double> Cells(SdifMatrixDataT* d) {
+    std::vector<double> v;
+    for (SdifUInt4 r = 1; r <= d->Header->NbRow; r++)
+        for (SdifUInt4 c = 1; c <= d->Header->NbCol; c++)
+            v.push_back(SdifMatrixDataGetValue(d, r, c));
+    return v;
 }
 
 // The cells of the mixed file below.
@@ -87,81 +92,40 @@ void WriteMixedFile(const std::string& path) {
 }  // namespace
 
 TEST_F(FramesWrite, SizesCountHeaderCellsAndPadding) {
-    EXPECT_EQ(SdifSizeOfFrameHeader(), 16u);
-    EXPECT_EQ(SdifSizeOfMatrixHeader(), 16u);
-    EXPECT_EQ(SdifSizeOfMatrix(eFloat4, 1, 3), 32u);  // 12 bytes of cells, 4 of padding
-    EXPECT_EQ(SdifSizeOfMatrix(eFloat4, 3, 4), 64u);
-    EXPECT_EQ(SdifSizeOfMatrix(eInt2, 1, 3), 24u);
-    EXPECT_EQ(SdifSizeOfMatrix(eText, 5, 1), 24u);
-    EXPECT_EQ(SdifSizeOfMatrix(eFloat8, 0, 7), 16u);
     SdifMatrixHeaderT h = {Sig("1NRG"), eInt2, 3, 5};
-    EXPECT_EQ(SdifSizeOfMatrixData(&h), 30u);
-}
-
-TEST_F(FramesWrite, FrameOfOneMatrixCarriesItsSizeAndBigEndianCells) {
-    const std::string path = testsupport::TempPath("one.sdif");
-    SdifFileT* f = OpenToWrite(path);
-    ASSERT_NE(f, nullptr);
-    SdifFloat4 cells[12];
-    for (int i = 0; i < 12; i++) cells[i] = 0.5f * i - 1.0f;
-    SdifFloat4 copy[12];
-    std::memcpy(copy, cells, sizeof cells);
-    // Size 16 + 16 + 48 = 80; the frame takes 88 bytes.
-    EXPECT_EQ(
-        SdifFWriteFrameAndOneMatrix(f, Sig("1TRC"), 0, 0.5, Sig("1TRC"), eFloat4, 3, 4, cells),
-        88u);
-    EXPECT_EQ(std::memcmp(copy, cells, sizeof cells), 0);  // the caller's array is left alone
-    SdifFClose(f);
-
-    const std::string b = testsupport::ReadFile(path);
-    ASSERT_EQ(b.size(), 16u + 88u);
-    EXPECT_EQ(b.substr(16, 4), "1TRC");
-    EXPECT_EQ(BE32(b, 20), 80u);
-    EXPECT_EQ(BEF64(b, 24), 0.5);
-    EXPECT_EQ(BE32(b, 32), 0u);  // stream
-    EXPECT_EQ(BE32(b, 36), 1u);  // matrices
-    EXPECT_EQ(b.substr(40, 4), "1TRC");
-    EXPECT_EQ(BE32(b, 44), 4u);
-    EXPECT_EQ(BE32(b, 48), 3u);
-    EXPECT_EQ(BE32(b, 52), 4u);
-    for (int i = 0; i < 12; i++) EXPECT_EQ(BEF32(b, 56 + 4 * i), cells[i]);
+    // Float4 1 x 3: 12 bytes of cells, 4 of padding
+    EXPECT_EQ(std::vector<size_t>({SdifSizeOfFrameHeader(), SdifSizeOfMatrixHeader(),
+                                   SdifSizeOfMatrix(eFloat4, 1, 3), SdifSizeOfMatrix(eFloat4, 3, 4),
+                                   SdifSizeOfMatrix(eInt2, 1, 3), SdifSizeOfMatrix(eText, 5, 1),
+                                   SdifSizeOfMatrix(eFloat8, 0, 7), SdifSizeOfMatrixData(&h)}),
+              std::vector<size_t>({16, 16, 32, 64, 24, 24, 16, 30}));
 }
 
 TEST_F(FramesWrite, MixedCellTypesLieOnDiskAsWritten) {
     const std::string path = testsupport::TempPath("mixed-bytes.sdif");
     WriteMixedFile(path);
-    const std::string b = testsupport::ReadFile(path);
-    // Frame 1 at 16, its size patched to 16 + 32 + 24 + 24 + 24.
-    EXPECT_EQ(b.substr(16, 4), "1NRG");
-    EXPECT_EQ(BE32(b, 20), 120u);
-    EXPECT_EQ(BE32(b, 32), 3u);
-    EXPECT_EQ(BE32(b, 36), 4u);
-    EXPECT_EQ(BEF64(b, 56), 2.0);
-    EXPECT_EQ(BEF64(b, 64), 0.125);
-    EXPECT_EQ(b.substr(72, 4), "1NRG");
-    EXPECT_EQ(BE32(b, 76), 0x0102u);
-    EXPECT_EQ(BE16(b, 88), 0xFFFFu);
-    EXPECT_EQ(BE16(b, 90), 300u);
-    EXPECT_EQ(BE16(b, 92), 0x8000u);
-    EXPECT_EQ(BE16(b, 94), 0u);  // padding
-    EXPECT_EQ(BEF32(b, 112), 1024.0f);
-    EXPECT_EQ(b.substr(120, 4), "1WIN");
-    EXPECT_EQ(b.substr(136, 8), std::string("\x00\x40\x80\xC0\xFF\x00\x00\x00", 8));
-    // Frame 2: the text and its NUL, 8 bytes, no padding.
-    EXPECT_EQ(b.substr(144, 4), "1MRK");
-    EXPECT_EQ(BE32(b, 148), 16u + 24u);
-    EXPECT_EQ(b.substr(168, 4), "1LAB");
-    EXPECT_EQ(BE32(b, 172), 0x0301u);
-    EXPECT_EQ(BE32(b, 176), 8u);
-    EXPECT_EQ(b.substr(184, 8), std::string(kLabel, 8));
-    // Frames 3, 4, 5 follow; the file ends with the last padding.
-    const std::vector<testsupport::RawFrame> raw = testsupport::RawFrames(b, true);
-    ASSERT_EQ(raw.size(), 5u);
-    EXPECT_EQ(raw[3].size, 16u + 16u + 64u);
-    EXPECT_EQ(BEF64(b, raw[3].matrices[0].data + 8 * 5), 880.25);
-    EXPECT_EQ(raw[4].size, 16u + 24u + 24u);
-    EXPECT_EQ(BE32(b, raw[4].matrices[0].data), 7u);
-    EXPECT_EQ(raw[4].at + 8 + raw[4].size, b.size());
+    // Built by hand: frame 1's size patched to 16 + 32 + 24 + 24 + 24, Int2
+    // and UInt1 cells padded, the text and its NUL 8 bytes without padding.
+    std::string want = testsupport::SdifHeader();
+    testsupport::PutFrameHeader(want, "1NRG", 120, 0.25, 3, 4);
+    testsupport::PutMatrixHeader(want, "INRG", eFloat8, 1, 2);
+    for (double v : kInrg) testsupport::PutF64(want, v);
+    testsupport::PutMatrixHeader(want, "1NRG", eInt2, 1, 3);
+    want += std::string("\xFF\xFF\x01\x2C\x80\x00\x00\x00", 8);
+    testsupport::PutMatrixHeader(want, "IWIN", eFloat4, 1, 2);
+    for (float v : kIwin) testsupport::PutF32(want, v);
+    testsupport::PutMatrixHeader(want, "1WIN", eUInt1, 5, 1);
+    want += std::string("\x00\x40\x80\xC0\xFF\x00\x00\x00", 8);
+    want += testsupport::FrameBytes(
+        "1MRK", 1, 1, testsupport::TextMatrixBytes("1LAB", std::string(kLabel, 8)), 0.5);
+    want += testsupport::SdifFrame(
+        "1TRC", 2, 0.625, {{"1TRC", eFloat4, 2, 4, std::vector<double>(kTrc4, kTrc4 + 8)}});
+    want += testsupport::SdifFrame(
+        "1TRC", 2, 0.75,
+        {{"1TRC", eFloat8, 2, 4, std::vector<double>(&kTrc8[0][0], &kTrc8[0][0] + 8)}});
+    want += testsupport::SdifFrame("1MRK", 1, 1.0,
+                                   {{"1BEG", eInt4, 1, 1, {7}}, {"1END", eInt4, 1, 1, {7}}});
+    EXPECT_EQ(testsupport::ReadFile(path), want);
 }
 
 TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
@@ -170,25 +134,19 @@ TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
     RecordReports rec;
     SdifFileT* f = OpenAtFirstFrame(path);
     ASSERT_NE(f, nullptr);
-    SdifMatrixDataT* d = nullptr;
-
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
-    EXPECT_EQ(f->CurrFramH->NbMatrix, 4u);
-    EXPECT_EQ(f->CurrFramH->NumID, 3u);
-    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
-    EXPECT_EQ(SdifFReadMatrixData(f), 16u);
-    d = f->CurrMtrxData;
-    EXPECT_EQ(SdifMatrixDataGetValue(d, 1, 2), 0.125);
-    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
-    EXPECT_EQ(f->CurrMtrxH->DataType, eInt2);
-    EXPECT_EQ(SdifFReadMatrixData(f), 6u + 2u);
-    for (SdifUInt4 c = 1; c <= 3; c++) EXPECT_EQ(SdifMatrixDataGetValue(d, 1, c), kNrg[c - 1]);
-    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
-    EXPECT_EQ(SdifFReadMatrixData(f), 8u);
-    EXPECT_EQ(SdifMatrixDataGetValue(d, 1, 1), 1024.0);
-    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
-    EXPECT_EQ(SdifFReadMatrixData(f), 5u + 3u);
-    for (SdifUInt4 r = 1; r <= 5; r++) EXPECT_EQ(SdifMatrixDataGetValue(d, r, 1), kWin[r - 1]);
+    EXPECT_EQ(std::make_pair(f->CurrFramH->NbMatrix, f->CurrFramH->NumID), std::make_pair(4u, 3u));
+    // each matrix's bytes read with their padding, the cells as numbers
+    const std::vector<std::pair<size_t, std::vector<double>>> first = {
+        {16, {2.0, 0.125}},
+        {6 + 2, {-1, 300, -32768}},
+        {8, {1024, 0.5}},
+        {5 + 3, {0, 64, 128, 192, 255}}};
+    for (const auto& [bytes, cells] : first) {
+        ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
+        EXPECT_EQ(SdifFReadMatrixData(f), bytes);
+        EXPECT_EQ(Cells(f->CurrMtrxData), cells);
+    }
 
     ASSERT_TRUE(NextFrame(f));
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -211,9 +169,7 @@ TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
     EXPECT_EQ(f->CurrFramH->Time, 0.75);
     ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
     EXPECT_EQ(SdifFReadMatrixData(f), 64u);
-    for (SdifUInt4 r = 1; r <= 2; r++)
-        for (SdifUInt4 c = 1; c <= 4; c++)
-            EXPECT_EQ(SdifMatrixDataGetValue(d, r, c), kTrc8[r - 1][c - 1]);
+    EXPECT_EQ(Cells(f->CurrMtrxData), std::vector<double>(&kTrc8[0][0], &kTrc8[0][0] + 8));
 
     ASSERT_TRUE(NextFrame(f));
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -240,12 +196,9 @@ TEST_F(FramesWrite, ChunkSizeIsPatchedInPlaceAndWritingGoesOnAtTheEnd) {
     EXPECT_EQ(ftell(f->Stream), 16 + 8 + 11);
     EXPECT_EQ(SdifFWritePadding(f, 5), 5u);
     SdifFClose(f);
-    const std::string b = testsupport::ReadFile(path);
-    ASSERT_EQ(b.size(), 16u + 8u + 11u + 5u);
-    EXPECT_EQ(b.substr(16, 4), "1TYP");
-    EXPECT_EQ(BE32(b, 20), 11u);
-    EXPECT_EQ(b.substr(24, 11), "{ 1MTD }   ");
-    EXPECT_EQ(b.substr(35), std::string(5, '\0'));
+    std::string want = testsupport::SdifHeader() + "1TYP";
+    testsupport::PutU32(want, 11);
+    EXPECT_EQ(testsupport::ReadFile(path), want + "{ 1MTD }   " + std::string(5, '\0'));
 }
 
 TEST_F(FramesWrite, UnhandledCellTypeWritesTheRowAsFloat4WithTheFallbackText) {
@@ -263,11 +216,11 @@ TEST_F(FramesWrite, UnhandledCellTypeWritesTheRowAsFloat4WithTheFallbackText) {
     EXPECT_EQ(RecordReports::LastMessage(),
               "Type of data not actualy supported : OneRow 0x0108, then Float4 used");
     SdifFClose(f);
-    const std::string b = testsupport::ReadFile(path);
-    ASSERT_EQ(b.size(), 16u + 16u + 8u);
-    EXPECT_EQ(BE32(b, 20), 0x0108u);
-    EXPECT_EQ(BEF32(b, 32), 1.5f);
-    EXPECT_EQ(BEF32(b, 36), -2.0f);
+    std::string want = testsupport::SdifHeader();
+    testsupport::PutMatrixHeader(want, "1TRC", eInt8, 1, 2);
+    testsupport::PutF32(want, 1.5f);
+    testsupport::PutF32(want, -2.0f);
+    EXPECT_EQ(testsupport::ReadFile(path), want);
 }
 
 TEST_F(FramesWrite, FramesWrittenToAPipeKeepTheirUnknownSizeAndAreWalkedMatrixByMatrix) {

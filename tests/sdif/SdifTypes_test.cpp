@@ -9,6 +9,7 @@
 #include <cstring>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "SdifTestEnv.h"
@@ -164,21 +165,20 @@ TEST_F(SdifTypes, FirstUseOfAPredefinedSignatureCreatesALinkedFileType) {
     SdifMatrixTypeT* trc = SdifTestMatrixType(f, Sig("1TRC"));
     ASSERT_NE(trc, nullptr);
     EXPECT_EQ(trc, SdifFGetMatrixType(f, Sig("1TRC")));
-    EXPECT_EQ(trc->MatrixTypePre,
-              SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, Sig("1TRC")));
-    EXPECT_EQ(4u, trc->NbColumnDef);
-    EXPECT_EQ(0u, SdifListGetNbData(trc->ColumnUserList));
-    EXPECT_EQ(eCanModif, trc->ModifMode);
     EXPECT_EQ(trc, SdifTestMatrixType(f, Sig("1TRC")));  // found, not made again
-
+    EXPECT_EQ(
+        std::make_tuple(trc->MatrixTypePre, trc->NbColumnDef,
+                        SdifListGetNbData(trc->ColumnUserList), trc->ModifMode),
+        std::make_tuple(SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, Sig("1TRC")), 4u,
+                        0u, eCanModif));
     SdifFrameTypeT* mrk = SdifTestFrameType(f, Sig("1MRK"));
     ASSERT_NE(mrk, nullptr);
-    EXPECT_EQ(7u, mrk->NbComponent);
-    EXPECT_EQ(0u, mrk->NbComponentUse);
-    EXPECT_EQ(Sig("1END"), SdifFrameTypeGetNthComponent(mrk, 2)->MtrxS);
     // nothing of the file's own yet: no 1TYP chunk would be written
-    EXPECT_EQ(0, SdifExistUserMatrixType(f->MatrixTypesTable));
-    EXPECT_EQ(0, SdifExistUserFrameType(f->FrameTypesTable));
+    EXPECT_EQ(std::make_tuple(mrk->NbComponent, mrk->NbComponentUse,
+                              SdifFrameTypeGetNthComponent(mrk, 2)->MtrxS,
+                              SdifExistUserMatrixType(f->MatrixTypesTable),
+                              SdifExistUserFrameType(f->FrameTypesTable)),
+              std::make_tuple(7u, 0u, Sig("1END"), 0, 0));
 }
 
 TEST_F(SdifTypes, UnknownSignatureIsReportedUndefined) {
@@ -188,9 +188,9 @@ TEST_F(SdifTypes, UnknownSignatureIsReportedUndefined) {
     EXPECT_EQ(eUnDefined, SdifFLastErrorTag(f));
     EXPECT_EQ("Matrix Type : 'ABCD' (0x41424344) undefined", RecordReports::LastMessage());
     EXPECT_EQ(SdifTestFrameType(f, Sig("WXYZ")), nullptr);
-    EXPECT_EQ(eUnDefined, SdifFLastErrorTag(f));
-    EXPECT_EQ(0u, f->MatrixTypesTable->NbOfData);
-    EXPECT_EQ(0u, f->FrameTypesTable->NbOfData);
+    EXPECT_EQ(std::make_tuple(SdifFLastErrorTag(f), f->MatrixTypesTable->NbOfData,
+                              f->FrameTypesTable->NbOfData),
+              std::make_tuple(eUnDefined, 0u, 0u));
 }
 
 TEST_F(SdifTypes, PredefinedTypeOfAnotherSignatureIsNotLinked) {
@@ -198,8 +198,8 @@ TEST_F(SdifTypes, PredefinedTypeOfAnotherSignatureIsNotLinked) {
     SdifMatrixTypeT* trc = SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, Sig("1TRC"));
     SdifMatrixTypeT* type = SdifCreateMatrixType(Sig("1HRM"), trc);
     ASSERT_NE(type, nullptr);
-    EXPECT_EQ(type->MatrixTypePre, nullptr);
-    EXPECT_EQ(0u, type->NbColumnDef);
+    EXPECT_EQ(std::make_pair(type->MatrixTypePre == nullptr, type->NbColumnDef),
+              std::make_pair(true, 0u));
     ASSERT_EQ(std::vector<int>{eInvalidPredefinedType}, RecordReports::Tags());
     EXPECT_EQ("Invalid Predefined Type : '1TRC'(Pre) != '1HRM'", RecordReports::LastMessage());
     SdifKillMatrixType(type);
@@ -211,53 +211,19 @@ TEST_F(SdifTypes, ExtendingOneTRCWithExtraGivesItAFifthColumn) {
     TypesFile f;
     f.Declare("1MTD 1TRC {Extra}");
     SdifMatrixTypeT* trc = SdifFGetMatrixType(f, Sig("1TRC"));
+    ExpectColumns(trc, "Index, Frequency, Amplitude, Phase, Extra", "1TRC");
     ASSERT_NE(trc, nullptr);
-    EXPECT_EQ(5u, trc->NbColumnDef);
-    EXPECT_EQ(5u, SdifMatrixTypeGetNumColumnDef(trc, "Extra"));
-    EXPECT_STREQ("Extra", SdifMatrixTypeGetColumnName(trc, 5));
-    EXPECT_STREQ("Index", SdifMatrixTypeGetColumnName(trc, 1));
-    EXPECT_STREQ("Phase", SdifMatrixTypeGetColumnName(trc, 4));
-    EXPECT_EQ(eNoModif, trc->ModifMode);
-    EXPECT_EQ(1, SdifExistUserMatrixType(f->MatrixTypesTable));
     // the predefined type itself is untouched
-    EXPECT_EQ(4u, trc->MatrixTypePre->NbColumnDef);
-    EXPECT_EQ(0u, SdifFNumErrors(f, eMessage));
+    EXPECT_EQ(std::make_tuple(trc->ModifMode, SdifExistUserMatrixType(f->MatrixTypesTable),
+                              trc->MatrixTypePre->NbColumnDef, SdifFNumErrors(f, eMessage)),
+              std::make_tuple(eNoModif, 1, 4u, 0u));
 }
 
-TEST_F(SdifTypes, NewMatrixAndFrameTypesAreNumberedFromOne) {
-    TypesFile f;
-    f.Declare(
-        "1MTD XNEW {Alpha, Beta,Gamma }\n"
-        "1FTD XFRM {XNEW NewOne; 1TRC Tracks;}\n");
-    SdifMatrixTypeT* m = SdifFGetMatrixType(f, Sig("XNEW"));
-    ExpectColumns(m, "Alpha, Beta, Gamma", "XNEW");
-    SdifFrameTypeT* fr = SdifFGetFrameType(f, Sig("XFRM"));
-    ExpectComponents(fr, "XNEW NewOne; 1TRC Tracks", "XFRM");
-    ASSERT_NE(fr, nullptr);
-    EXPECT_EQ(2u, fr->NbComponentUse);
-    EXPECT_EQ(fr->FrameTypePre, nullptr);
-    EXPECT_EQ(0u, SdifFNumErrors(f, eMessage));
-}
-
-TEST_F(SdifTypes, FrameComponentsContinueAfterThePredefinedOnes) {
-    TypesFile f;
-    // the object layer writes its declarations without a blank after the keyword
-    f.Declare("1FTD1MRK { 1TRC chord_seq_partials;  }\n");
-    SdifFrameTypeT* mrk = SdifFGetFrameType(f, Sig("1MRK"));
-    ASSERT_NE(mrk, nullptr);
-    EXPECT_EQ(8u, mrk->NbComponent);
-    EXPECT_EQ(1u, mrk->NbComponentUse);
-    SdifComponentT* c = SdifFrameTypeGetNthComponent(mrk, 8);
-    ASSERT_NE(c, nullptr);
-    EXPECT_EQ(Sig("1TRC"), c->MtrxS);
-    EXPECT_STREQ("chord_seq_partials", c->Name);
-    EXPECT_STREQ("SegmentStart", SdifFrameTypeGetNthComponent(mrk, 1)->Name);
-    EXPECT_EQ(0u, SdifFNumErrors(f, eMessage));
-}
-
-// A refused declaration or component is reported and reading goes on: the
-// types end as listed ("" for a type left without columns or components).
-TEST_F(SdifTypes, RefusedDeclarationsAreReportedAndReadingGoesOn) {
+// Declarations read: new types numbered from 1, components after the
+// predefined ones; a refused declaration or component is reported and reading
+// goes on. The types end as listed ("" for one left without columns or
+// components).
+TEST_F(SdifTypes, DeclarationsAreReadAndRefusedOnesReportedAndReadingGoesOn) {
     using Types = std::vector<std::pair<const char*, const char*>>;
     const struct {
         const char* text;
@@ -265,6 +231,25 @@ TEST_F(SdifTypes, RefusedDeclarationsAreReportedAndReadingGoesOn) {
         std::vector<std::string> messages;  // found in order in the reports
         Types matrices, frames;
     } cases[] = {
+        {"1MTD XNEW {Alpha, Beta,Gamma }\n1FTD XFRM {XNEW NewOne; 1TRC Tracks;}\n",
+         {},
+         {},
+         {{"XNEW", "Alpha, Beta, Gamma"}},
+         {{"XFRM", "XNEW NewOne; 1TRC Tracks"}}},
+        // the object layer writes its declarations without a blank after the keyword
+        {"1FTD1MRK { 1TRC chord_seq_partials;  }\n",
+         {},
+         {},
+         {},
+         {{"1MRK",
+           "1BEG SegmentStart; 1END SegmentEnd; 1SEG Segmentation; 1LAB Label; "
+           "1PEM PeriodMarker; ITMR TransientMarkerRepresentation; "
+           "ITMI TransientMarkerIdentifier; 1TRC chord_seq_partials"}}},
+        {"1FTD XAAA {1TRC}\n1MTD XNEW {A}\n",
+         {eSyntax},
+         {"Syntax error: Incomplete Component : '1TRC}'"},
+         {{"XNEW", "A"}},
+         {}},
         // a second declaration of a type; the first is kept
         {"1MTD XNEW {A, B}\n1MTD XNEW {C}\n1MTD XTWO {D}\n"
          "1FTD XFRM {XNEW One;}\n1FTD XFRM {XTWO Two;}\n",
@@ -328,25 +313,17 @@ TEST_F(SdifTypes, ClosedTypeRefusesNewColumnsAndComponents) {
     TypesFile f;
     f.Declare("1MTD XNEW {A}\n1FTD XFRM {XNEW One;}\n");
     SdifMatrixTypeT* m = SdifFGetMatrixType(f, Sig("XNEW"));
-    EXPECT_EQ(SdifMatrixTypeInsertTailColumnDef(m, "B"), nullptr);
-    EXPECT_EQ(eTypeDefinedYet, RecordReports::Reports().back().tag);
-    EXPECT_EQ("Type has been defined yet: 'XNEW'", RecordReports::LastMessage());
-    EXPECT_EQ(1u, m->NbColumnDef);
     SdifFrameTypeT* fr = SdifFGetFrameType(f, Sig("XFRM"));
+    EXPECT_EQ(SdifMatrixTypeInsertTailColumnDef(m, "B"), nullptr);
+    EXPECT_EQ("Type has been defined yet: 'XNEW'", RecordReports::LastMessage());
     EXPECT_EQ(SdifFrameTypePutComponent(fr, Sig("1TRC"), "Two"), nullptr);
-    EXPECT_EQ(eTypeDefinedYet, RecordReports::Reports().back().tag);
-    EXPECT_EQ(1u, fr->NbComponent);
+    EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eTypeDefinedYet, eTypeDefinedYet}));
+    EXPECT_EQ(std::make_pair(m->NbColumnDef, fr->NbComponent), std::make_pair(1u, 1u));
 }
 
-TEST_F(SdifTypes, MalformedComponentsAreReportedAndReadingGoesOn) {
+TEST_F(SdifTypes, UnfinishedComponentIsReportedAndReadingGoesOn) {
     RecordReports rec;
     TypesFile f;
-    f.Declare("1FTD XAAA {1TRC}\n1MTD XNEW {A}\n");
-    ASSERT_EQ(std::vector<int>{eSyntax}, RecordReports::Tags());
-    EXPECT_EQ("Syntax error: Incomplete Component : '1TRC}'", RecordReports::LastMessage());
-    EXPECT_NE(SdifFGetMatrixType(f, Sig("XNEW")), nullptr);
-
-    RecordReports::Reports().clear();
     f.Declare("1FTD XBBB {1TRC Tracks 1HRM Harm; 1PIC Peaks;}\n1MTD XTWO {B}\n");
     std::vector<int> tags = RecordReports::Tags();
     ASSERT_FALSE(tags.empty());
@@ -362,10 +339,10 @@ TEST_F(SdifTypes, StringFormStopsAtAClosingBrace) {
     SdifStringT* s = SdifStringNew();
     SdifStringAppend(s, "1MTD XNEW {A}\n}\n1MTD XTWO {B}\n");
     size_t n = SdifFGetAllTypefromSdifString(f, s);
-    EXPECT_EQ(static_cast<size_t>(s->NbCharRead), n);
-    EXPECT_EQ(std::string("1MTD XNEW {A}\n}").size(), n);
-    EXPECT_NE(SdifFGetMatrixType(f, Sig("XNEW")), nullptr);
-    EXPECT_EQ(SdifFGetMatrixType(f, Sig("XTWO")), nullptr);
+    EXPECT_EQ(
+        std::make_tuple(n, size_t(s->NbCharRead), SdifFGetMatrixType(f, Sig("XNEW")) != nullptr,
+                        SdifFGetMatrixType(f, Sig("XTWO")) != nullptr),
+        std::make_tuple(std::string("1MTD XNEW {A}\n}").size(), n, true, false));
     SdifStringFree(s);
 }
 
@@ -397,12 +374,10 @@ TEST_F(SdifTypes, OwnTypesRenderAsDeclarationsThatReadBackTheSame) {
     EXPECT_EQ(2, SdifFAllMatrixTypeToSdifString(a, text));
     EXPECT_EQ(2, SdifFAllFrameTypeToSdifString(a, text));
     std::string rendered = text->str;
-    EXPECT_NE(rendered.find("1MTD 1TRC {Extra, More }\n"), std::string::npos) << rendered;
-    EXPECT_NE(rendered.find("1MTD XNEW {Alpha }\n"), std::string::npos) << rendered;
-    EXPECT_NE(rendered.find("1FTD 1MRK {1TRC chord_seq_partials;  }\n"), std::string::npos)
-        << rendered;
-    EXPECT_NE(rendered.find("1FTD XFRM {XNEW First; 1TRC Second;  }\n"), std::string::npos)
-        << rendered;
+    for (const char* line :
+         {"1MTD 1TRC {Extra, More }\n", "1MTD XNEW {Alpha }\n",
+          "1FTD 1MRK {1TRC chord_seq_partials;  }\n", "1FTD XFRM {XNEW First; 1TRC Second;  }\n"})
+        EXPECT_NE(rendered.find(line), std::string::npos) << line << " in " << rendered;
     EXPECT_EQ(rendered.find("1HRM"), std::string::npos) << rendered;
 
     TypesFile b;
@@ -445,12 +420,11 @@ TEST_F(SdifTypes, OneTYPChunkWrittenWithAFileReadsBack) {
     CaptureSdifStdErr err;
     EXPECT_EQ(16u, SdifFReadGeneralHeader(r));
     EXPECT_EQ(bytes.size() - 16, SdifFReadAllASCIIChunks(r));
-    EXPECT_EQ(0u, r->CurrSignature);  // nothing after the chunk
-    EXPECT_EQ("", err.Text());
-    EXPECT_EQ(1, r->TypeDefPass);
-    SdifMatrixTypeT* trc = SdifFGetMatrixType(r, Sig("1TRC"));
-    ASSERT_NE(trc, nullptr);
-    EXPECT_EQ(5u, SdifMatrixTypeGetNumColumnDef(trc, "Extra"));
+    // nothing after the chunk, no notice
+    EXPECT_EQ(std::make_tuple(r->CurrSignature, err.Text(), r->TypeDefPass),
+              std::make_tuple(0u, std::string(), 1));
+    ExpectColumns(SdifFGetMatrixType(r, Sig("1TRC")), "Index, Frequency, Amplitude, Phase, Extra",
+                  "1TRC");
     ExpectColumns(SdifFGetMatrixType(r, Sig("XNEW")), "A, B", "XNEW");
     ExpectComponents(SdifFGetFrameType(r, Sig("XFRM")), "XNEW Pair", "XFRM");
     SdifFClose(r);

@@ -2,19 +2,16 @@
 // stock, hash tables, signature tables and string helpers.
 #include <algorithm>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "SdifTestEnv.h"
 
-using sdiftest::AllowFatal;
-using sdiftest::RecordReports;
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
 class Containers : public ::testing::Test {
    protected:
-    void SetUp() override { sdiftest::StartByteLayerOnly(); }
+    void SetUp() override { StartByteLayerOnly(); }
 };
 
 std::vector<int> gKilled;

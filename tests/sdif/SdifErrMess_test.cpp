@@ -1,24 +1,18 @@
 // Error reporting: the composed diagnostic, dispatch by level, the per-file
 // list and counters, and the default callbacks.
-#include <cstdio>
 #include <functional>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include "SdifTestEnv.h"
 
-using sdiftest::AllowFatal;
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::RecordReports;
-using sdiftest::StreamFile;
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
 class ErrMess : public ::testing::Test {
    protected:
     void SetUp() override {
-        sdiftest::StartByteLayerOnly();
+        StartByteLayerOnly();
         SdifEnableErrorOutput();
     }
     void TearDown() override { SdifEnableErrorOutput(); }
@@ -177,7 +171,7 @@ TEST_F(ErrMess, FatalCallsTheErrorCallbackThenTheExitCallback) {
     EXPECT_EQ(SdifFError(file.get(), eAllocFail, "buf", "SdifMatrix.cpp", 42), 1u);
     EXPECT_EQ(SdifFError(file.get(), eReDefined, "1TRC", "SdifFile.cpp", 7), 1u);
     SdifSetErrorFunc(SdifDefaultErrorFunc);
-    sdiftest::InstallTestExit();
+    InstallTestExit();
     EXPECT_EQ(gCalls, (std::vector<std::string>{"error 22 SdifMatrix.cpp:42 buf", "exit",
                                                 "error 5 SdifFile.cpp:7 1TRC"}));
 }

@@ -2,27 +2,13 @@
 // library offers (whole matrices, rows, skips, through a pipe), the matrix
 // header test, and truncated or lying files.
 #include <cmath>
-#include <cstdio>
-#include <string>
-#include <vector>
 
 #include "SdifTestEnv.h"
-#include "TestSupport.h"
 
-using sdiftest::AllowFatal;
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::OpenAtFirstFrame;
-using sdiftest::RecordReports;
-using testsupport::BEF32;
-using testsupport::PutF32;
-using testsupport::PutFrameHeader;
-using testsupport::PutMatrixHeader;
-using testsupport::RawFrame;
-using testsupport::SdifHeader;
-using testsupport::Sig;
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
 // What the data README and hetro's options say of each file: frames and rows
 // per frame as asked; the hop is the length of the sound over the number of
 // frames; hetro writes stream 1, the -s0 copies have it rewritten to 0.
@@ -38,7 +24,7 @@ const DataFile kFiles[] = {{"saw-s0.sdif", 256, 40, 1.0, 0},
                            {"sweep-s0.sdif", 512, 8, 2.0, 0},
                            {"tone-s1.sdif", 256, 10, 1.0, 1}};
 
-class FramesRead : public sdiftest::SdifLibraryTest {};
+class FramesRead : public SdifLibraryTest {};
 
 // A general header, then one frame header and one matrix header with the
 // given fields, then the Float4 cells (padding included where wanted).
@@ -67,9 +53,9 @@ size_t CellAt(const RawFrame& r, uint32_t row, uint32_t col) {
 TEST_F(FramesRead, EveryFrameOfTheAnalysisFilesAgreesWithItsBytes) {
     for (const DataFile& d : kFiles) {
         SCOPED_TRACE(d.name);
-        const std::string path = testsupport::DataPath(d.name);
-        const std::string bytes = testsupport::ReadFile(path);
-        const std::vector<RawFrame> raw = testsupport::RawFrames(bytes, true);
+        const std::string path = DataPath(d.name);
+        const std::string bytes = ReadFile(path);
+        const std::vector<RawFrame> raw = RawFrames(bytes, true);
         ASSERT_EQ(raw.size(), size_t(d.frames));
 
         RecordReports rec;
@@ -145,7 +131,7 @@ TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
         SCOPED_TRACE(c.type);
         std::string b =
             OneMatrix(16 + 16 + 16, 1, "1TRC", c.type, 1, 4, {1.0f, 440.0f, 0.5f, 0.0f});
-        SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("int8.sdif", b));
+        SdifFileT* f = OpenAtFirstFrame(SaveTemp("int8.sdif", b));
         ASSERT_NE(f, nullptr);
         RecordReports rec;
         CaptureSdifStdErr notices;
@@ -168,7 +154,7 @@ TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
 
 TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
     std::string b = OneMatrix(16 + 16 + 24, 1, "1PIC", eFloat4, 1, 6, {0, 1, 2, 3, 4, 5}, 0.0);
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("pic-in-trc.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("pic-in-trc.sdif", b));
     RecordReports rec;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
@@ -190,7 +176,7 @@ TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
     for (int i = 0; i < 6; i++) PutF32(b, 2.0f);
     b += OneMatrix(16 + 16 + 16, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 3.0f), 0.1)
              .substr(16);
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("twice.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("twice.sdif", b));
     RecordReports rec;
     size_t nb = 0;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -222,7 +208,7 @@ TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4)
     // Repeated, so rejected before its Int8 type is replaced: 2 cells of 8 bytes.
     PutMatrixHeader(b, "1TRC", 0x0108, 1, 2);
     for (float v : {5.0f, 6.0f, 0.0f, 0.0f}) PutF32(b, v);
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("rejected-int8.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("rejected-int8.sdif", b));
     RecordReports rec;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
@@ -241,7 +227,7 @@ TEST_F(FramesRead, RowOfARejectedHeaderTakesItsTypeAndReadsAnUnknownOneAsFloat4)
 TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
     std::string b = OneMatrix(16 + 16 + 16, 1, "QQQQ", eFloat4, 1, 3, std::vector<float>(4, 0.0f),
                               0.0);  // 3 cells and the padding
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("qqqq.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("qqqq.sdif", b));
     RecordReports rec;
     size_t nb = 0;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -260,7 +246,7 @@ TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
 TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
     std::string b = OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 0x40000000, 4,
                               std::vector<float>(4, 1.0f));  // 16 GiB of cells
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("rows.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("rows.sdif", b));
     RecordReports rec;
     AllowFatal fatal;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -279,7 +265,7 @@ TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
 TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim) {
     std::string b =
         OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 7.0f));
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("setrows.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("setrows.sdif", b));
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
     // A caller's own header, claiming far more than the 16 bytes left.
@@ -296,7 +282,7 @@ TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim
 
 TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
     std::string b = OneMatrix(16 + 16, 1, "1TRC", eFloat4, 0, 0xFFFFFFFF, {});
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("cols.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("cols.sdif", b));
     RecordReports rec;
     size_t nb = 0;
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
@@ -313,7 +299,7 @@ TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
 // the file matters only to a skip, which stops at the end of the file.
 TEST_F(FramesRead, FrameSizeBeyondTheFileIsUsedOnlyByItsSkip) {
     std::string b = OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4, {1.0f, 440.0f, 0.5f, 0.25f});
-    const std::string path = testsupport::SaveTemp("size.sdif", b);
+    const std::string path = SaveTemp("size.sdif", b);
     RecordReports rec;
     AllowFatal fatal;
     SdifFileT* f = OpenAtFirstFrame(path);
@@ -342,7 +328,7 @@ TEST_F(FramesRead, FrameSizeBeyondTheFileIsUsedOnlyByItsSkip) {
 TEST_F(FramesRead, MatrixCountBeyondTheFileIsReportedAndSizesNothing) {
     std::string b =
         OneMatrix(_SdifUnknownSize, 0xFFFFFFF0, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f));
-    SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("nbmatrix.sdif", b));
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("nbmatrix.sdif", b));
     RecordReports rec;
     AllowFatal fatal;
     EXPECT_EQ(SdifFReadFrameHeader(f), 0u);
@@ -354,8 +340,8 @@ TEST_F(FramesRead, MatrixCountBeyondTheFileIsReportedAndSizesNothing) {
 }
 
 TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
-    const std::string saw = testsupport::ReadFile(testsupport::DataPath("saw-s0.sdif"));
-    const std::vector<RawFrame> raw = testsupport::RawFrames(saw, true);
+    const std::string saw = ReadFile(DataPath("saw-s0.sdif"));
+    const std::vector<RawFrame> raw = RawFrames(saw, true);
     struct Cut {
         size_t at;      // bytes kept
         int complete;   // frames read whole before the cut
@@ -371,7 +357,7 @@ TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
     };
     for (const Cut& cut : cuts) {
         SCOPED_TRACE(cut.at);
-        SdifFileT* f = OpenAtFirstFrame(testsupport::SaveTemp("cut.sdif", saw.substr(0, cut.at)));
+        SdifFileT* f = OpenAtFirstFrame(SaveTemp("cut.sdif", saw.substr(0, cut.at)));
         ASSERT_NE(f, nullptr);
         RecordReports rec;
         AllowFatal fatal;
@@ -397,8 +383,8 @@ TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
 // ---- streams that cannot seek ----
 
 TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) {
-    const std::string chord = testsupport::ReadFile(testsupport::DataPath("chord-s0.sdif"));
-    const std::vector<RawFrame> raw = testsupport::RawFrames(chord, true);
+    const std::string chord = ReadFile(DataPath("chord-s0.sdif"));
+    const std::vector<RawFrame> raw = RawFrames(chord, true);
     // Expected: the frequencies of the even frames, the odd ones skipped.
     double sum = 0;
     for (size_t k = 0; k < raw.size(); k += 2)
@@ -407,7 +393,7 @@ TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) 
     snprintf(expected, sizeof expected,
              "seekable=0 size=-1 frames=256 last=%.17g sum=%.17g reports=0", raw.back().time, sum);
 
-    testsupport::ChildRun run = testsupport::RunChild(chord, [] {
+    ChildRun run = RunChild(chord, [] {
         RecordReports rec;
         SdifFileT* f = OpenAtFirstFrame("-");
         if (!f) return std::string("no file");
@@ -443,7 +429,7 @@ TEST_F(FramesRead, LyingCountsThroughAPipeCostOnlyTheDataThatCame) {
     // 16 GiB claimed, 400 bytes come
     std::string b = OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 0x40000000, 4,
                               std::vector<float>(100, 1.0f));
-    testsupport::ChildRun run = testsupport::RunChild(b, [] {
+    ChildRun run = RunChild(b, [] {
         RecordReports rec;
         AllowFatal fatal;
         SdifFileT* f = OpenAtFirstFrame("-");
@@ -467,7 +453,7 @@ TEST_F(FramesRead, LyingCountsThroughAPipeCostOnlyTheDataThatCame) {
 TEST_F(FramesRead, FrameSizeBeyondAPipeIsReadToItsEndAndReported) {
     std::string b =
         OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f), 0.5, 2);
-    testsupport::ChildRun run = testsupport::RunChild(b, [] {
+    ChildRun run = RunChild(b, [] {
         RecordReports rec;
         AllowFatal fatal;
         SdifFileT* f = OpenAtFirstFrame("-");

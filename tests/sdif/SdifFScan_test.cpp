@@ -1,22 +1,17 @@
 // Frame and matrix headers and rows of a text SDIF file.
-#include <string>
-#include <vector>
 
 #include "SdifTestEnv.h"
-#include "TestSupport.h"
 
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::RecordReports;
-using testsupport::Sig;
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
-class FramesScan : public sdiftest::SdifLibraryTest {
+class FramesScan : public SdifLibraryTest {
    protected:
     // A file object whose text stream reads text.
     SdifFileT* OpenText(const std::string& name, const std::string& text) {
-        const std::string path = testsupport::TempPath(name);
-        testsupport::WriteFile(path, text);
+        const std::string path = TempPath(name);
+        WriteFile(path, text);
         SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
         if (f && !SdifFOpenText(f, path.c_str(), eReadFile)) return nullptr;
         return f;

@@ -1,22 +1,14 @@
 // Writing frames and matrices: sizes, byte images built by hand without the
 // library, a file of mixed cell types read back, and
 // size patches on a file and on a pipe.
-#include <cstdio>
-#include <string>
-#include <vector>
 
 #include "SdifTestEnv.h"
-#include "TestSupport.h"
 
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::OpenAtFirstFrame;
-using sdiftest::RecordReports;
-using testsupport::BE32;
-using testsupport::Sig;
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
-class FramesWrite : public sdiftest::SdifLibraryTest {};
+class FramesWrite : public SdifLibraryTest {};
 
 SdifFileT* OpenToWrite(const std::string& path) {
     SdifFileT* f = SdifFOpen(path.c_str(), eWriteFile);
@@ -102,34 +94,32 @@ TEST_F(FramesWrite, SizesCountHeaderCellsAndPadding) {
 }
 
 TEST_F(FramesWrite, MixedCellTypesLieOnDiskAsWritten) {
-    const std::string path = testsupport::TempPath("mixed-bytes.sdif");
+    const std::string path = TempPath("mixed-bytes.sdif");
     WriteMixedFile(path);
     // Built by hand: frame 1's size patched to 16 + 32 + 24 + 24 + 24, Int2
     // and UInt1 cells padded, the text and its NUL 8 bytes without padding.
-    std::string want = testsupport::SdifHeader();
-    testsupport::PutFrameHeader(want, "1NRG", 120, 0.25, 3, 4);
-    testsupport::PutMatrixHeader(want, "INRG", eFloat8, 1, 2);
-    for (double v : kInrg) testsupport::PutF64(want, v);
-    testsupport::PutMatrixHeader(want, "1NRG", eInt2, 1, 3);
+    std::string want = SdifHeader();
+    PutFrameHeader(want, "1NRG", 120, 0.25, 3, 4);
+    PutMatrixHeader(want, "INRG", eFloat8, 1, 2);
+    for (double v : kInrg) PutF64(want, v);
+    PutMatrixHeader(want, "1NRG", eInt2, 1, 3);
     want += std::string("\xFF\xFF\x01\x2C\x80\x00\x00\x00", 8);
-    testsupport::PutMatrixHeader(want, "IWIN", eFloat4, 1, 2);
-    for (float v : kIwin) testsupport::PutF32(want, v);
-    testsupport::PutMatrixHeader(want, "1WIN", eUInt1, 5, 1);
+    PutMatrixHeader(want, "IWIN", eFloat4, 1, 2);
+    for (float v : kIwin) PutF32(want, v);
+    PutMatrixHeader(want, "1WIN", eUInt1, 5, 1);
     want += std::string("\x00\x40\x80\xC0\xFF\x00\x00\x00", 8);
-    want += testsupport::FrameBytes(
-        "1MRK", 1, 1, testsupport::TextMatrixBytes("1LAB", std::string(kLabel, 8)), 0.5);
-    want += testsupport::SdifFrame(
-        "1TRC", 2, 0.625, {{"1TRC", eFloat4, 2, 4, std::vector<double>(kTrc4, kTrc4 + 8)}});
-    want += testsupport::SdifFrame(
-        "1TRC", 2, 0.75,
-        {{"1TRC", eFloat8, 2, 4, std::vector<double>(&kTrc8[0][0], &kTrc8[0][0] + 8)}});
-    want += testsupport::SdifFrame("1MRK", 1, 1.0,
-                                   {{"1BEG", eInt4, 1, 1, {7}}, {"1END", eInt4, 1, 1, {7}}});
-    EXPECT_EQ(testsupport::ReadFile(path), want);
+    want += FrameBytes("1MRK", 1, 1, TextMatrixBytes("1LAB", std::string(kLabel, 8)), 0.5);
+    want += SdifFrame("1TRC", 2, 0.625,
+                      {{"1TRC", eFloat4, 2, 4, std::vector<double>(kTrc4, kTrc4 + 8)}});
+    want +=
+        SdifFrame("1TRC", 2, 0.75,
+                  {{"1TRC", eFloat8, 2, 4, std::vector<double>(&kTrc8[0][0], &kTrc8[0][0] + 8)}});
+    want += SdifFrame("1MRK", 1, 1.0, {{"1BEG", eInt4, 1, 1, {7}}, {"1END", eInt4, 1, 1, {7}}});
+    EXPECT_EQ(ReadFile(path), want);
 }
 
 TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
-    const std::string path = testsupport::TempPath("mixed-read.sdif");
+    const std::string path = TempPath("mixed-read.sdif");
     WriteMixedFile(path);
     RecordReports rec;
     SdifFileT* f = OpenAtFirstFrame(path);
@@ -186,7 +176,7 @@ TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
 }
 
 TEST_F(FramesWrite, ChunkSizeIsPatchedInPlaceAndWritingGoesOnAtTheEnd) {
-    const std::string path = testsupport::TempPath("chunk.sdif");
+    const std::string path = TempPath("chunk.sdif");
     SdifFileT* f = OpenToWrite(path);
     ASSERT_NE(f, nullptr);
     EXPECT_EQ(SdifFWriteChunkHeader(f, Sig("1TYP"), 0), 8u);
@@ -196,13 +186,13 @@ TEST_F(FramesWrite, ChunkSizeIsPatchedInPlaceAndWritingGoesOnAtTheEnd) {
     EXPECT_EQ(ftell(f->Stream), 16 + 8 + 11);
     EXPECT_EQ(SdifFWritePadding(f, 5), 5u);
     SdifFClose(f);
-    std::string want = testsupport::SdifHeader() + "1TYP";
-    testsupport::PutU32(want, 11);
-    EXPECT_EQ(testsupport::ReadFile(path), want + "{ 1MTD }   " + std::string(5, '\0'));
+    std::string want = SdifHeader() + "1TYP";
+    PutU32(want, 11);
+    EXPECT_EQ(ReadFile(path), want + "{ 1MTD }   " + std::string(5, '\0'));
 }
 
 TEST_F(FramesWrite, UnhandledCellTypeWritesTheRowAsFloat4WithTheFallbackText) {
-    const std::string path = testsupport::TempPath("int8.sdif");
+    const std::string path = TempPath("int8.sdif");
     SdifFileT* f = OpenToWrite(path);
     ASSERT_NE(f, nullptr);
     SdifFSetCurrMatrixHeader(f, Sig("1TRC"), eInt8, 1, 2);
@@ -216,15 +206,15 @@ TEST_F(FramesWrite, UnhandledCellTypeWritesTheRowAsFloat4WithTheFallbackText) {
     EXPECT_EQ(RecordReports::LastMessage(),
               "Type of data not actualy supported : OneRow 0x0108, then Float4 used");
     SdifFClose(f);
-    std::string want = testsupport::SdifHeader();
-    testsupport::PutMatrixHeader(want, "1TRC", eInt8, 1, 2);
-    testsupport::PutF32(want, 1.5f);
-    testsupport::PutF32(want, -2.0f);
-    EXPECT_EQ(testsupport::ReadFile(path), want);
+    std::string want = SdifHeader();
+    PutMatrixHeader(want, "1TRC", eInt8, 1, 2);
+    PutF32(want, 1.5f);
+    PutF32(want, -2.0f);
+    EXPECT_EQ(ReadFile(path), want);
 }
 
 TEST_F(FramesWrite, FramesWrittenToAPipeKeepTheirUnknownSizeAndAreWalkedMatrixByMatrix) {
-    testsupport::ChildRun writer = testsupport::RunChild("", [] {
+    ChildRun writer = RunChild("", [] {
         CaptureSdifStdErr notices;
         SdifFileT* f = SdifFOpen("-", eWriteFile);
         if (!f) return std::string("no file");
@@ -258,7 +248,7 @@ TEST_F(FramesWrite, FramesWrittenToAPipeKeepTheirUnknownSizeAndAreWalkedMatrixBy
 
     // Read back through a pipe, where a frame of unknown size is skipped
     // matrix by matrix, by reading.
-    testsupport::ChildRun reader = testsupport::RunChild(b, [] {
+    ChildRun reader = RunChild(b, [] {
         RecordReports rec;
         SdifFileT* f = SdifFOpen("-", eReadFile);
         SdifFReadGeneralHeader(f);

@@ -1,42 +1,28 @@
 // The file object: start-up, open modes and standard streams, the general
 // header, the ASCII chunks after it, and the small services of the object.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cfloat>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "SdifTestEnv.h"
-#include "TestSupport.h"
-#include "sdif.h"
 
-using sdiftest::AllowFatal;
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::RecordReports;
-using testsupport::PutF64;
-using testsupport::PutI32;
-using testsupport::PutSig;
-using testsupport::PutU32;
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
-SdifSignature Sig(const char* s) { return SdifStringToSignature(s); }
-
 std::string Header(uint32_t size = 8, uint32_t format = 3, uint32_t types = 1) {
-    return testsupport::SdifHeader(size, format, types);
+    return SdifHeader(size, format, types);
 }
 
 // An empty frame of the given signature (16-byte header, no matrix).
 void PutEmptyFrame(std::string& b, const char* sig, uint32_t streamID, double time) {
-    b += testsupport::FrameBytes(sig, streamID, 0, "", time);
+    b += FrameBytes(sig, streamID, 0, "", time);
 }
 
-class SdifFile : public sdiftest::SdifLibraryTest {};
+class SdifFile : public SdifLibraryTest {};
 
 }  // namespace
 
@@ -80,7 +66,7 @@ TEST_F(SdifFile, VersionNoticeNamesTheFormatAndRelease) {
 
 // The name loses its selection; the state a reader starts from.
 TEST_F(SdifFile, NewObjectHasItsNameSelectionAndStartingState) {
-    std::string path = testsupport::SaveTemp("init.sdif", Header());
+    std::string path = SaveTemp("init.sdif", Header());
     SdifFileT* f = SdifFOpen((path + "::#1:1TRC").c_str(), eReadFile);
     ASSERT_NE(f, nullptr);
     EXPECT_EQ(path, f->Name);
@@ -95,7 +81,7 @@ TEST_F(SdifFile, NewObjectHasItsNameSelectionAndStartingState) {
 
 TEST_F(SdifFile, MissingFileIsReportedAndAnswersNone) {
     RecordReports rec;
-    std::string path = testsupport::TempPath("no-such-file.sdif");
+    std::string path = TempPath("no-such-file.sdif");
     EXPECT_EQ(SdifFOpen(path.c_str(), eReadFile), nullptr);
     ASSERT_EQ(std::vector<int>{eFileNotFound}, RecordReports::Tags());
     EXPECT_EQ("File not found or permission denied: \"" + path + "\"",
@@ -106,7 +92,7 @@ TEST_F(SdifFile, MissingFileIsReportedAndAnswersNone) {
 }
 
 TEST_F(SdifFile, StandardStreamInTheWrongModeOrAnUnknownModeIsRefused) {
-    std::string path = testsupport::SaveTemp("mode.sdif", Header());
+    std::string path = SaveTemp("mode.sdif", Header());
     const struct {
         std::string name;
         int mode;
@@ -152,7 +138,7 @@ TEST_F(SdifFile, DashAndEmptyNameAreTheStandardStreamsPredefinedModeHasNone) {
 }
 
 TEST_F(SdifFile, HeaderWrittenToStandardOutputLeavesItOpen) {
-    testsupport::ChildRun run = testsupport::RunChild("", [] {
+    ChildRun run = RunChild("", [] {
         SdifFileT* f = SdifFOpen("-", eWriteFile);
         if (!f) return "no file";
         size_t n = SdifFWriteGeneralHeader(f);
@@ -166,8 +152,8 @@ TEST_F(SdifFile, HeaderWrittenToStandardOutputLeavesItOpen) {
 
 TEST_F(SdifFile, TextStreamOpensBesideTheBinaryOne) {
     RecordReports rec;
-    std::string path = testsupport::SaveTemp("text.sdif", Header());
-    std::string textPath = testsupport::SaveTemp("text.txt", "SDIF\n");
+    std::string path = SaveTemp("text.sdif", Header());
+    std::string textPath = SaveTemp("text.txt", "SDIF\n");
     SdifFileT* f = SdifFOpen(path.c_str(), eReadFile);
     ASSERT_NE(f, nullptr);
     EXPECT_EQ(f, SdifFOpenText(f, textPath.c_str(), eReadFile));
@@ -183,7 +169,7 @@ TEST_F(SdifFile, TextStreamOpensBesideTheBinaryOne) {
     }
     EXPECT_EQ(4u, SdifFScanGeneralHeader(f));
 
-    const std::string none = testsupport::TempPath("none.txt");
+    const std::string none = TempPath("none.txt");
     for (auto [name, mode, tag] : {std::make_tuple("stdout", eReadFile, eBadStdFile),
                                    std::make_tuple("stdin", eWriteFile, eBadStdFile),
                                    std::make_tuple(none.c_str(), eReadFile, eFileNotFound),
@@ -203,18 +189,18 @@ TEST_F(SdifFile, TextStreamOpensBesideTheBinaryOne) {
 // ---- general header ----
 
 TEST_F(SdifFile, HeaderWrittenIsTheStandardOne) {
-    std::string path = testsupport::TempPath("header.sdif");
+    std::string path = TempPath("header.sdif");
     SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
     ASSERT_NE(w, nullptr);
     EXPECT_EQ(16u, SdifFWriteGeneralHeader(w));
     SdifFClose(w);
-    EXPECT_EQ(Header(), testsupport::ReadFile(path));
+    EXPECT_EQ(Header(), ReadFile(path));
 }
 
 TEST_F(SdifFile, LongerHeaderChunkIsSkippedButNotCounted) {
     std::string b = Header(16, 3, 7) + "\x01\x02\x03\x04\x05\x06\x07\x08";
     PutEmptyFrame(b, "1TRC", 0, 0.0);
-    SdifFileT* r = SdifFOpen(testsupport::SaveTemp("long.sdif", b).c_str(), eReadFile);
+    SdifFileT* r = SdifFOpen(SaveTemp("long.sdif", b).c_str(), eReadFile);
     ASSERT_NE(r, nullptr);
     EXPECT_EQ(16u, SdifFReadGeneralHeader(r));
     EXPECT_EQ(0u, SdifFReadAllASCIIChunks(r));
@@ -230,7 +216,7 @@ TEST_F(SdifFile, LongerHeaderChunkIsSkippedButNotCounted) {
 TEST_F(SdifFile, HeaderPaddingAboveTheLimitStops) {
     std::string b = Header(8 + 1025);
     b += std::string(1025, '\0');
-    std::string path = testsupport::SaveTemp("pad.sdif", b);
+    std::string path = SaveTemp("pad.sdif", b);
     EXPECT_DEATH(
         {
             SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
@@ -260,7 +246,7 @@ TEST_F(SdifFile, BadHeadersAreRefusedWithTheirMessages) {
     };
     for (const auto& c : cases) {
         RecordReports rec;
-        SdifFileT* r = SdifFOpen(testsupport::SaveTemp("bad.sdif", c.bytes).c_str(), eReadFile);
+        SdifFileT* r = SdifFOpen(SaveTemp("bad.sdif", c.bytes).c_str(), eReadFile);
         ASSERT_NE(r, nullptr);
         EXPECT_EQ(0u, SdifFReadGeneralHeader(r)) << c.message;
         EXPECT_EQ(c.tag, SdifFLastErrorTag(r));
@@ -274,7 +260,7 @@ TEST_F(SdifFile, BadHeadersAreRefusedWithTheirMessages) {
 
 TEST_F(SdifFile, TruncatedHeaderIsAnEndOfFile) {
     std::string b = Header().substr(0, 10);
-    std::string path = testsupport::SaveTemp("trunc.sdif", b);
+    std::string path = SaveTemp("trunc.sdif", b);
     SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
     ASSERT_NE(r, nullptr);
     {
@@ -290,7 +276,7 @@ TEST_F(SdifFile, TruncatedHeaderIsAnEndOfFile) {
 // ---- ASCII chunks ----
 
 TEST_F(SdifFile, ASCIIChunksWrittenAreReadBackInAnyNumber) {
-    std::string path = testsupport::TempPath("ascii.sdif");
+    std::string path = TempPath("ascii.sdif");
     SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
     ASSERT_NE(w, nullptr);
     SdifNameValuesLNewTable(w->NameValues, 0);
@@ -307,7 +293,7 @@ TEST_F(SdifFile, ASCIIChunksWrittenAreReadBackInAnyNumber) {
     EXPECT_GT(written, 0u);
     SdifFClose(w);
 
-    std::string bytes = testsupport::ReadFile(path);
+    std::string bytes = ReadFile(path);
     EXPECT_EQ(16 + written, bytes.size());
     // tables first, in list order, then the types, then the stream IDs
     size_t nvt1 = bytes.find("1NVT", 16), typ = bytes.find("1TYP", 16),
@@ -318,7 +304,7 @@ TEST_F(SdifFile, ASCIIChunksWrittenAreReadBackInAnyNumber) {
     EXPECT_LT(typ, ids);
 
     PutEmptyFrame(bytes, "1TRC", 1, 0.0);
-    testsupport::WriteFile(path, bytes);
+    WriteFile(path, bytes);
 
     SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
     ASSERT_NE(r, nullptr);
@@ -345,15 +331,15 @@ TEST_F(SdifFile, ASCIIChunksEndAfterTheirMatricesWhateverTheirSize) {
         {"1IDS", std::string("1 a:b;\n\0", 8)},
     };
     for (const auto& c : chunks) {
-        const std::string matrix = testsupport::TextMatrixBytes(c.sig, c.text);
+        const std::string matrix = TextMatrixBytes(c.sig, c.text);
         const uint32_t exact = static_cast<uint32_t>(16 + matrix.size());
         for (uint32_t size : {exact - 8, exact + 8, 0x7FFFFFF0u}) {
             SCOPED_TRACE(std::string(c.sig) + " " + std::to_string(size));
-            std::string bytes = Header() + testsupport::FrameBytes(c.sig, 0, 1, matrix, 0.0, size);
+            std::string bytes = Header() + FrameBytes(c.sig, 0, 1, matrix, 0.0, size);
             PutEmptyFrame(bytes, "1TRC", 0, 0.0);
             CaptureSdifStdErr err;
             RecordReports rec;
-            SdifFileT* r = sdiftest::OpenBytes("chunk-size.sdif", bytes);
+            SdifFileT* r = OpenBytes("chunk-size.sdif", bytes);
             ASSERT_NE(r, nullptr);
             // read after the Size field: 16 bytes of header and the matrix
             char notice[128];
@@ -373,22 +359,22 @@ TEST_F(SdifFile, ASCIIChunksEndAfterTheirMatricesWhateverTheirSize) {
 }
 
 TEST_F(SdifFile, NothingToDeclareWritesNoChunk) {
-    std::string path = testsupport::TempPath("empty-ascii.sdif");
+    std::string path = TempPath("empty-ascii.sdif");
     SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
     ASSERT_NE(w, nullptr);
     SdifTestMatrixType(w, Sig("1TRC"));  // used, not extended
     SdifFWriteGeneralHeader(w);
     EXPECT_EQ(0u, SdifFWriteAllASCIIChunks(w));
     SdifFClose(w);
-    EXPECT_EQ(16u, testsupport::ReadFile(path).size());
+    EXPECT_EQ(16u, ReadFile(path).size());
 }
 
 TEST_F(SdifFile, TextFileHeaderAndChunksAreScanned) {
     RecordReports rec;
-    std::string textPath = testsupport::SaveTemp("scan.txt",
-                                                 "SDIF\n\n1NVT\n{\nCreator\tme\n}\n\n"
-                                                 "1TYP\n{\n  1MTD XNEW {A, B}\n}\n\n"
-                                                 "1IDS\n{\n  3 src:a/b;\n}\n\nENDC\n1TYP\n");
+    std::string textPath = SaveTemp("scan.txt",
+                                    "SDIF\n\n1NVT\n{\nCreator\tme\n}\n\n"
+                                    "1TYP\n{\n  1MTD XNEW {A, B}\n}\n\n"
+                                    "1IDS\n{\n  3 src:a/b;\n}\n\nENDC\n1TYP\n");
     SdifFileT* f = SdifFOpen("scan", ePredefinedTypes);
     ASSERT_NE(f, nullptr);
     ASSERT_EQ(f, SdifFOpenText(f, textPath.c_str(), eReadFile));
@@ -407,8 +393,7 @@ TEST_F(SdifFile, TextFileHeaderAndChunksAreScanned) {
 
 TEST_F(SdifFile, TextFileWithAnotherWordIsReportedAndScanningGoesOn) {
     RecordReports rec;
-    std::string textPath =
-        testsupport::SaveTemp("scan2.txt", "SDIF\nWHAT 1TYP {1MTD XNEW {A}}\nENDF\n");
+    std::string textPath = SaveTemp("scan2.txt", "SDIF\nWHAT 1TYP {1MTD XNEW {A}}\nENDF\n");
     SdifFileT* f = SdifFOpen("scan", ePredefinedTypes);
     ASSERT_EQ(f, SdifFOpenText(f, textPath.c_str(), eReadFile));
     SdifFScanGeneralHeader(f);
@@ -419,7 +404,7 @@ TEST_F(SdifFile, TextFileWithAnotherWordIsReportedAndScanningGoesOn) {
     EXPECT_EQ(Sig("ENDF"), f->CurrSignature);
     SdifFClose(f);
 
-    std::string other = testsupport::SaveTemp("scan3.txt", "SDIX\n");
+    std::string other = SaveTemp("scan3.txt", "SDIX\n");
     f = SdifFOpen("scan", ePredefinedTypes);
     ASSERT_EQ(f, SdifFOpenText(f, other.c_str(), eReadFile));
     EXPECT_EQ(0u, SdifFScanGeneralHeader(f));
@@ -434,7 +419,7 @@ TEST_F(SdifFile, TextFileWithAnotherWordIsReportedAndScanningGoesOn) {
 TEST_F(SdifFile, PositionsRewindAndTruncate) {
     std::string b = Header();
     PutEmptyFrame(b, "1TRC", 0, 0.0);
-    std::string path = testsupport::SaveTemp("pos.sdif", b);
+    std::string path = SaveTemp("pos.sdif", b);
     SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
     ASSERT_NE(r, nullptr);
     SdifFReadGeneralHeader(r);
@@ -488,11 +473,10 @@ TEST_F(SdifFile, RowColumnsCountFromOne) {
 }
 
 TEST_F(SdifFile, FileFormatCheckRecognisesSdifSilently) {
-    EXPECT_EQ(1, SdifCheckFileFormat(testsupport::DataPath("saw-s0.sdif").c_str()));
+    EXPECT_EQ(1, SdifCheckFileFormat(DataPath("saw-s0.sdif").c_str()));
     CaptureSdifStdErr err;
-    for (const std::string& path :
-         {testsupport::TempPath("missing.sdif"), testsupport::SaveTemp("plain.txt", "hello world"),
-          testsupport::SaveTemp("tiny.sdif", "SD")})
+    for (const std::string& path : {TempPath("missing.sdif"), SaveTemp("plain.txt", "hello world"),
+                                    SaveTemp("tiny.sdif", "SD")})
         EXPECT_EQ(0, SdifCheckFileFormat(path.c_str())) << path;
     EXPECT_EQ("", err.Text());
     EXPECT_EQ(1, gSdifErrorOutputEnabled);  // switched back on
@@ -504,7 +488,7 @@ TEST_F(SdifFile, NextFrameCheckFindsTheFirstWantedSelectedFrame) {
     PutEmptyFrame(b, "1PIC", 2, 0.1);
     PutEmptyFrame(b, "1PIC", 1, 0.2);
     PutEmptyFrame(b, "1HRM", 1, 0.3);
-    std::string path = testsupport::SaveTemp("next.sdif", b);
+    std::string path = SaveTemp("next.sdif", b);
 
     SdifFileT* r = SdifFOpen((path + "::#1").c_str(), eReadFile);
     ASSERT_NE(r, nullptr);

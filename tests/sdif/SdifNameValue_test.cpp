@@ -1,33 +1,17 @@
 // Name-value tables: pairs and tables, the list and its current table, the
 // text form, and 1NVT chunks written and read back in both binary forms.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cfloat>
 #include <cstdint>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "SdifTestEnv.h"
-#include "TestSupport.h"
-#include "sdif.h"
+
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
-using sdiftest::AllowFatal;
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::OpenBytes;
-using sdiftest::RecordReports;
-using sdiftest::SdifLibraryTest;
-using testsupport::BE32;
-using testsupport::BEF64;
-using testsupport::FrameBytes;
-using testsupport::PutSig;
-using testsupport::PutU32;
-using testsupport::SdifHeader;
-using testsupport::TextMatrixBytes;
-
 const char* Value(SdifNameValuesLT* list, const char* name) {
     SdifNameValueT* nv = SdifNameValuesLGetCurrNVT(list, name);
     return nv ? nv->Value : nullptr;
@@ -116,9 +100,8 @@ class NameValueFile : public SdifLibraryTest {
    protected:
     void SetUp() override {
         SdifLibraryTest::SetUp();
-        mPath = testsupport::TempPath(
-            std::string("nvt-") + testing::UnitTest::GetInstance()->current_test_info()->name() +
-            ".sdif");
+        mPath = TempPath(std::string("nvt-") +
+                         testing::UnitTest::GetInstance()->current_test_info()->name() + ".sdif");
         mFile = SdifFOpen(mPath.c_str(), eWriteFile);
         ASSERT_NE(mFile, nullptr);
         SdifNameValuesLNewTable(mFile->NameValues, 1);
@@ -217,7 +200,7 @@ TEST_F(NameValueFile, ClosingLineIsReadToItsLineFeed) {
 // ---- 1NVT chunks ----
 
 TEST_F(NameValue, WrittenTablesAreTextFramesAndReadBack) {
-    std::string path = testsupport::TempPath("nvt-roundtrip.sdif");
+    std::string path = TempPath("nvt-roundtrip.sdif");
     SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
     ASSERT_NE(w, nullptr);
     SdifNameValuesLNewTable(w->NameValues, 5);
@@ -231,7 +214,7 @@ TEST_F(NameValue, WrittenTablesAreTextFramesAndReadBack) {
     EXPECT_EQ(w->NameValues->CurrNVT->NumTable, 1u);  // the current table is kept
     SdifFClose(w);
 
-    std::string b = testsupport::ReadFile(path);
+    std::string b = ReadFile(path);
     // table 1: 24 characters and the NUL as 25 rows of one text column,
     // 16 + 25 + 7 padding = 48 bytes of matrix, Size 16 + 48
     ASSERT_GE(b.size(), 88u);

@@ -5,23 +5,18 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 #include "SdifTestEnv.h"
 
-using sdiftest::AllowFatal;
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::RecordReports;
-using sdiftest::StreamFile;
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
 class ByteLayer : public ::testing::Test {
    protected:
-    void SetUp() override { sdiftest::StartByteLayerOnly(); }
+    void SetUp() override { StartByteLayerOnly(); }
 };
 
 // A read stream over bytes kept alive by the test.
@@ -181,7 +176,7 @@ TEST_F(ByteLayer, EveryCellTypeRoundTripsThroughItsBigEndianImage) {
         EXPECT_EQ(SdiffWriteUInt1(u, 3, o.get()), 3u);
         EXPECT_EQ(out.Bytes(), b1 + b1 + b1);
     }
-    EXPECT_EQ(sdiftest::Exits().calls, 0);
+    EXPECT_EQ(Exits().calls, 0);
 }
 
 TEST_F(ByteLayer, ShortReadReportsEofWithPositionAndStillSwapsWhatArrived) {
@@ -282,7 +277,6 @@ TEST_F(ByteLayer, ShortWriteReportsEachRunAndGoesOn) {
 // ---- text tokenisers ----
 
 namespace {
-
 enum Tokeniser { kString, kWordUntil, kStringUntil, kWeakUntil, kSkip, kSignature };
 
 struct TokenCase {
@@ -515,6 +509,6 @@ TEST_F(ByteLayer, BinOpenModes) {
     ASSERT_NE(rw, nullptr);
     std::fputc('X', rw);
     SdiffBinClose(rw);
-    EXPECT_EQ(testsupport::ReadFile(path), "XDIF");
+    EXPECT_EQ(ReadFile(path), "XDIF");
     std::remove(path.c_str());
 }

@@ -1,22 +1,15 @@
 // Selection expressions: splitting file names, parsing, error texts, integer
 // masks (including the unsigned wrap and values beyond the flag array), the
 // frame/matrix/row/column queries and the diagnostic print.
-#include <gtest/gtest.h>
 
-#include <cstdio>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "SdifTestEnv.h"
-#include "sdif.h"
+
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
-using sdiftest::SdifLibraryTest;
-
-SdifSignature Sig(const char* s) { return SdifStringToSignature(s); }
-
 // A selection that frees itself.
 struct Sel {
     SdifSelectionT* sel = SdifCreateSelection();

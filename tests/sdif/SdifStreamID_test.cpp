@@ -1,29 +1,16 @@
 // Stream-ID tables: entries, the text syntax with its faults, and 1IDS chunks
 // written and read back in both binary forms.
-#include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cstdint>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "SdifTestEnv.h"
-#include "TestSupport.h"
-#include "sdif.h"
+
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::OpenBytes;
-using sdiftest::RecordReports;
-using sdiftest::SdifLibraryTest;
-using testsupport::BE32;
-using testsupport::BEF64;
-using testsupport::FrameBytes;
-using testsupport::SdifHeader;
-using testsupport::TextMatrixBytes;
-
 std::string DataFrame() { return FrameBytes("1TRC", 0, 0, ""); }
 
 std::string Source(SdifFileT* f, SdifUInt4 id) {
@@ -53,7 +40,7 @@ class StreamIDText : public SdifLibraryTest {
    protected:
     void SetUp() override {
         SdifLibraryTest::SetUp();
-        std::string path = testsupport::TempPath("sid-text.sdif");
+        std::string path = TempPath("sid-text.sdif");
         mFile = SdifFOpen(path.c_str(), eWriteFile);
         ASSERT_NE(mFile, nullptr);
     }
@@ -89,7 +76,7 @@ TEST_F(StreamIDText, FaultyEntriesAreSkippedToTheirSemicolon) {
     ASSERT_EQ(RecordReports::Reports().size(), 2u);
     EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eSyntax, eSyntax}));
     // the message line of each diagnostic: the format's line feed, then the join's
-    auto message = [](const sdiftest::Report& r) {
+    auto message = [](const Report& r) {
         size_t at = r.text.rfind("--> ");
         return r.text.substr(at + 4);
     };
@@ -123,7 +110,7 @@ TEST_F(StreamIDText, EntriesOfATextMatrixNeedNoBraces) {
 }
 
 TEST_F(StreamID, WrittenTableIsATextFrameAndReadsBack) {
-    std::string path = testsupport::TempPath("sid-roundtrip.sdif");
+    std::string path = TempPath("sid-roundtrip.sdif");
     SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
     ASSERT_NE(w, nullptr);
     SdifStreamIDTablePutSID(w->StreamIDsTable, 2, "other", "x");
@@ -132,7 +119,7 @@ TEST_F(StreamID, WrittenTableIsATextFrameAndReadsBack) {
     size_t written = SdifFWriteAllASCIIChunks(w);
     SdifFClose(w);
 
-    std::string b = testsupport::ReadFile(path);
+    std::string b = ReadFile(path);
     // "1 src:a/b;\n2 other:x;\n" and the NUL: 23 rows, 16 + 23 + 1 padding
     ASSERT_EQ(b.size(), 16u + 24u + 40u);
     EXPECT_EQ(written, b.size() - 16);
@@ -154,12 +141,12 @@ TEST_F(StreamID, WrittenTableIsATextFrameAndReadsBack) {
 }
 
 TEST_F(StreamID, EmptyTableWritesNothing) {
-    std::string path = testsupport::TempPath("sid-empty.sdif");
+    std::string path = TempPath("sid-empty.sdif");
     SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
     ASSERT_NE(w, nullptr);
     EXPECT_EQ(SdifFWriteAllStreamID(w), 0u);
     SdifFClose(w);
-    EXPECT_EQ(testsupport::ReadFile(path), "");
+    EXPECT_EQ(ReadFile(path), "");
 }
 
 TEST_F(StreamID, SecondChunkIsReportedAndStillRead) {

@@ -1,28 +1,19 @@
 // Matrix and frame types: the predefined set, declarations in text, the rules
 // by which a file extends a predefined type, and the 1TYP chunk.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "SdifTestEnv.h"
-#include "TestSupport.h"
-#include "sdif.h"
 
-using sdiftest::CaptureSdifStdErr;
-using sdiftest::RecordReports;
+using namespace sdiftest;
+using namespace testsupport;
 
 namespace {
-
-SdifSignature Sig(const char* s) { return SdifStringToSignature(s); }
-
 std::vector<std::string> Split(const std::string& list, char sep) {
     std::vector<std::string> out;
     std::stringstream in(list);
@@ -107,7 +98,7 @@ struct TypesFile {
     }
 };
 
-class SdifTypes : public sdiftest::SdifLibraryTest {};
+class SdifTypes : public SdifLibraryTest {};
 
 }  // namespace
 
@@ -347,13 +338,13 @@ TEST_F(SdifTypes, StringFormStopsAtAClosingBrace) {
 }
 
 TEST_F(SdifTypes, TextStreamDeclarationsNeedTheirOpeningBrace) {
-    std::string path = testsupport::TempPath("decl.txt");
-    testsupport::WriteFile(path, " {\n  1MTD XNEW {A, B}\n  1FTD XFRM {XNEW Both;}\n}\n");
+    std::string path = TempPath("decl.txt");
+    WriteFile(path, " {\n  1MTD XNEW {A, B}\n  1FTD XFRM {XNEW Both;}\n}\n");
     TypesFile f;
     ASSERT_NE(SdifFOpenText(f, path.c_str(), eReadFile), nullptr);
     CaptureSdifStdErr err;
     size_t n = SdifFGetAllType(f, 't');
-    EXPECT_EQ(testsupport::ReadFile(path).size() - 1, n);  // all but the final line feed
+    EXPECT_EQ(ReadFile(path).size() - 1, n);  // all but the final line feed
     EXPECT_EQ("", err.Text());  // the intermediate-format warning is for binary streams only
     ExpectColumns(SdifFGetMatrixType(f, Sig("XNEW")), "A, B", "XNEW");
     ExpectComponents(SdifFGetFrameType(f, Sig("XFRM")), "XNEW Both", "XFRM");
@@ -397,7 +388,7 @@ TEST_F(SdifTypes, OwnTypesRenderAsDeclarationsThatReadBackTheSame) {
 // ---- the binary 1TYP chunk ----
 
 TEST_F(SdifTypes, OneTYPChunkWrittenWithAFileReadsBack) {
-    std::string path = testsupport::TempPath("types.sdif");
+    std::string path = TempPath("types.sdif");
     {
         SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
         ASSERT_NE(w, nullptr);
@@ -411,7 +402,7 @@ TEST_F(SdifTypes, OneTYPChunkWrittenWithAFileReadsBack) {
         EXPECT_EQ(0u, written % 8);  // chunks end on 8-byte boundaries
         SdifFClose(w);
     }
-    std::string bytes = testsupport::ReadFile(path);
+    std::string bytes = ReadFile(path);
     ASSERT_GE(bytes.size(), 24u);
     EXPECT_EQ("1TYP", bytes.substr(16, 4));
 
@@ -432,10 +423,9 @@ TEST_F(SdifTypes, OneTYPChunkWrittenWithAFileReadsBack) {
 
 TEST_F(SdifTypes, OneTYPFrameWithoutMatrixIsReadAsIntermediateText) {
     const std::string decl = "{\n1MTD XNEW {A, B}\n}";
-    std::string path = testsupport::SaveTemp(
-        "intermediate.sdif", testsupport::SdifHeader() +
-                                 testsupport::FrameBytes("1TYP", 0xFFFFFFFFu, 0, decl) +
-                                 "1TRC");  // a frame follows
+    std::string path =
+        SaveTemp("intermediate.sdif", SdifHeader() + FrameBytes("1TYP", 0xFFFFFFFFu, 0, decl) +
+                                          "1TRC");  // a frame follows
 
     SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
     ASSERT_NE(r, nullptr);
@@ -456,13 +446,13 @@ TEST_F(SdifTypes, OneTYPFrameWithoutMatrixIsReadAsIntermediateText) {
 // The library starts once per process, so the start-up with a types file
 // runs in a child.
 TEST_F(SdifTypes, TypesFileInTheWorkingDirectoryReplacesTheBuiltInTypes) {
-    std::string dir = testsupport::TempPath("styp");
+    std::string dir = TempPath("styp");
     ASSERT_TRUE(dir.size() > 0);
     std::string mk = "mkdir -p '" + dir + "'";
     ASSERT_EQ(0, std::system(mk.c_str()));
-    testsupport::WriteFile(dir + "/SdifTypes.STYP",
-                           "SDIF\n\n1TYP\n{\n  1MTD XTST {Alpha, Beta}\n"
-                           "  1FTD XTST {XTST Test;}\n}\n\nENDF\n");
+    WriteFile(dir + "/SdifTypes.STYP",
+              "SDIF\n\n1TYP\n{\n  1MTD XTST {Alpha, Beta}\n"
+              "  1FTD XTST {XTST Test;}\n}\n\nENDF\n");
     EXPECT_EXIT(
         {
             if (chdir(dir.c_str()) != 0) std::_Exit(2);

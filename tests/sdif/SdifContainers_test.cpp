@@ -44,15 +44,14 @@ TEST_F(Containers, StringKeepsEverythingAppended) {
 
 TEST_F(Containers, StringReadsBackCharacterByCharacter) {
     SdifStringT* s = SdifStringNew();
-    EXPECT_EQ(SdifStringUngetC(s), 0);
-    EXPECT_TRUE(SdifStringIsEOS(s));
+    EXPECT_EQ(std::make_tuple(SdifStringUngetC(s), SdifStringIsEOS(s)), std::make_tuple(0, 1));
     SdifStringAppend(s, "a\xE9");
     EXPECT_FALSE(SdifStringIsEOS(s));
     EXPECT_EQ(SdifStringGetC(s), 'a');
     EXPECT_EQ(SdifStringGetC(s), -23);  // as a signed char
     EXPECT_TRUE(SdifStringIsEOS(s));
-    EXPECT_EQ(SdifStringGetC(s), 0);  // at the end: nothing more, no step past it
-    EXPECT_EQ(s->NbCharRead, 2);
+    // at the end: nothing more, no step past it
+    EXPECT_EQ(std::make_tuple(SdifStringGetC(s), s->NbCharRead), std::make_tuple(char(0), 2));
     EXPECT_EQ(SdifStringUngetC(s), 1);
     EXPECT_EQ(SdifStringGetC(s), -23);
     SdifStringFree(s);
@@ -63,15 +62,15 @@ TEST_F(Containers, StringReadsBackCharacterByCharacter) {
 TEST_F(Containers, ListKeepsOrderAndFreesThroughItsKiller) {
     gKilled.clear();
     SdifListT* list = SdifCreateList(KillInt);
-    EXPECT_TRUE(SdifListIsEmpty(list));
-    EXPECT_EQ(SdifListGetHead(list), nullptr);
-    EXPECT_EQ(SdifListInitLoop(list), 0);
+    EXPECT_EQ(std::make_tuple(SdifListIsEmpty(list), SdifListGetHead(list) == nullptr,
+                              SdifListInitLoop(list)),
+              std::make_tuple(1, true, 0));
     SdifListPutTail(list, new int(2));
     SdifListPutTail(list, new int(3));
     SdifListPutHead(list, new int(1));
-    EXPECT_EQ(SdifListGetNbData(list), 3u);
-    EXPECT_EQ(*static_cast<int*>(SdifListGetHead(list)), 1);
-    EXPECT_EQ(*static_cast<int*>(SdifListGetTail(list)), 3);
+    EXPECT_EQ(std::make_tuple(SdifListGetNbData(list), *static_cast<int*>(SdifListGetHead(list)),
+                              *static_cast<int*>(SdifListGetTail(list))),
+              std::make_tuple(3u, 1, 3));
     EXPECT_EQ(Contents(list), (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(SdifListGetNext(list), nullptr);  // past the end
     EXPECT_EQ(*static_cast<int*>(SdifListGetCurr(list)), 3);
@@ -81,8 +80,8 @@ TEST_F(Containers, ListKeepsOrderAndFreesThroughItsKiller) {
     EXPECT_EQ(Contents(list), (std::vector<int>{2, 3}));
     SdifMakeEmptyList(list);
     EXPECT_EQ(gKilled, (std::vector<int>{1, 2, 3}));
-    EXPECT_TRUE(SdifListIsEmpty(list));
-    EXPECT_EQ(SdifListGetNbData(list), 0u);
+    EXPECT_EQ(std::make_tuple(SdifListIsEmpty(list), SdifListGetNbData(list)),
+              std::make_tuple(1, 0u));
     SdifListPutTail(list, new int(4));  // usable again after emptying
     EXPECT_EQ(SdifKillList(list), nullptr);
     EXPECT_EQ(gKilled, (std::vector<int>{1, 2, 3, 4}));
@@ -101,8 +100,8 @@ TEST_F(Containers, KillListCurrRemovesUnderTheCursorAndIterationGoesOn) {
     EXPECT_EQ(seen, (std::vector<int>{1, 2, 3, 4, 5}));
     EXPECT_EQ(gKilled, (std::vector<int>{1, 3, 5}));
     EXPECT_EQ(Contents(list), (std::vector<int>{2, 4}));
-    EXPECT_EQ(*static_cast<int*>(SdifListGetTail(list)), 4);
-    EXPECT_EQ(SdifListGetNbData(list), 2u);
+    EXPECT_EQ(std::make_tuple(*static_cast<int*>(SdifListGetTail(list)), SdifListGetNbData(list)),
+              std::make_tuple(4, 2u));
     SdifListPutTail(list, new int(6));  // the tail link is right after removing the tail
     EXPECT_EQ(Contents(list), (std::vector<int>{2, 4, 6}));
     SdifKillList(list);
@@ -120,8 +119,7 @@ TEST_F(Containers, ConcatMovesTheElementsOfTheSecondList) {
     SdifListConcat(a, b);
     SdifListConcat(a, empty);
     EXPECT_EQ(Contents(a), (std::vector<int>{3, 4, 5}));
-    EXPECT_EQ(SdifListGetNbData(a), 3u);
-    EXPECT_TRUE(SdifListIsEmpty(b));
+    EXPECT_EQ(std::make_tuple(SdifListGetNbData(a), SdifListIsEmpty(b)), std::make_tuple(3u, 1));
     SdifKillList(b);
     SdifKillList(empty);
     EXPECT_TRUE(gKilled.empty());  // nothing is owned twice
@@ -176,17 +174,14 @@ TEST_F(Containers, CharTableKeepsTheFirstValueAndItsOwnCopyOfTheKey) {
 TEST_F(Containers, IntTableChainsAreInAscendingKeyOrder) {
     SdifHashTableT* t = SdifCreateHashTable(7, eHashInt4, nullptr);
     static int v[5] = {15, 1, 8, 3, 99};
-    SdifHashTablePutInt4(t, 15, &v[0]);
-    SdifHashTablePutInt4(t, 1, &v[1]);
-    SdifHashTablePutInt4(t, 8, &v[2]);
-    SdifHashTablePutInt4(t, 3, &v[3]);
-    SdifHashTablePutInt4(t, 8, &v[4]);  // the first value stays
-    EXPECT_EQ(SdifHashTableGetNbData(t), 4u);
-    EXPECT_EQ(SdifHashTableSearchInt4(t, 8), &v[2]);
-    EXPECT_EQ(SdifHashTableSearchInt4(t, 22), nullptr);  // same bucket, larger than all
-    EXPECT_EQ(SdifHashTableSearchInt4(t, 2), nullptr);
+    for (int i = 0; i < 5; i++) SdifHashTablePutInt4(t, v[i] == 99 ? 8 : v[i], &v[i]);
     unsigned int key = 15;
-    EXPECT_EQ(SdifHashTableSearch(t, &key, 1), &v[0]);
+    // the first value of 8 stays; 22 lies in the same bucket, larger than all
+    EXPECT_EQ(std::make_tuple(SdifHashTableGetNbData(t), SdifHashTableSearchInt4(t, 8),
+                              SdifHashTableSearchInt4(t, 22), SdifHashTableSearchInt4(t, 2),
+                              SdifHashTableSearch(t, &key, 1)),
+              std::make_tuple(4u, static_cast<void*>(&v[2]), static_cast<void*>(nullptr),
+                              static_cast<void*>(nullptr), static_cast<void*>(&v[0])));
 
     // Bucket 1 holds 1, 8, 15 in that order; bucket 3 holds 3.
     std::vector<int> order;
@@ -197,9 +192,9 @@ TEST_F(Containers, IntTableChainsAreInAscendingKeyOrder) {
     EXPECT_EQ(SdifHashTableIteratorGetNext(it), nullptr);
 
     SdifMakeEmptyHashTable(t);
-    EXPECT_EQ(SdifHashTableGetNbData(t), 0u);
-    EXPECT_EQ(SdifHashTableIteratorInitLoop(it, t), 0);
-    EXPECT_EQ(SdifHashTableSearchInt4(t, 8), nullptr);
+    EXPECT_EQ(std::make_tuple(SdifHashTableGetNbData(t), SdifHashTableIteratorInitLoop(it, t),
+                              SdifHashTableSearchInt4(t, 8) == nullptr),
+              std::make_tuple(0u, 0, true));
     SdifKillHashTableIterator(it);
     SdifKillHashTable(t);
 }
@@ -212,18 +207,19 @@ TEST_F(Containers, SignatureTableFindsAddsAndGrows) {
     SdifPutInSignatureTab(t, 0x31485247);
     SdifAddToSignatureTab(t, 0x31545243);  // full: grows
     EXPECT_EQ(t->NbSign, 3u);
-    EXPECT_EQ(SdifFindInSignatureTab(t, 0x31545243), 0);
-    EXPECT_EQ(SdifFindInSignatureTab(t, 0x31485247), 1);
-    EXPECT_EQ(SdifFindInSignatureTab(t, 0x31504943), -1);
-    EXPECT_EQ(SdifIsInSignatureTab(t, 0x31485247), 0x31485247u);
-    EXPECT_EQ(SdifIsInSignatureTab(t, 0x31504943), 0u);
-    EXPECT_EQ(SdifGetFromSignatureTab(t, 2), 0x31545243u);
-    EXPECT_EQ(SdifGetFromSignatureTab(t, 3), 0u);
-    EXPECT_EQ(SdifGetFromSignatureTab(t, -1), 0u);
+    EXPECT_EQ(std::vector<int>({SdifFindInSignatureTab(t, 0x31545243),
+                                SdifFindInSignatureTab(t, 0x31485247),
+                                SdifFindInSignatureTab(t, 0x31504943)}),
+              std::vector<int>({0, 1, -1}));
+    EXPECT_EQ(std::vector<SdifSignature>(
+                  {SdifIsInSignatureTab(t, 0x31485247), SdifIsInSignatureTab(t, 0x31504943),
+                   SdifGetFromSignatureTab(t, 2), SdifGetFromSignatureTab(t, 3),
+                   SdifGetFromSignatureTab(t, -1)}),
+              std::vector<SdifSignature>({0x31485247u, 0, 0x31545243u, 0, 0}));
 
     SdifReInitSignatureTab(t, 4);
-    EXPECT_EQ(t->NbSign, 0u);
-    EXPECT_EQ(SdifFindInSignatureTab(t, 0x31545243), -1);
+    EXPECT_EQ(std::make_tuple(t->NbSign, SdifFindInSignatureTab(t, 0x31545243)),
+              std::make_tuple(0u, -1));
     for (int i = 0; i < 41; i++) SdifPutInSignatureTab(t, static_cast<SdifSignature>(i + 1));
     EXPECT_EQ(t->NbSign, 41u);  // past the capacity it grows rather than writing past
     EXPECT_EQ(SdifGetFromSignatureTab(t, 40), 41u);
@@ -233,15 +229,14 @@ TEST_F(Containers, SignatureTableFindsAddsAndGrows) {
 // ---- string helpers ----
 
 TEST_F(Containers, CreateStrNCpyCopiesExactlyNBytesAndKillStrRefusesNothing) {
-    char* copy = SdifCreateStrNCpy("name", 5);
-    EXPECT_STREQ(copy, "name");
-    SdifKillStr(copy);
-    copy = SdifCreateStrNCpy("name", 2);  // exactly n bytes, no NUL added
-    EXPECT_EQ(std::memcmp(copy, "na", 2), 0);
-    SdifKillStr(copy);
-    copy = SdifCreateStrNCpy("a", 4);  // zero-filled beyond the source
-    EXPECT_EQ(std::memcmp(copy, "a\0\0\0", 4), 0);
-    SdifKillStr(copy);
+    // exactly n bytes, no NUL added, zero-filled beyond the source
+    for (auto [text, n, want] : {std::make_tuple("name", 5, std::string("name\0", 5)),
+                                 std::make_tuple("name", 2, std::string("na")),
+                                 std::make_tuple("a", 4, std::string("a\0\0\0", 4))}) {
+        char* copy = SdifCreateStrNCpy(text, n);
+        EXPECT_EQ(std::string(copy, n), want);
+        SdifKillStr(copy);
+    }
 
     RecordReports rec;
     AllowFatal fatal;

@@ -143,8 +143,8 @@ TEST_F(FramesRead, UnknownDataTypeIsReadAsFloat4WithTheFallbackText) {
                       "Type of data not actualy supported :  0x%04x, then Float4 used", c.type);
         EXPECT_EQ(RecordReports::LastMessage(), text);
         EXPECT_EQ(notices.Text(), c.notice);
-        EXPECT_EQ(std::make_pair(f->CurrMtrxH->DataType, f->CurrOneRow->DataType),
-                  std::make_pair(eFloat4, eFloat4));
+        EXPECT_EQ(std::make_tuple(f->CurrMtrxH->DataType, f->CurrOneRow->DataType),
+                  std::make_tuple(eFloat4, eFloat4));
         ASSERT_EQ(SdifFReadMatrixData(f), 16u);
         EXPECT_EQ(SdifMatrixDataGetValue(f->CurrMtrxData, 1, 2), 440.0);
         EXPECT_EQ(SdifMatrixDataGetValue(f->CurrMtrxData, 1, 3), 0.5);
@@ -162,8 +162,8 @@ TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
     EXPECT_EQ(RecordReports::LastMessage(),
               "Matrix is not in frames components : '1PIC' in frame '1TRC'");
     // Accepted: the row buffer took the matrix's columns.
-    EXPECT_EQ(std::make_pair(f->CurrMtrxT != nullptr, f->CurrOneRow->NbData),
-              std::make_pair(true, 6u));
+    EXPECT_EQ(std::make_tuple(f->CurrMtrxT != nullptr, f->CurrOneRow->NbData),
+              std::make_tuple(true, 6u));
     ASSERT_EQ(SdifFReadOneRow(f), 24u);
     EXPECT_EQ(SdifFCurrOneRowCol(f, 6), 5.0);
     SdifFClose(f);
@@ -255,7 +255,7 @@ TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
     // The position after the matrix header: 16 + 24 + 16.
     EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 56");
     EXPECT_EQ(fatal.Count(), 1);
-    EXPECT_EQ(std::make_pair(f->CurrMtrxH->NbRow, f->CurrMtrxH->NbCol), std::make_pair(0u, 0u));
+    EXPECT_EQ(std::make_tuple(f->CurrMtrxH->NbRow, f->CurrMtrxH->NbCol), std::make_tuple(0u, 0u));
     EXPECT_EQ(SdifFReadMatrixData(f), 0u);
     EXPECT_LT(f->CurrOneRow->NbGranule, 1u << 16);
     EXPECT_LT(f->CurrMtrxData->AllocSize, 1u << 16);

@@ -125,7 +125,8 @@ TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
     SdifFileT* f = OpenAtFirstFrame(path);
     ASSERT_NE(f, nullptr);
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
-    EXPECT_EQ(std::make_pair(f->CurrFramH->NbMatrix, f->CurrFramH->NumID), std::make_pair(4u, 3u));
+    EXPECT_EQ(std::make_tuple(f->CurrFramH->NbMatrix, f->CurrFramH->NumID),
+              std::make_tuple(4u, 3u));
     // each matrix's bytes read with their padding, the cells as numbers
     const std::vector<std::pair<size_t, std::vector<double>>> first = {
         {16, {2.0, 0.125}},

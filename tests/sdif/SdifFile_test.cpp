@@ -5,7 +5,6 @@
 #include <cfloat>
 #include <cstdlib>
 #include <cstring>
-#include <tuple>
 
 #include "SdifTestEnv.h"
 
@@ -160,8 +159,8 @@ TEST_F(SdifFile, TextStreamOpensBesideTheBinaryOne) {
     EXPECT_EQ(textPath, f->TextStreamName);
     EXPECT_NE(f->Stream, f->TextStream);
     EXPECT_EQ(
-        std::make_pair(f->Stream, f->TextStream),
-        std::make_pair(SdifFGetFILE_SwitchVerbose(f, 's'), SdifFGetFILE_SwitchVerbose(f, 't')));
+        std::make_tuple(f->Stream, f->TextStream),
+        std::make_tuple(SdifFGetFILE_SwitchVerbose(f, 's'), SdifFGetFILE_SwitchVerbose(f, 't')));
     {
         CaptureSdifStdErr err;
         EXPECT_EQ(SdifFGetFILE_SwitchVerbose(f, 'x'), nullptr);
@@ -504,7 +503,7 @@ TEST_F(SdifFile, NextFrameCheckFindsTheFirstWantedSelectedFrame) {
               std::make_tuple(index, SdifFCurrID(r), SdifFCurrTime(r)));
     // nothing more after the last one
     size_t nb = 0;
-    for (auto [sig, at] : {std::make_pair(Sig("1HRM"), 0), std::make_pair(0u, -1)}) {
+    for (auto [sig, at] : {std::make_tuple(Sig("1HRM"), 0), std::make_tuple(0u, -1)}) {
         SdifFSkipFrameData(r);
         SdifFGetSignature(r, &nb);
         EXPECT_EQ(sig, SdifCheckNextFrame(r, wanted, &index));

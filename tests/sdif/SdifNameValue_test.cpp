@@ -61,7 +61,8 @@ TEST_F(NameValue, TablesAreNumberedInOrderOfCreation) {
     SdifNameValuesLT* l = SdifCreateNameValuesL(31);
     SdifNameValuesLNewTable(l, 10);
     SdifNameValuesLNewTable(l, 20);
-    EXPECT_EQ(std::make_pair(l->CurrNVT->NumTable, l->CurrNVT->StreamID), std::make_pair(2u, 20u));
+    EXPECT_EQ(std::make_tuple(l->CurrNVT->NumTable, l->CurrNVT->StreamID),
+              std::make_tuple(2u, 20u));
     EXPECT_FALSE(SdifNameValuesLIsNotEmpty(l));
     SdifNameValuesLPutCurrNVT(l, "k", "second");
     EXPECT_TRUE(SdifNameValuesLIsNotEmpty(l));
@@ -73,8 +74,8 @@ TEST_F(NameValue, TablesAreNumberedInOrderOfCreation) {
     SdifNameValuesLSetCurrNVT(l, 2);
     EXPECT_STREQ(Value(l, "k"), "second");
     SdifNameValuesLKillCurrNVT(l);
-    EXPECT_EQ(std::make_pair(l->CurrNVT == nullptr, SdifListGetNbData(l->NVTList)),
-              std::make_pair(true, 1u));
+    EXPECT_EQ(std::make_tuple(l->CurrNVT == nullptr, SdifListGetNbData(l->NVTList)),
+              std::make_tuple(true, 1u));
     EXPECT_STREQ(SdifNameValuesLGet(l, "k")->Value, "first");
     SdifKillNameValuesL(l);
 }

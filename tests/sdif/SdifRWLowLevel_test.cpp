@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
-#include <tuple>
 
 #include "SdifTestEnv.h"
 

@@ -2,8 +2,6 @@
 // masks (including the unsigned wrap and values beyond the flag array), the
 // frame/matrix/row/column queries and the diagnostic print.
 
-#include <tuple>
-
 #include "SdifTestEnv.h"
 
 using namespace sdiftest;
@@ -239,7 +237,7 @@ TEST_F(Select, DeltaBelowZeroWrapsAndMarksNothing) {
 
     Sel five;
     SdifParseSelection(five, "#5+2");
-    EXPECT_EQ(std::make_pair(five->streammask.num, five->streammask.max), std::make_pair(5, 7));
+    EXPECT_EQ(std::make_tuple(five->streammask.num, five->streammask.max), std::make_tuple(5, 7));
     for (SdifUInt4 v = 0; v < 10; v++)
         EXPECT_EQ(SdifSelectTestIntMask(&five->streammask, v), v >= 3 && v <= 7) << v;
 }
@@ -247,8 +245,8 @@ TEST_F(Select, DeltaBelowZeroWrapsAndMarksNothing) {
 TEST_F(Select, OverlappingElementsAreCountedOnce) {
     Sel sel;
     SdifParseSelection(sel, "_2-6,4,5+1,10");
-    EXPECT_EQ(std::make_pair(sel->rowmask.num, sel->rowmask.max),
-              std::make_pair(6, 10));  // 2..6, 10
+    EXPECT_EQ(std::make_tuple(sel->rowmask.num, sel->rowmask.max),
+              std::make_tuple(6, 10));  // 2..6, 10
 }
 
 TEST_F(Select, HugeValuesKeepTheFlagArrayBounded) {

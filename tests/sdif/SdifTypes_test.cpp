@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
-#include <tuple>
 
 #include "SdifTestEnv.h"
 
@@ -189,8 +188,8 @@ TEST_F(SdifTypes, PredefinedTypeOfAnotherSignatureIsNotLinked) {
     SdifMatrixTypeT* trc = SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, Sig("1TRC"));
     SdifMatrixTypeT* type = SdifCreateMatrixType(Sig("1HRM"), trc);
     ASSERT_NE(type, nullptr);
-    EXPECT_EQ(std::make_pair(type->MatrixTypePre == nullptr, type->NbColumnDef),
-              std::make_pair(true, 0u));
+    EXPECT_EQ(std::make_tuple(type->MatrixTypePre == nullptr, type->NbColumnDef),
+              std::make_tuple(true, 0u));
     ASSERT_EQ(std::vector<int>{eInvalidPredefinedType}, RecordReports::Tags());
     EXPECT_EQ("Invalid Predefined Type : '1TRC'(Pre) != '1HRM'", RecordReports::LastMessage());
     SdifKillMatrixType(type);
@@ -309,7 +308,7 @@ TEST_F(SdifTypes, ClosedTypeRefusesNewColumnsAndComponents) {
     EXPECT_EQ("Type has been defined yet: 'XNEW'", RecordReports::LastMessage());
     EXPECT_EQ(SdifFrameTypePutComponent(fr, Sig("1TRC"), "Two"), nullptr);
     EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eTypeDefinedYet, eTypeDefinedYet}));
-    EXPECT_EQ(std::make_pair(m->NbColumnDef, fr->NbComponent), std::make_pair(1u, 1u));
+    EXPECT_EQ(std::make_tuple(m->NbColumnDef, fr->NbComponent), std::make_tuple(1u, 1u));
 }
 
 TEST_F(SdifTypes, UnfinishedComponentIsReportedAndReadingGoesOn) {

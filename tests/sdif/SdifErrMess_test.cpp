@@ -194,11 +194,10 @@ TEST_F(ErrMess, DisabledOutputSilencesDefaultsAndDirectPrintsButStillCounts) {
     CaptureSdifStdErr err;
     StreamFile file(StreamAt(0));
     SdifDisableErrorOutput();
-    EXPECT_EQ(SdifFError(file.get(), eUnknown, "m", "x", 1), 1u);    // Message
-    EXPECT_EQ(SdifFError(file.get(), eWordCut, "w", "x", 1), 1u);    // Warning
-    EXPECT_EQ(SdifFError(file.get(), eReDefined, "e", "x", 1), 1u);  // Error
-    EXPECT_EQ(err.Text(), "");
-    EXPECT_EQ(SdifFNumErrors(file.get(), eMessage), 3u);
+    for (SdifErrorTagET tag : {eUnknown, eWordCut, eReDefined})  // Message, Warning, Error
+        EXPECT_EQ(SdifFError(file.get(), tag, "m", "x", 1), 1u);
+    EXPECT_EQ(std::make_tuple(err.Text(), SdifFNumErrors(file.get(), eMessage)),
+              std::make_tuple("", 3u));
     SdifEnableErrorOutput();
     SdifFError(file.get(), eNoError, "m", "x", 1);
     EXPECT_EQ(err.Text(), "*Sdif* Message 1:\n  SdifFile: mem.sdif\n--> No Error\n");
@@ -222,27 +221,25 @@ TEST_F(ErrMess, ReportsOnAFileAreCountedByLevelAndListedInOrder) {
     RecordReports rec;
     AllowFatal fatal;
     StreamFile file(StreamAt(0));
-    EXPECT_EQ(SdifFLastError(file.get()), nullptr);
-    EXPECT_EQ(SdifFLastErrorTag(file.get()), eNoError);  // 1, not 0, on an empty list
-
-    EXPECT_EQ(SdifFError(file.get(), eWordCut, "w1", "x", 1), 1u);
-    EXPECT_EQ(SdifFError(file.get(), eSyntax, "w2", "x", 1), 2u);
-    EXPECT_EQ(SdifFError(file.get(), eEof, "f1", "x", 1), 1u);
-    EXPECT_EQ(SdifFError(file.get(), eUnDefined, "e1", "x", 1), 1u);
-    EXPECT_EQ(SdifFError(file.get(), eNoError, "m1", "x", 1), 1u);
-    EXPECT_EQ(SdifFError(nullptr, eSyntax, "no file", "x", 1), 0u);
-
-    EXPECT_EQ(SdifFNumErrors(file.get(), eFatal), 1u);
-    EXPECT_EQ(SdifFNumErrors(file.get(), eError), 2u);
-    EXPECT_EQ(SdifFNumErrors(file.get(), eWarning), 4u);
-    EXPECT_EQ(SdifFNumErrors(file.get(), eRemark), 4u);
-    EXPECT_EQ(SdifFNumErrors(file.get(), eMessage), 5u);
-
+    // 1, not 0, on an empty list
+    EXPECT_EQ(std::make_tuple(SdifFLastError(file.get()), SdifFLastErrorTag(file.get())),
+              std::make_tuple(nullptr, eNoError));
+    // each answers the count of its level so far; none without a file
+    std::vector<unsigned> counts;
+    for (auto [tag, text] : {std::make_tuple(eWordCut, "w1"), std::make_tuple(eSyntax, "w2"),
+                             std::make_tuple(eEof, "f1"), std::make_tuple(eUnDefined, "e1"),
+                             std::make_tuple(eNoError, "m1")})
+        counts.push_back(SdifFError(file.get(), tag, text, "x", 1));
+    counts.push_back(SdifFError(nullptr, eSyntax, "no file", "x", 1));
+    EXPECT_EQ(counts, (std::vector<unsigned>{1, 2, 1, 1, 1, 0}));
+    counts.clear();
+    for (SdifErrorLevelET level : {eFatal, eError, eWarning, eRemark, eMessage})
+        counts.push_back(SdifFNumErrors(file.get(), level));
+    EXPECT_EQ(counts, (std::vector<unsigned>{1, 2, 4, 4, 5}));  // each level and those above it
     SdifErrorT* last = SdifFLastError(file.get());
     ASSERT_NE(last, nullptr);
-    EXPECT_EQ(last->Tag, eNoError);
-    EXPECT_EQ(last->Level, eMessage);
-    EXPECT_STREQ(last->UserMess, "m1");
+    EXPECT_EQ(std::make_tuple(last->Tag, last->Level, std::string(last->UserMess)),
+              std::make_tuple(eNoError, eMessage, "m1"));
 
     std::vector<std::string> texts;
     SdifListT* list = file->Errors->ErrorList;
@@ -291,27 +288,12 @@ TEST_F(ErrMess, AFileKeepsItsLatestRecordsAndPrintsItsFirstTenThousandDiagnostic
                               "*Sdif* Warning 31:\n  SdifFile: other.sdif\n--> Word cut "
                               "read : 'w'\n\n");
 
-    EXPECT_EQ(SdifFNumErrors(file.get(), eFatal), 1u);
-    EXPECT_EQ(SdifFNumErrors(file.get(), eWarning), 10500u);
-    EXPECT_EQ(SdifFNumErrors(file.get(), eMessage), 10502u);
-    EXPECT_EQ(SdifFLastErrorTag(file.get()), eEof);
-    EXPECT_STREQ(SdifFLastError(file.get())->UserMess, "last");
-    EXPECT_EQ(SdifListGetNbData(file->Errors->ErrorList), unsigned(_SdifMaxKeptErrors));
-}
-
-TEST_F(ErrMess, InsertTailErrorCountsWithoutPrinting) {
-    CaptureSdifStdErr err;
-    RecordReports rec;
-    SdifErrorLT* list = SdifCreateErrorL(nullptr);
-    unsigned int counters[5] = {};
-    EXPECT_EQ(SdifInsertTailError(list, counters, eEof, "a"), 1);
-    EXPECT_EQ(SdifInsertTailError(list, counters, eEof, "b"), 2);
-    EXPECT_EQ(counters[eFatal], 2u);
-    EXPECT_EQ(SdifLastErrorTag(list), eEof);
-    EXPECT_STREQ(SdifLastError(list)->UserMess, "b");
-    SdifKillErrorL(list);
-    EXPECT_TRUE(rec.Reports().empty());
-    EXPECT_EQ(err.Text(), "");
+    EXPECT_EQ(
+        std::make_tuple(SdifFNumErrors(file.get(), eFatal), SdifFNumErrors(file.get(), eWarning),
+                        SdifFNumErrors(file.get(), eMessage), SdifFLastErrorTag(file.get()),
+                        std::string(SdifFLastError(file.get())->UserMess),
+                        SdifListGetNbData(file->Errors->ErrorList)),
+        std::make_tuple(1u, 10500u, 10502u, eEof, "last", unsigned(_SdifMaxKeptErrors)));
 }
 
 TEST_F(ErrMess, FreeingNothingIsAFatalReport) {

@@ -193,33 +193,6 @@ TEST_F(ByteLayer, ShortReadReportsEofWithPositionAndStillSwapsWhatArrived) {
     EXPECT_EQ(SdifFLastErrorTag(in.get()), eEof);
 }
 
-TEST_F(ByteLayer, SignatureReadAnswersOneThenFourAtEndOfFile) {
-    const std::string bytes = "1TRCSDIF";
-    StreamFile in(ReadStream(bytes));
-    RecordReports rec;
-    SdifSignature sig = 1;
-    size_t nb = 10;
-    EXPECT_EQ(SdiffReadSignature(&sig, in.get(), &nb), 1);
-    EXPECT_EQ(sig, 0x31545243u);
-    EXPECT_EQ(nb, 14u);
-    EXPECT_EQ(SdiffReadSignature(&sig, in.get(), &nb), 1);  // the last four bytes of the file
-    EXPECT_EQ(sig, 0x53444946u);
-    EXPECT_EQ(SdiffReadSignature(&sig, in.get(), &nb), eEof);
-    EXPECT_EQ(sig, 0u);
-    EXPECT_EQ(nb, 18u);
-    EXPECT_TRUE(rec.Reports().empty());
-}
-
-TEST_F(ByteLayer, SignatureAndStringWriteInReadingOrder) {
-    MemOut out;
-    StreamFile o(out.f);
-    SdifSignature sig = 0x31545243;
-    EXPECT_EQ(SdiffWriteSignature(&sig, o.get()), 1u);
-    EXPECT_EQ(sig, 0x31545243u);
-    EXPECT_EQ(SdiffWriteString("name value", o.get()), 10u);
-    EXPECT_EQ(out.Bytes(), "1TRCname value");
-}
-
 namespace {
 std::vector<size_t> gWriteCalls;
 std::string gWritten;
@@ -492,22 +465,4 @@ TEST_F(ByteLayer, StringToNVBlanksTabsAndLineFeedsInPlace) {
     char text[] = "a\tb\nc\rd";
     EXPECT_EQ(SdifStringToNV(text), text);
     EXPECT_STREQ(text, "a b c\rd");
-}
-
-TEST_F(ByteLayer, BinOpenModes) {
-    EXPECT_EQ(std::vector<FILE*>({SdiffBinOpen("x", 4), SdiffBinOpen("x", 5), SdiffBinOpen("x", 6),
-                                  SdiffBinOpen("x", 7), SdiffBinOpen("x", 0),
-                                  SdiffBinOpen("/nonexistent/dir/file.sdif", 2)}),
-              std::vector<FILE*>({stdin, stdout, stderr, nullptr, nullptr, nullptr}));
-    std::string path = std::string(::testing::TempDir()) + "sdif_binopen_test.sdif";
-    FILE* w = SdiffBinOpen(path.c_str(), 1);
-    ASSERT_NE(w, nullptr);
-    std::fputs("SDIF", w);
-    EXPECT_EQ(SdiffBinClose(w), 0);
-    FILE* rw = SdiffBinOpen(path.c_str(), 3);
-    ASSERT_NE(rw, nullptr);
-    std::fputc('X', rw);
-    SdiffBinClose(rw);
-    EXPECT_EQ(ReadFile(path), "XDIF");
-    std::remove(path.c_str());
 }

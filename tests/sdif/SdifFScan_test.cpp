@@ -43,32 +43,26 @@ TEST_F(FramesScan, HeadersAndRowsReadInTheTextOrder) {
     RecordReports rec;
     ASSERT_EQ(NextSignature(f), Sig("1TRC"));
     EXPECT_GT(SdifFScanFrameHeader(f), 0u);
-    EXPECT_EQ(f->CurrFramH->Signature, Sig("1TRC"));
-    EXPECT_EQ(f->CurrFramH->Size, _SdifUnknownSize);
-    EXPECT_EQ(f->CurrFramH->NbMatrix, 1u);
-    EXPECT_EQ(f->CurrFramH->NumID, 7u);
-    EXPECT_EQ(f->CurrFramH->Time, 0.5);
+    const SdifFrameHeaderT* h = f->CurrFramH;
+    EXPECT_EQ(std::make_tuple(h->Signature, h->Size, h->NbMatrix, h->NumID, h->Time),
+              std::make_tuple(Sig("1TRC"), _SdifUnknownSize, 1u, 7u, 0.5));
     EXPECT_GT(SdifFScanMatrixHeader(f), 0u);
-    EXPECT_EQ(f->CurrMtrxH->Signature, Sig("1TRC"));
-    EXPECT_EQ(f->CurrMtrxH->DataType, eFloat4);
-    EXPECT_EQ(f->CurrMtrxH->NbRow, 2u);
-    EXPECT_EQ(f->CurrMtrxH->NbCol, 4u);
-    EXPECT_EQ(f->CurrOneRow->NbData, 4u);
-    EXPECT_EQ(SdifFScanOneRow(f), 4u);
-    EXPECT_EQ(SdifFCurrOneRowCol(f, 2), 440.0);
-    EXPECT_EQ(SdifFScanOneRow(f), 4u);
-    EXPECT_EQ(SdifFCurrOneRowCol(f, 2), 880.5);
+    const SdifMatrixHeaderT* m = f->CurrMtrxH;
+    EXPECT_EQ(std::make_tuple(m->Signature, m->DataType, m->NbRow, m->NbCol, f->CurrOneRow->NbData),
+              std::make_tuple(Sig("1TRC"), eFloat4, 2u, 4u, 4u));
+    for (double freq : {440.0, 880.5}) {
+        EXPECT_EQ(SdifFScanOneRow(f), 4u);
+        EXPECT_EQ(SdifFCurrOneRowCol(f, 2), freq);
+    }
     EXPECT_EQ(SdifFCurrOneRowCol(f, 4), 1.0);
 
     ASSERT_EQ(NextSignature(f), Sig("1PIC"));
     EXPECT_GT(SdifFScanFrameHeader(f), 0u);
-    EXPECT_EQ(f->CurrFramH->NumID, 3u);
-    EXPECT_EQ(f->CurrFramH->Time, 2.25);
     EXPECT_GT(SdifFScanMatrixHeader(f), 0u);
-    EXPECT_EQ(f->CurrMtrxH->DataType, eFloat8);
     EXPECT_EQ(SdifFScanOneRow(f), 2u);
-    EXPECT_EQ(SdifFCurrOneRowCol(f, 1), 100.5);
-    EXPECT_EQ(SdifFCurrOneRowCol(f, 2), 0.125);
+    EXPECT_EQ(std::make_tuple(h->NumID, h->Time, m->DataType, SdifFCurrOneRowCol(f, 1),
+                              SdifFCurrOneRowCol(f, 2)),
+              std::make_tuple(3u, 2.25, eFloat8, 100.5, 0.125));
     EXPECT_TRUE(RecordReports::Reports().empty());
     SdifFClose(f);
 }
@@ -96,10 +90,10 @@ TEST_F(FramesScan, CodesAreReadInAnyIntegerFormAndUnknownOnesFallBackToFloat4) {
     EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eTypeDataNotSupported});
     EXPECT_EQ(RecordReports::LastMessage(),
               "Type of data not actualy supported :  0x0108, then Float4 used");
-    EXPECT_EQ(f->CurrMtrxH->DataType, eFloat4);
     EXPECT_EQ(SdifFScanOneRow(f), 2u);
-    EXPECT_EQ(SdifFCurrOneRowCol(f, 1), 1.25);
-    EXPECT_EQ(SdifFCurrOneRowCol(f, 2), -3.0);
+    EXPECT_EQ(
+        std::make_tuple(f->CurrMtrxH->DataType, SdifFCurrOneRowCol(f, 1), SdifFCurrOneRowCol(f, 2)),
+        std::make_tuple(eFloat4, 1.25, -3.0));
     SdifFClose(f);
 }
 

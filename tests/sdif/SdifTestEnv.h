@@ -83,13 +83,6 @@ class SdifLibraryTest : public ::testing::Test {
     void SetUp() override { StartLibrary(); }
 };
 
-// The same as a global environment, for test programs that prefer one:
-// ::testing::AddGlobalTestEnvironment(new sdiftest::LibraryEnvironment);
-class LibraryEnvironment : public ::testing::Environment {
-   public:
-    void SetUp() override { StartLibrary(); }
-};
-
 // A file object that has only a stream (closed at the end) and an error
 // list: enough for the byte layer, without SdifFOpen.
 struct StreamFile {
@@ -116,8 +109,6 @@ struct Report {
     std::string text;  // the composed diagnostic
     SdifFileT* file;
     SdifErrorT* error;  // the record just appended, or none
-    std::string srcFile;
-    int srcLine;
 };
 
 // While alive, the error and warning callbacks record into Reports() instead
@@ -160,9 +151,8 @@ class RecordReports {
 
    private:
     static void Record(SdifErrorTagET tag, SdifErrorLevelET level, char* text, SdifFileT* file,
-                       SdifErrorT* error, char* srcFile, int srcLine) {
-        Reports().push_back(
-            {tag, level, text ? text : "", file, error, srcFile ? srcFile : "", srcLine});
+                       SdifErrorT* error, char*, int) {
+        Reports().push_back({tag, level, text ? text : "", file, error});
     }
     SdifExceptionFuncT mOldError;
     SdifExceptionFuncT mOldWarning;

@@ -360,8 +360,12 @@ TEST_F(SdifFile, TextFileHeaderAndChunksAreScanned) {
     SdifFileT* f = SdifFOpen("scan", ePredefinedTypes);
     ASSERT_NE(f, nullptr);
     ASSERT_EQ(f, SdifFOpenText(f, textPath.c_str(), eReadFile));
+    CaptureSdifStdErr err;  // the intermediate-format notice is for binary files only
     EXPECT_EQ(4u, SdifFScanGeneralHeader(f));
     EXPECT_GT(SdifFScanAllASCIIChunks(f), 0u);
+    EXPECT_EQ("", err.Text());
+    SdifMatrixTypeT* xnew = SdifFGetMatrixType(f, Sig("XNEW"));
+    EXPECT_EQ(2u, xnew ? SdifMatrixTypeGetNumColumnDef(xnew, "B") : 0u);
     SdifNameValueT* nv = SdifNameValuesLGetCurrNVT(f->NameValues, "Creator");
     EXPECT_STREQ("me", nv ? nv->Value : "");
     // ENDC ends the scan with its complaint; the 1TYP after it is not read

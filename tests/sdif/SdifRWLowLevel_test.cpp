@@ -178,21 +178,6 @@ TEST_F(ByteLayer, EveryCellTypeRoundTripsThroughItsBigEndianImage) {
     EXPECT_EQ(Exits().calls, 0);
 }
 
-TEST_F(ByteLayer, ShortReadReportsEofWithPositionAndStillSwapsWhatArrived) {
-    const std::string bytes = Bytes({0x3F, 0xC0, 0, 0, 0x40, 0x00});  // 1.5f and half a cell
-    StreamFile in(ReadStream(bytes));
-    RecordReports rec;
-    AllowFatal fatal;
-    SdifFloat4 v[2] = {0, 0};
-    EXPECT_EQ(SdiffReadFloat4(v, 2, in.get()), 1u);
-    EXPECT_EQ(v[0], 1.5f);
-    EXPECT_EQ(rec.Tags(), (std::vector<int>{eEof}));
-    EXPECT_EQ(rec.LastMessage(), "End of file : Sdiffread 6");
-    EXPECT_EQ(fatal.Count(), 1);  // end of file is Fatal: the exit callback follows
-    EXPECT_EQ(in->ErrorCount[eFatal], 1u);
-    EXPECT_EQ(SdifFLastErrorTag(in.get()), eEof);
-}
-
 namespace {
 std::vector<size_t> gWriteCalls;
 std::string gWritten;

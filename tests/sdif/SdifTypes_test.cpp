@@ -336,20 +336,6 @@ TEST_F(SdifTypes, StringFormStopsAtAClosingBrace) {
     SdifStringFree(s);
 }
 
-TEST_F(SdifTypes, TextStreamDeclarationsNeedTheirOpeningBrace) {
-    std::string path = TempPath("decl.txt");
-    WriteFile(path, " {\n  1MTD XNEW {A, B}\n  1FTD XFRM {XNEW Both;}\n}\n");
-    TypesFile f;
-    ASSERT_NE(SdifFOpenText(f, path.c_str(), eReadFile), nullptr);
-    CaptureSdifStdErr err;
-    size_t n = SdifFGetAllType(f, 't');
-    EXPECT_EQ(ReadFile(path).size() - 1, n);  // all but the final line feed
-    EXPECT_EQ("", err.Text());  // the intermediate-format warning is for binary streams only
-    ExpectColumns(SdifFGetMatrixType(f, Sig("XNEW")), "A, B", "XNEW");
-    ExpectComponents(SdifFGetFrameType(f, Sig("XFRM")), "XNEW Both", "XFRM");
-    EXPECT_EQ(1, f->TypeDefPass);
-}
-
 // ---- declaration text of a file's own types ----
 
 TEST_F(SdifTypes, OwnTypesRenderAsDeclarationsThatReadBackTheSame) {

@@ -146,15 +146,10 @@ TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
     EXPECT_STREQ(text->str, kLabel);
     SdifStringFree(text);
 
+    // the Float4 frame: rows are read in the analysis-file walks
     ASSERT_TRUE(NextFrame(f));
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
-    ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
-    for (int r = 0; r < 2; r++) {
-        ASSERT_EQ(SdifFReadOneRow(f), 16u);
-        for (SdifUInt4 c = 1; c <= 4; c++)
-            EXPECT_EQ(SdifFCurrOneRowCol(f, c), kTrc4[4 * r + c - 1]);
-    }
-
+    EXPECT_EQ(SdifFSkipFrameData(f), 16u + 32u);
     ASSERT_TRUE(NextFrame(f));
     ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
     EXPECT_EQ(f->CurrFramH->Time, 0.75);
@@ -167,9 +162,8 @@ TEST_F(FramesWrite, MixedCellTypesReadBackWhole) {
     for (const char* sig : {"1BEG", "1END"}) {
         ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
         EXPECT_EQ(f->CurrMtrxH->Signature, Sig(sig));
-        ASSERT_EQ(SdifFReadOneRow(f), 4u);
-        EXPECT_EQ(SdifFCurrOneRowCol(f, 1), 7.0);
-        EXPECT_EQ(SdifFReadPadding(f, SdifPaddingCalculate(4)), 4u);
+        EXPECT_EQ(SdifFReadMatrixData(f), 8u);
+        EXPECT_EQ(Cells(f->CurrMtrxData), std::vector<double>{7.0});
     }
     EXPECT_FALSE(NextFrame(f));
     EXPECT_TRUE(RecordReports::Reports().empty());

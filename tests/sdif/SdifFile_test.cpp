@@ -245,17 +245,13 @@ TEST_F(SdifFile, BadHeadersAreRefusedWithTheirMessages) {
 }
 
 TEST_F(SdifFile, TruncatedHeaderIsAnEndOfFile) {
-    std::string b = SdifHeader().substr(0, 10);
-    std::string path = SaveTemp("trunc.sdif", b);
-    SdifFileT* r = SdifFOpen(path.c_str(), eReadFile);
+    SdifFileT* r = SdifFOpen(SaveTemp("trunc.sdif", SdifHeader().substr(0, 10)).c_str(), eReadFile);
     ASSERT_NE(r, nullptr);
-    {
-        RecordReports rec;
-        AllowFatal fatal;
-        EXPECT_EQ(0u, SdifFReadGeneralHeader(r));
-        EXPECT_GE(fatal.Count(), 1);
-    }
-    EXPECT_EQ(eEof, SdifFLastErrorTag(r));
+    RecordReports rec;
+    AllowFatal fatal;
+    EXPECT_EQ(0u, SdifFReadGeneralHeader(r));
+    EXPECT_EQ(std::make_tuple(fatal.Count() >= 1, SdifFLastErrorTag(r)),
+              std::make_tuple(true, eEof));
     SdifFClose(r);
 }
 

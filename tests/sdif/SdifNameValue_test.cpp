@@ -135,21 +135,6 @@ TEST_F(NameValueFile, DuplicateNameInTextIsReportedAndDropped) {
     EXPECT_EQ(RecordReports::LastMessage(), "NameValue : a  redefined");
 }
 
-TEST_F(NameValueFile, TableTextHasOneLinePerPair) {
-    SdifNameValuesLPutCurrNVT(mFile->NameValues, "creator", "test");
-    SdifNameValuesLPutCurrNVT(mFile->NameValues, "rate", "44100");
-    SdifStringT* s = SdifStringNew();
-    EXPECT_EQ(SdifFNameValueLCurrNVTtoSdifString(mFile, s), 24u);
-    std::string text(s->str);
-    EXPECT_TRUE(text == "creator\ttest\nrate\t44100\n" || text == "rate\t44100\ncreator\ttest\n")
-        << text;
-    // and reads back into a fresh table
-    SdifNameValuesLNewTable(mFile->NameValues, 2);
-    EXPECT_EQ(SdifFNameValueLCurrNVTfromString(mFile, s->str), 2u);
-    EXPECT_STREQ(Value(mFile->NameValues, "rate"), "44100");
-    SdifStringFree(s);
-}
-
 TEST_F(NameValueFile, BraceFormOnTheTextStream) {
     static const char text[] = "{\nname\tvalue;  \r\n\nx\ty\n}\nrest";
     mFile->TextStream = fmemopen(const_cast<char*>(text), sizeof text - 1, "r");

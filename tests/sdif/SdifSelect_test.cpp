@@ -89,10 +89,18 @@ TEST_F(Select, EmptySelectionAfterTheSeparatorSelectsEverything) {
 
 // ---- parsing ----
 
+// A leading signature is a frame list; a signature stops at a symbol and
+// keeps four characters.
 TEST_F(Select, LeadingSignatureIsAFrameList) {
-    Sel sel;
-    EXPECT_EQ(SdifParseSelection(sel, "1TRC"), 1);
-    EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
+    for (const char* text : {"1TRC", ":1TRCX/1HR"}) {
+        Sel sel;
+        EXPECT_EQ(SdifParseSelection(sel, text), 1);
+        EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
+    }
+    Sel cut;
+    SdifParseSelection(cut, ":1TRCX/1HR");
+    auto* m = static_cast<SdifSelectElementT*>(cut->matrix->Head->Data);
+    EXPECT_EQ(m->value.signature, 0x31485200u);  // unfilled byte stays 0
     Sel two;
     EXPECT_EQ(SdifParseSelection(two, ":1TRC,1HRM"), 1);
     EXPECT_EQ(Sigs(two->frame), (std::vector<std::string>{"1TRC", "1HRM"}));
@@ -115,14 +123,6 @@ TEST_F(Select, EveryListOfAFullExpression) {
     EXPECT_EQ(std::make_tuple(row->rangetype, row->range.integer, time->rangetype, time->value.real,
                               time->range.real),
               std::make_tuple(sst_range, 5, sst_range, 0.5, 2.0));
-}
-
-TEST_F(Select, SignatureStopsAtASymbolAndKeepsFourCharacters) {
-    Sel sel;
-    EXPECT_EQ(SdifParseSelection(sel, ":1TRCX/1HR"), 1);
-    EXPECT_EQ(Sigs(sel->frame), std::vector<std::string>{"1TRC"});
-    auto* m = static_cast<SdifSelectElementT*>(sel->matrix->Head->Data);
-    EXPECT_EQ(m->value.signature, 0x31485200u);  // unfilled byte stays 0
 }
 
 TEST_F(Select, ParsingAddsToTheListsAndReplacingEmptiesThem) {

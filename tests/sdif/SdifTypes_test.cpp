@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 #include "SdifTestEnv.h"
 
@@ -13,18 +12,6 @@ using namespace sdiftest;
 using namespace testsupport;
 
 namespace {
-std::vector<std::string> Split(const std::string& list, char sep) {
-    std::vector<std::string> out;
-    std::stringstream in(list);
-    std::string item;
-    while (std::getline(in, item, sep)) {
-        size_t a = item.find_first_not_of(' ');
-        size_t b = item.find_last_not_of(' ');
-        if (a != std::string::npos) out.push_back(item.substr(a, b - a + 1));
-    }
-    return out;
-}
-
 // Some of the predefined types as the format defines them (43 matrix types,
 // 27 frame types in all): signature, then the columns (matrix types) or
 // "matrix name" components (frame types).
@@ -48,34 +35,39 @@ const char* const kFrameTypes[][2] = {
     {"EFKV", "EMKV Tableau; EMJR EndRecording"},
 };
 
-// Compare a matrix type with the expected comma-separated columns.
+// Compare a matrix type with the expected comma-separated columns, and a
+// frame type with its "matrix name" components separated by "; ": in order,
+// each found again by its name (and a component by its matrix), none after.
+size_t Items(const std::string& list, char sep) {
+    return list.empty() ? 0 : 1 + std::count(list.begin(), list.end(), sep);
+}
+
 void ExpectColumns(SdifMatrixTypeT* type, const std::string& columns, const char* sig) {
     ASSERT_NE(type, nullptr) << sig;
-    std::vector<std::string> names = Split(columns, ',');
-    EXPECT_EQ(type->NbColumnDef, names.size()) << sig;
-    for (size_t i = 0; i < names.size(); ++i) {
-        const char* name = SdifMatrixTypeGetColumnName(type, static_cast<int>(i + 1));
-        ASSERT_NE(name, nullptr) << sig << " column " << i + 1;
-        EXPECT_EQ(names[i], name) << sig;
-        EXPECT_EQ(i + 1, SdifMatrixTypeGetNumColumnDef(type, names[i].c_str())) << sig;
+    std::string found;
+    for (int i = 1; i <= int(type->NbColumnDef) + 1; i++) {
+        const char* name = SdifMatrixTypeGetColumnName(type, i);
+        if (!name) break;
+        bool back = SdifMatrixTypeGetNumColumnDef(type, name) == unsigned(i);
+        found += (i > 1 ? ", " : "") + std::string(name) + (back ? "" : " (not found by name)");
     }
-    EXPECT_EQ(SdifMatrixTypeGetColumnName(type, static_cast<int>(names.size() + 1)), nullptr);
+    EXPECT_EQ(found, columns) << sig;
+    EXPECT_EQ(type->NbColumnDef, Items(columns, ',')) << sig;
 }
 
 void ExpectComponents(SdifFrameTypeT* type, const std::string& components, const char* sig) {
     ASSERT_NE(type, nullptr) << sig;
-    std::vector<std::string> parts = Split(components, ';');
-    EXPECT_EQ(type->NbComponent, parts.size()) << sig;
-    for (size_t i = 0; i < parts.size(); ++i) {
-        std::string matrix = parts[i].substr(0, 4);
-        std::string name = parts[i].substr(5);
-        SdifComponentT* c = SdifFrameTypeGetNthComponent(type, static_cast<unsigned>(i + 1));
-        ASSERT_NE(c, nullptr) << sig << " component " << i + 1;
-        EXPECT_EQ(Sig(matrix.c_str()), c->MtrxS) << sig;
-        EXPECT_EQ(name, c->Name) << sig;
-        EXPECT_EQ(c, SdifFrameTypeGetComponent_MtrxS(type, Sig(matrix.c_str()))) << sig;
-        EXPECT_EQ(c, SdifFrameTypeGetComponent(type, name.c_str())) << sig;
+    std::string found;
+    for (unsigned i = 1; i <= type->NbComponent + 1; i++) {
+        SdifComponentT* c = SdifFrameTypeGetNthComponent(type, i);
+        if (!c) break;
+        bool back = SdifFrameTypeGetComponent_MtrxS(type, c->MtrxS) == c &&
+                    SdifFrameTypeGetComponent(type, c->Name) == c;
+        found += (i > 1 ? "; " : "") + std::string(SdifSignatureToString(c->MtrxS)) + " " +
+                 c->Name + (back ? "" : " (not found again)");
     }
+    EXPECT_EQ(found, components) << sig;
+    EXPECT_EQ(type->NbComponent, Items(components, ';')) << sig;
 }
 
 // A file object that holds only types.

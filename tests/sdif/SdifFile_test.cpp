@@ -336,17 +336,6 @@ TEST_F(SdifFile, ASCIIChunksEndAfterTheirMatricesWhateverTheirSize) {
     }
 }
 
-TEST_F(SdifFile, NothingToDeclareWritesNoChunk) {
-    std::string path = TempPath("empty-ascii.sdif");
-    SdifFileT* w = SdifFOpen(path.c_str(), eWriteFile);
-    ASSERT_NE(w, nullptr);
-    SdifTestMatrixType(w, Sig("1TRC"));  // used, not extended
-    SdifFWriteGeneralHeader(w);
-    EXPECT_EQ(0u, SdifFWriteAllASCIIChunks(w));
-    SdifFClose(w);
-    EXPECT_EQ(16u, ReadFile(path).size());
-}
-
 TEST_F(SdifFile, TextFileHeaderAndChunksAreScanned) {
     RecordReports rec;
     std::string textPath = SaveTemp("scan.txt",

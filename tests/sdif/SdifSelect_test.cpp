@@ -353,18 +353,15 @@ struct FakeFile {
 TEST_F(Select, CurrentFrameAndMatrix) {
     FakeFile f;
     SdifParseSelection(f.sel, "#1-2:1TRC/1TRC");
-    f.frame = {Sig("1TRC"), 0, 1, 2, 0.25};
-    EXPECT_TRUE(SdifFCurrFrameIsSelected(&f.file));
-    f.frame.NumID = 3;
-    EXPECT_FALSE(SdifFCurrFrameIsSelected(&f.file));
-    f.frame.NumID = 0xFFFFFFFFu;  // no stream at all
-    EXPECT_TRUE(SdifFCurrFrameIsSelected(&f.file));
-    f.frame.Signature = Sig("1HRM");
-    EXPECT_FALSE(SdifFCurrFrameIsSelected(&f.file));
-    f.matrix.Signature = Sig("1TRC");
-    EXPECT_TRUE(SdifFCurrMatrixIsSelected(&f.file));
-    f.matrix.Signature = Sig("1BEG");
-    EXPECT_FALSE(SdifFCurrMatrixIsSelected(&f.file));
+    // 0xFFFFFFFF: no stream at all
+    for (auto [sig, id, selected] :
+         {std::make_tuple("1TRC", 2u, 1), std::make_tuple("1TRC", 3u, 0),
+          std::make_tuple("1TRC", 0xFFFFFFFFu, 1), std::make_tuple("1HRM", 0xFFFFFFFFu, 0)}) {
+        f.frame = {Sig(sig), 0, 1, id, 0.25};
+        f.matrix.Signature = Sig(sig == std::string("1TRC") ? "1TRC" : "1BEG");
+        EXPECT_EQ(SdifFCurrFrameIsSelected(&f.file), selected) << sig << " " << id;
+        EXPECT_EQ(SdifFCurrMatrixIsSelected(&f.file), sig == std::string("1TRC")) << sig;
+    }
     EXPECT_EQ(SdifFNumStreamsSelected(&f.file), 2);
 }
 

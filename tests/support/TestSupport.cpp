@@ -80,6 +80,12 @@ RunResult RunProgram(const std::vector<std::string>& argv, const RunOptions& opt
     // A program that exits without reading its input must not kill the
     // feeding test process.
     signal(SIGPIPE, SIG_IGN);
+    // Closed before the fork, so that no write of the child can land in the
+    // pipe while the parent still holds its reading end.
+    if (options.out == StdoutTo::kClosedPipe) {
+        close(outPipe[0]);
+        outPipe[0] = -1;
+    }
     pid_t pid = fork();
     if (pid == 0) {
         dup2(inPipe[0], 0);
@@ -92,7 +98,7 @@ RunResult RunProgram(const std::vector<std::string>& argv, const RunOptions& opt
         }
         dup2(errPipe[1], 2);
         for (int fd : {inPipe[0], inPipe[1], outPipe[0], outPipe[1], errPipe[0], errPipe[1]})
-            close(fd);
+            if (fd >= 0) close(fd);
         // The disposition is inherited through exec; the test process may
         // have ignored SIGPIPE for itself.
         signal(SIGPIPE, options.ignoreSigpipe ? SIG_IGN : SIG_DFL);
@@ -106,7 +112,6 @@ RunResult RunProgram(const std::vector<std::string>& argv, const RunOptions& opt
     close(inPipe[0]);
     close(outPipe[1]);
     close(errPipe[1]);
-    if (options.out == StdoutTo::kClosedPipe) close(outPipe[0]);
     std::thread feeder([&] { Feed(inPipe[1], options.stdinBytes); });
     std::string err;
     std::thread errReader([&] { err = Drain(errPipe[0]); });

@@ -39,19 +39,25 @@ inline size_t SdifCellRoom(SdifDataTypeET type) {
     return SdifSizeofDataType(type) > room ? SdifSizeofDataType(type) : room;
 }
 
-/* The row takes the type of a matrix header before the header is tested,
-** as callers expect; its cell count shrinks when the buffer holds fewer
-** cells of the new type. */
-inline void SdifOneRowSetType(SdifOneRowT* row, SdifDataTypeET type) {
-    if (!row) return;
-    SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / SdifCellRoom(type));
-    row->DataType = type;
-    if (row->NbData > fit) row->NbData = fit;
-}
-
 /* Make *buf (capacity *cap bytes) hold need bytes, by realloc; false when
 ** memory is out or need passes a 32-bit capacity (the buffer stays). */
 bool SdifReserveBytes(void** buf, SdifUInt4* cap, uint64_t need);
+
+/* The row takes the type of a matrix header before the header is tested,
+** as callers expect, and keeps its cell count: the buffer grows to hold
+** that many cells of a wider type (at most 8 times what it held, so still
+** bounded by what the file backed); only when it cannot does the count
+** shrink to the cells the buffer holds. */
+inline void SdifOneRowSetType(SdifOneRowT* row, SdifDataTypeET type) {
+    if (!row) return;
+    const size_t room = SdifCellRoom(type);
+    row->DataType = type;
+    if (SdifReserveBytes(&row->Data.Void, &row->NbGranule,
+                         static_cast<uint64_t>(row->NbData) * room))
+        return;
+    SdifUInt4 fit = static_cast<SdifUInt4>(row->NbGranule / room);
+    if (row->NbData > fit) row->NbData = fit;
+}
 
 /* ---- notices, texts, reports ---- */
 

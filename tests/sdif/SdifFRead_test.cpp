@@ -171,7 +171,8 @@ TEST_F(FramesRead, MatrixOutsideTheFrameTypeIsReportedAndStillAccepted) {
 
 // A 1TRC met again in its frame fails the header test until the next frame;
 // a third, of Int8, is rejected before its type is replaced: the row takes
-// that type and reads its 2 cells (8 bytes each on disk) as Float4.
+// that type, keeps its column count, and reads the header's 2 cells (8 bytes
+// each on disk) as Float4.
 TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
     std::string b = OneMatrix(16 + (16 + 16) + (16 + 24) + (16 + 16), 3, "1TRC", eFloat4, 1, 4,
                               std::vector<float>(4, 1.0f), 0.0);
@@ -199,7 +200,9 @@ TEST_F(FramesRead, ComponentMetTwiceInAFrameFailsTheTestUntilTheNextFrame) {
     EXPECT_EQ(SdifFSkipMatrixData(f), 24u);
 
     ASSERT_EQ(SdifFReadMatrixHeader(f), 16u);
-    EXPECT_EQ(f->CurrOneRow->DataType, 0x0108);
+    // Rejected: the row took the type but keeps the first matrix's 4 columns.
+    EXPECT_EQ(std::make_tuple(f->CurrOneRow->DataType, f->CurrOneRow->NbData),
+              std::make_tuple(SdifDataTypeET(0x0108), 4u));
     EXPECT_EQ(SdifFReadOneRow(f), 8u);
     EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eMatrixUsedYet, eMatrixUsedYet,
                                                        eMatrixUsedYet, eTypeDataNotSupported}));

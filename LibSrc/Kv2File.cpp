@@ -34,7 +34,8 @@ long long HandleSize(FILEIO const* f) {
 // the budget the frames read so far stay and std::bad_alloc is thrown, which
 // a container turns into a failed read.
 template <class Set, class ReadFn>
-void ReadAllFrames(Kv2FrameSet<Set>& frames, int stream, double tBegin, double tEnd, ReadFn read) {
+void ReadAllFrames(Kv2FrameSet<Set>& frames, int stream, double tBegin, double tEnd,
+                   Kv2FrameListener<Set>* listener, ReadFn read) {
     // A list node: the frame, two links, and the heap blocks of the node and
     // of its records.
     constexpr unsigned long long kFrameBytes =
@@ -61,6 +62,7 @@ void ReadAllFrames(Kv2FrameSet<Set>& frames, int stream, double tBegin, double t
             const std::size_t room = frames.back().params().capacity();
             if (room > records)
                 Kv2ChargeBudget((room - records) * sizeof(typename Set::PartialParam));
+            if (listener) listener->FrameAppended(frames);
         } else {
             Kv2ChargeBudget(kFrameBytes + records * sizeof(typename Set::PartialParam));
         }
@@ -87,19 +89,22 @@ bool Kv2File::Open(const char* name, KV_FILEMODE mode, KvFormat format, int stre
     return mHandle != nullptr;
 }
 
-bool Kv2File::ReadFrames(Kv2FrameSet<PartialSet>& frames, int stream, double tBegin, double tEnd) {
+bool Kv2File::ReadFrames(Kv2FrameSet<PartialSet>& frames, int stream, double tBegin, double tEnd,
+                         Kv2FrameListener<PartialSet>* listener) {
     if (!mHandle) return false;
     Kv2ReadBudget budget(mHandle);
-    ReadAllFrames(frames, stream, tBegin, tEnd, [this](PartialSet& set, int& frameStream) {
-        return Kv2ReadPartialSet2(mHandle, set, frameStream, -1);
-    });
+    ReadAllFrames(frames, stream, tBegin, tEnd, listener,
+                  [this](PartialSet& set, int& frameStream) {
+                      return Kv2ReadPartialSet2(mHandle, set, frameStream, -1);
+                  });
     return true;
 }
 
-bool Kv2File::ReadFrames(Kv2FrameSet<ChordSet>& frames, int stream, double tBegin, double tEnd) {
+bool Kv2File::ReadFrames(Kv2FrameSet<ChordSet>& frames, int stream, double tBegin, double tEnd,
+                         Kv2FrameListener<ChordSet>* listener) {
     // No handle reads as a file without frames.
     Kv2ReadBudget budget(mHandle);
-    ReadAllFrames(frames, stream, tBegin, tEnd, [this](ChordSet& set, int& frameStream) {
+    ReadAllFrames(frames, stream, tBegin, tEnd, listener, [this](ChordSet& set, int& frameStream) {
         return Kv2ReadChordSet2(mHandle, set, frameStream, -1);
     });
     return true;

@@ -184,6 +184,19 @@ class Kv2ReadBudget {
     bool mOwn;  // this one set the budget
 };
 
+// Told of every frame Kv2File::ReadFrames appends, once it is aligned and
+// counted: a reader that consumes the frames as they come need not keep them
+// all.  It may erase any frame of the list but the last, which the next frame
+// is aligned to.
+template <class Set>
+class Kv2FrameListener {
+   public:
+    virtual void FrameAppended(Kv2FrameSet<Set>& frames) = 0;
+
+   protected:
+    ~Kv2FrameListener() = default;
+};
+
 // A file read frame by frame into a frame list.  Owns its handle.
 class Kv2File {
    public:
@@ -204,9 +217,12 @@ class Kv2File {
     // against the run's memory budget (SdifSetBudget; without one, a budget
     // of this file's own for the read): past it std::bad_alloc is thrown, the
     // frames read so far kept, for alignment and sounding chord notes let a
-    // small file ask for far more.
-    bool ReadFrames(Kv2FrameSet<PartialSet>& frames, int stream, double tBegin, double tEnd);
-    bool ReadFrames(Kv2FrameSet<ChordSet>& frames, int stream, double tBegin, double tEnd);
+    // small file ask for far more.  A listener, when given, is told of each
+    // frame appended.
+    bool ReadFrames(Kv2FrameSet<PartialSet>& frames, int stream, double tBegin, double tEnd,
+                    Kv2FrameListener<PartialSet>* listener = nullptr);
+    bool ReadFrames(Kv2FrameSet<ChordSet>& frames, int stream, double tBegin, double tEnd,
+                    Kv2FrameListener<ChordSet>* listener = nullptr);
 };
 
 }  // namespace Kv2

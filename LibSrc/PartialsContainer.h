@@ -41,10 +41,11 @@ class PartialsContainer {
     // build the tracks, within the run's memory budget (or one of the
     // file's own: Kv2ReadBudget).  Any exception on the way, the budget's
     // included, answers false, keeping the frames read; the caller reports it.
-    bool ReadFromFile(Kv2::Kv2File& file) {
+    // A listener is told of each frame as it is read (Kv2File::ReadFrames).
+    bool ReadFromFile(Kv2::Kv2File& file, Kv2::Kv2FrameListener<T>* listener = nullptr) {
         Kv2::Kv2ReadBudget budget(file.mHandle);
         try {
-            file.ReadFrames(mFrames, -1, -1.0, -1.0);
+            file.ReadFrames(mFrames, -1, -1.0, -1.0, listener);
             Kv2::Kv2CloseFile(file.mHandle);
             file.mHandle = nullptr;
             UpdatePartials();

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <new>
 
 #include "Kv2Sdif.h"
@@ -146,14 +147,26 @@ void FailWriting(Cli::WriteStatus status) {
     Sdif2ColumnsExit(1);
 }
 
-// The frame layout prints no track: a container that builds none while the
-// frames are printed saves the track memory (more than the frames' own) and
-// its page faults.  The track layout builds them as the library does.
+// What the converter keeps of a file.  The frame layout prints no track, so
+// none is built: the track memory (more than the frames' own) and its page
+// faults are saved.  The track layout prints only tracks and the first frame
+// (where the second pass departs from the first): each frame joins the tracks
+// as soon as it is read and aligned, and is dropped once the next one is
+// aligned to it, so the frames never all stay in memory.
 template <class T>
-class ConverterContainer final : public Quorlin::PartialsContainer<T> {
+class ConverterContainer final : public Quorlin::PartialsContainer<T>,
+                                 private Kv2::Kv2FrameListener<T> {
    public:
-    void UpdatePartials() override {
-        if (gOutputPartials) Quorlin::PartialsContainer<T>::UpdatePartials();
+    bool Read(Kv2::Kv2File& file) {
+        return this->ReadFromFile(file, gOutputPartials ? this : nullptr);
+    }
+    // The tracks are built as the frames are read, or not at all.
+    void UpdatePartials() override {}
+
+   private:
+    void FrameAppended(Kv2::Kv2FrameSet<T>& frames) override {
+        this->mPartials.AddFrame(std::prev(frames.cend()));
+        if (frames.size() > 2) frames.erase(std::next(frames.begin()));
     }
 };
 
@@ -169,7 +182,7 @@ static void PrintFile(char const* path, Kv2::KvFormat format, int aux) {
         } catch (const std::exception&) {
             FailReading(path);
         }
-        ok = container.ReadFromFile(file);
+        ok = container.Read(file);
         if (ok && gOutputPartials) {
             // What the track layout builds comes before its first line:
             // past the budget nothing has been printed yet.

@@ -6,8 +6,10 @@
 
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Kv2TestUtil.h"
@@ -550,6 +552,27 @@ TEST(Kv2File, ReadFramesKeepsStreamZeroAndTimesWithinBothBounds) {
         EXPECT_GE(frames.front().PartialIndex(2), 0);
         EXPECT_GE(frames.back().PartialIndex(4), 0);
     }
+
+    // A listener hears of the kept frames only, each once aligned (the
+    // ended partial of the frame before is carried in it: two records), and
+    // may drop every frame but the last without stopping the alignment.
+    struct KeepLast : Kv2FrameListener<PartialSet> {
+        std::vector<std::pair<double, int>> heard;  // time, records
+        void FrameAppended(Kv2FrameSet<PartialSet>& list) override {
+            heard.emplace_back(list.back().time, list.back().size());
+            list.erase(list.begin(), std::prev(list.end()));
+        }
+    } listener;
+    Kv2File file;
+    ASSERT_TRUE(file.Open(path.c_str(), KV_READ, KV_FORMAT_ADD, -1, nullptr));
+    Kv2FrameSet<PartialSet> last;
+    ASSERT_TRUE(file.ReadFrames(last, -1, 1.0, 2.0, &listener));
+    const std::vector<std::pair<double, int>> aligned = {{1.0, 1}, {1.5, 2}, {2.0, 2}};
+    EXPECT_EQ(listener.heard, aligned);
+    ASSERT_EQ(last.size(), 1u);
+    EXPECT_EQ(last.back().PartialIndex(4), 0);
+    EXPECT_EQ(last.back().PartialIndex(3), 1);
+    EXPECT_EQ(last.back()[1].state, PartialSet::eCarried);
 }
 
 TEST(Kv2File, NoHandleAfterAFailedProbeReadsAsNoFrames) {

@@ -5,13 +5,18 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "SdifErrMess.h"
 #include "SdifFile.h"
 #include "TestSupport.h"
 #include "sdifentity.h"
 #include "sdifexception.h"
+#include "sdifframe.h"
+#include "selectionset.h"
 
 namespace ondeltest {
 
@@ -47,6 +52,21 @@ E Thrown(F&& f) {
     }
     ADD_FAILURE() << "nothing thrown";
     return E(eError, nullptr, nullptr, -1, nullptr, 0);
+}
+
+typedef Ondel::SelectionSet<unsigned int> Sel;
+
+// An active, closed selection of the given values.
+inline Sel Set(std::set<unsigned int> values) { return Sel(values, false); }
+
+// A file of the given frames, written through the entity.
+inline std::string WriteFrames(const std::string& name, std::vector<Ondel::SDIFFrame> frames) {
+    const std::string path = testsupport::TempPath(name);
+    Ondel::SDIFEntity out;
+    EXPECT_TRUE(out.OpenWrite(path.c_str()));
+    for (Ondel::SDIFFrame& f : frames) out.WriteFrame(f);
+    out.Close();
+    return path;
 }
 
 }  // namespace ondeltest

@@ -2,21 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "OndelTestUtil.h"
-#include "sdifexception.h"
 
 using namespace Ondel;
-using ondeltest::Thrown;
+using namespace ondeltest;
 using testsupport::Sig;
 
 namespace {
-
-typedef SelectionSet<unsigned int> Sel;
-
-Sel Set(std::set<unsigned int> values) { return Sel(values, false); }
 
 // The matrix, frame and stream selections as the entity gives them, e.g.
 // "M{1TRC} F- S{0 1}+": - when inactive, + when open-ended.
@@ -61,32 +53,29 @@ int CountFrames(SDIFEntity& e) {
 
 }  // namespace
 
-// Every frame of a real file with its time, stream, signature and rows;
-// reading past the end throws.
-TEST(SDIFEntity, ReadsEveryFrameOfARealFile) {
-    const std::string path = Data("tone-s1.sdif");
-    const auto raw = testsupport::RawFrames(testsupport::ReadFile(path));
+// The frames themselves are compared with their bytes by the directory's
+// walk; here the entity's own state, its end and its rewind.
+TEST(SDIFEntity, ReadsARealFileToItsEndAndRewinds) {
+    const std::string path = Data("sweep-s0.sdif");
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead(path.c_str()));
     EXPECT_EQ(e.GetOpenMode(), 2);
     EXPECT_EQ(e.GetGeneralHeaderSize(), 16u);
-    EXPECT_EQ(e.GetFirstFramePos(), long(raw[0].at));
+    EXPECT_EQ(e.GetFirstFramePos(),
+              long(testsupport::RawFrames(testsupport::ReadFile(path))[0].at));
     SDIFFrame frame;
-    size_t n = 0;
-    while (!e.eof()) {
-        ASSERT_GT(e.ReadNextFrame(frame), 0);
-        ASSERT_LT(n, raw.size());
-        EXPECT_EQ(frame.GetTime(), raw[n].time);
-        EXPECT_EQ(frame.GetStreamID(), raw[n].id);
-        EXPECT_EQ(frame.GetSignature(), raw[n].sig);
-        EXPECT_EQ(unsigned(frame.GetMatrix(0).GetNbRows()), raw[n].matrices[0].rows);
-        ++n;
-    }
-    EXPECT_EQ(n, raw.size());
+    for (int i = 0; i < 3; ++i) e.ReadNextFrame(frame);
+    EXPECT_EQ(frame.GetTime(), 2.0 / 256);
+    ASSERT_TRUE(e.Rewind());
+    e.ReadNextFrame(frame);
+    EXPECT_EQ(frame.GetTime(), 0.0);
+    EXPECT_EQ(CountFrames(e), 511);
     const auto ex = Thrown<SDIFEof>([&] { e.ReadNextFrame(frame); });
     EXPECT_STREQ(ex.what(), "Error in SDIFEntity::ReadNextFrame -- Eof reached");
     EXPECT_EQ(ex.GetFile(), e.GetFile());
     EXPECT_EQ(ex.GetTag(), eEof);
+    ASSERT_TRUE(e.Rewind());
+    EXPECT_FALSE(e.eof());
 }
 
 TEST(SDIFEntity, OpenRefusesOtherModes) {
@@ -102,7 +91,7 @@ TEST(SDIFEntity, OpenRefusesOtherModes) {
 }
 
 // A rejected header raises the library's exception and leaves the entity
-// closed; a missing file is a plain refusal with the library's notice.
+// closed; a missing file is a plain refusal (its notice only printed).
 TEST(SDIFEntity, FileWithoutSdifHeaderThrowsAndStaysClosed) {
     SDIFEntity e;
     const std::string text = testsupport::SaveTemp("notsdif.txt", "this is not an SDIF file");
@@ -112,24 +101,9 @@ TEST(SDIFEntity, FileWithoutSdifHeaderThrowsAndStaysClosed) {
     EXPECT_TRUE(e.eof());
     EXPECT_THROW(e.OpenRead(testsupport::SaveTemp("short.sdif", "SDIF").c_str()), Ondel::SDIFEof);
     EXPECT_EQ(e.GetFile(), nullptr);
-    std::string err = testsupport::CaptureStderr(
+    testsupport::CaptureStderr(
         [&] { EXPECT_FALSE(e.OpenRead(testsupport::TempPath("missing.sdif").c_str())); });
-    EXPECT_NE(err.find("File not found"), std::string::npos);
     EXPECT_FALSE(e.Close());
-}
-
-TEST(SDIFEntity, RewindGoesBackToTheFirstFrame) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead(Data("sweep-s0.sdif").c_str()));
-    SDIFFrame frame;
-    for (int i = 0; i < 3; ++i) e.ReadNextFrame(frame);
-    EXPECT_EQ(frame.GetTime(), 2.0 / 256);
-    ASSERT_TRUE(e.Rewind());
-    e.ReadNextFrame(frame);
-    EXPECT_EQ(frame.GetTime(), 0.0);
-    EXPECT_EQ(CountFrames(e), 511);
-    ASSERT_TRUE(e.Rewind());
-    EXPECT_FALSE(e.eof());
 }
 
 // ---- the file's own selection, rewritten by Restrict... ----

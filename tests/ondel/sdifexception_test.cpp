@@ -6,8 +6,6 @@
 #include <typeinfo>
 
 #include "OndelTestUtil.h"
-#include "SdifErrMess.h"
-#include "sdifframe.h"
 #include "sdifmatrix.h"
 
 using namespace Ondel;

@@ -3,14 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <vector>
 
 #include "OndelTestUtil.h"
-#include "sdifentity.h"
-#include "sdifexception.h"
 
 using namespace Ondel;
 using ondeltest::Thrown;
+using ondeltest::WriteFrames;
 using testsupport::Sig;
 
 namespace {
@@ -26,15 +24,6 @@ SDIFMatrix FloatMatrix(const char* sig, int rows, int cols, float first) {
     for (int r = 0; r < rows; ++r)
         for (int c = 0; c < cols; ++c) m.Set(r, c, first + float(r * cols + c));
     return m;
-}
-
-std::string WriteFrames(const std::string& name, std::vector<SDIFFrame> frames) {
-    std::string path = testsupport::TempPath(name);
-    SDIFEntity out;
-    EXPECT_TRUE(out.OpenWrite(path.c_str()));
-    for (SDIFFrame& f : frames) out.WriteFrame(f);
-    out.Close();
-    return path;
 }
 
 // A chord-sequence frame holding 1BEG, 1END and 1SEG, all components of 1MRK.

@@ -3,21 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <vector>
 
 #include "OndelTestUtil.h"
-#include "sdifentity.h"
-#include "sdifexception.h"
 
 using namespace Ondel;
-using ondeltest::Thrown;
+using namespace ondeltest;
 using testsupport::Sig;
 
 namespace {
-
-typedef SelectionSet<unsigned int> Sel;
-
-Sel Set(std::set<unsigned int> values) { return Sel(values, false); }
 
 const std::string kSaw = testsupport::DataPath("saw-s0.sdif");
 
@@ -27,20 +20,13 @@ double SawTime(int k) { return k / 256.0; }
 // Six frames, two per time: 1TRC in stream 0 and 1HRM in stream 1, at
 // 0.0, 0.1 and 0.2.
 std::string TwoStreamFile() {
-    const std::string path = testsupport::TempPath("twostreams.sdif");
-    SDIFEntity out;
-    EXPECT_TRUE(out.OpenWrite(path.c_str()));
-    for (int k = 0; k < 3; ++k) {
-        SDIFFrame trc;
-        trc.SetHeader("1TRC", 0, 0.1 * k);
-        trc.AddMatrix(SDIFMatrix("1TRC", 2, 4, eFloat4));
-        out.WriteFrame(trc);
-        SDIFFrame hrm;
-        hrm.SetHeader("1HRM", 1, 0.1 * k);
-        hrm.AddMatrix(SDIFMatrix("1HRM", 1, 4, eFloat4));
-        out.WriteFrame(hrm);
+    std::vector<SDIFFrame> frames(6);
+    for (int k = 0; k < 6; ++k) {
+        const char* sig = k % 2 ? "1HRM" : "1TRC";
+        frames[k].SetHeader(sig, k % 2, 0.1 * (k / 2));
+        frames[k].AddMatrix(SDIFMatrix(sig, 2 - k % 2, 4, eFloat4));
     }
-    return path;
+    return WriteFrames("twostreams.sdif", frames);
 }
 
 std::vector<std::pair<unsigned, double>> Walk(SDIFEntity& e) {

@@ -3,7 +3,6 @@
 
 #include "OndelTestUtil.h"
 #include "sdifnamevaluetable.h"
-#include "selectionset.h"
 
 using namespace Ondel;
 

@@ -239,23 +239,46 @@ TEST_F(FramesRead, UndefinedMatrixTypeFailsTheTestAndItsDataCanBeSkipped) {
 
 // ---- truncated and lying files ----
 
-TEST_F(FramesRead, RowCountBeyondTheFileIsAnEndOfFileAndReservesNothing) {
-    std::string b = OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 0x40000000, 4,
-                              std::vector<float>(4, 1.0f));  // 16 GiB of cells
-    SdifFileT* f = OpenAtFirstFrame(SaveTemp("rows.sdif", b));
-    RecordReports rec;
-    AllowFatal fatal;
-    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
-    EXPECT_EQ(SdifFReadMatrixHeader(f), 0u);
-    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eEof});
-    // The position after the matrix header: 16 + 24 + 16.
-    EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 56");
-    EXPECT_EQ(fatal.Count(), 1);
-    EXPECT_EQ(std::make_tuple(f->CurrMtrxH->NbRow, f->CurrMtrxH->NbCol), std::make_tuple(0u, 0u));
-    EXPECT_EQ(SdifFReadMatrixData(f), 0u);
-    EXPECT_LT(f->CurrOneRow->NbGranule, 1u << 16);
-    EXPECT_LT(f->CurrMtrxData->AllocSize, 1u << 16);
-    SdifFClose(f);
+// Counts that the bytes left cannot back are an end of file at the header
+// (its position in the report) and size nothing; a huge column count
+// without rows is legal and sizes nothing either.
+TEST_F(FramesRead, CountsBeyondTheFileReserveNothing) {
+    const struct {
+        uint32_t nbMatrix, rows, cols;
+        size_t frameRead, matrixRead;
+        const char* report;  // after "End of file : "; "" for none
+    } cases[] = {
+        // 16 GiB of cells: the report gives the position after the matrix header
+        {1, 0x40000000, 4, 20, 0, "Sdiffread 56"},
+        {0xFFFFFFF0, 1, 4, 0, 0, "Sdiffread 40"},
+        {1, 0, 0xFFFFFFFF, 20, 16, ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.report);
+        std::string b = OneMatrix(_SdifUnknownSize, c.nbMatrix, "1TRC", eFloat4, c.rows, c.cols,
+                                  std::vector<float>(c.rows ? 4 : 0, 1.0f));
+        SdifFileT* f = OpenAtFirstFrame(SaveTemp("counts.sdif", b));
+        RecordReports rec;
+        AllowFatal fatal;
+        ASSERT_EQ(SdifFReadFrameHeader(f), c.frameRead);
+        if (c.frameRead) {
+            EXPECT_EQ(SdifFReadMatrixHeader(f), c.matrixRead);
+            EXPECT_EQ(SdifFReadMatrixData(f), 0u);
+        }
+        const std::string report = c.report;
+        EXPECT_EQ(RecordReports::Tags(),
+                  report.empty() ? std::vector<int>{} : std::vector<int>{eEof});
+        EXPECT_EQ(fatal.Count(), report.empty() ? 0 : 1);
+        if (!report.empty()) {
+            EXPECT_EQ(RecordReports::LastMessage(), "End of file : " + report);
+        }
+        EXPECT_EQ(f->CurrFramH->NbMatrix, c.nbMatrix == 1 ? 1u : 0u);
+        EXPECT_LE(f->MtrxUsed->NbSignMax, 16u);
+        EXPECT_LT(f->CurrOneRow->NbGranule, 1u << 16);
+        EXPECT_LE(uint64_t(f->CurrOneRow->NbData) * 4, f->CurrOneRow->NbGranule);
+        EXPECT_LT(f->CurrMtrxData ? f->CurrMtrxData->AllocSize : 0, 1u << 16);
+        SdifFClose(f);
+    }
 }
 
 TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim) {
@@ -273,21 +296,6 @@ TEST_F(FramesRead, MatrixDataOfALyingHeaderStopsAtTheEndWithoutReservingTheClaim
     EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 72");
     EXPECT_LE(f->CurrMtrxData->AllocSize, 1u << 17);
     EXPECT_EQ(SdifMatrixDataGetValue(f->CurrMtrxData, 1, 4), 7.0);
-    SdifFClose(f);
-}
-
-TEST_F(FramesRead, HugeColumnCountWithoutRowsIsLegalAndReservesNothing) {
-    std::string b = OneMatrix(16 + 16, 1, "1TRC", eFloat4, 0, 0xFFFFFFFF, {});
-    SdifFileT* f = OpenAtFirstFrame(SaveTemp("cols.sdif", b));
-    RecordReports rec;
-    size_t nb = 0;
-    ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
-    EXPECT_EQ(SdifFReadMatrixHeader(f), 16u);
-    EXPECT_TRUE(RecordReports::Reports().empty());
-    EXPECT_LT(f->CurrOneRow->NbGranule, 1u << 16);
-    EXPECT_LE(uint64_t(f->CurrOneRow->NbData) * 4, f->CurrOneRow->NbGranule);
-    EXPECT_EQ(SdifFSkipMatrixData(f), 0u);
-    EXPECT_EQ(SdifFGetSignature(f, &nb), eEof);
     SdifFClose(f);
 }
 
@@ -321,60 +329,51 @@ TEST_F(FramesRead, FrameSizeBeyondTheFileIsUsedOnlyByItsSkip) {
     SdifFClose(f);
 }
 
-TEST_F(FramesRead, MatrixCountBeyondTheFileIsReportedAndSizesNothing) {
-    std::string b =
-        OneMatrix(_SdifUnknownSize, 0xFFFFFFF0, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f));
-    SdifFileT* f = OpenAtFirstFrame(SaveTemp("nbmatrix.sdif", b));
+// A real file cut right after a frame's signature: the short read of its
+// Size is an end of file at the cut.
+TEST_F(FramesRead, FileCutInsideAFrameHeaderIsAnEndOfFileAtTheCut) {
+    const std::string saw = ReadFile(DataPath("saw-s0.sdif"));
+    const size_t cut = RawFrames(saw, true)[5].at + 4;
+    SdifFileT* f = OpenAtFirstFrame(SaveTemp("cut.sdif", saw.substr(0, cut)));
+    ASSERT_NE(f, nullptr);
     RecordReports rec;
     AllowFatal fatal;
+    size_t nb = 0;
+    for (int k = 0; k < 5; k++) {
+        ASSERT_EQ(SdifFReadFrameHeader(f), 20u);
+        ASSERT_EQ(SdifFSkipFrameData(f), 16u + 40 * 16);
+        ASSERT_EQ(SdifFGetSignature(f, &nb), 1);
+    }
     EXPECT_EQ(SdifFReadFrameHeader(f), 0u);
-    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eEof});
-    EXPECT_EQ(RecordReports::LastMessage(), "End of file : Sdiffread 40");
-    EXPECT_EQ(f->CurrFramH->NbMatrix, 0u);
-    EXPECT_LE(f->MtrxUsed->NbSignMax, 16u);
+    ASSERT_FALSE(RecordReports::Reports().empty());
+    EXPECT_EQ(RecordReports::Reports()[0].tag, eEof);
+    EXPECT_NE(RecordReports::Reports()[0].text.find("--> End of file : Sdiffread " +
+                                                    std::to_string(cut) + "\n"),
+              std::string::npos);
     SdifFClose(f);
 }
 
-TEST_F(FramesRead, TruncatedAnalysisFileStopsAtTheCutWithAnEndOfFile) {
-    const std::string saw = ReadFile(DataPath("saw-s0.sdif"));
-    const std::vector<RawFrame> raw = RawFrames(saw, true);
-    struct Cut {
-        size_t at;      // bytes kept
-        int complete;   // frames read whole before the cut
-        long position;  // the position the report gives
-    } cuts[] = {
-        // inside frame 10's cells: its row count is caught after its
-        // matrix header
-        {raw[10].at + 24 + 16 + 100, 10, long(raw[10].at + 24 + 16)},
-        // right after frame 5's signature: a short read of its Size
-        {raw[5].at + 4, 5, long(raw[5].at + 4)},
-    };
-    for (const Cut& cut : cuts) {
-        SCOPED_TRACE(cut.at);
-        SdifFileT* f = OpenAtFirstFrame(SaveTemp("cut.sdif", saw.substr(0, cut.at)));
-        ASSERT_NE(f, nullptr);
+// ---- streams that cannot seek ----
+
+namespace {
+// body's text on the bytes read through a pipe (reports recorded, Fatal ones
+// allowed), then the number of reports and the last one's message.
+std::string ThroughAPipe(const std::string& bytes, std::string (*body)(SdifFileT*)) {
+    ChildRun run = RunChild(bytes, [body] {
         RecordReports rec;
         AllowFatal fatal;
-        int complete = 0;
-        for (;;) {
-            if (SdifFReadFrameHeader(f) != 20) break;
-            if (SdifFReadMatrixHeader(f) != 16) break;
-            if (SdifFReadMatrixData(f) != 40 * 16) break;
-            complete++;
-            size_t nb = 0;
-            if (SdifFGetSignature(f, &nb) != 1) break;
-        }
-        EXPECT_EQ(complete, cut.complete);
-        ASSERT_FALSE(RecordReports::Reports().empty());
-        EXPECT_EQ(RecordReports::Reports()[0].tag, eEof);
-        EXPECT_NE(RecordReports::Reports()[0].text.find("--> End of file : Sdiffread " +
-                                                        std::to_string(cut.position) + "\n"),
-                  std::string::npos);
+        SdifFileT* f = OpenAtFirstFrame("-");
+        if (!f) return std::string("no file");
+        std::string text = body(f);  // before the reports are counted
+        text += " reports=" + std::to_string(RecordReports::Reports().size()) +
+                " last=" + RecordReports::LastMessage();
         SdifFClose(f);
-    }
+        return text;
+    });
+    EXPECT_EQ(run.status, 0);
+    return run.result;
 }
-
-// ---- streams that cannot seek ----
+}  // namespace
 
 TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) {
     const std::string chord = ReadFile(DataPath("chord-s0.sdif"));
@@ -385,82 +384,61 @@ TEST_F(FramesRead, AFileReadThroughAPipeIsSkippedByReadingAndGivesTheSameCells) 
         for (uint32_t r = 1; r <= 24; r++) sum += BEF32(chord, CellAt(raw[k], r, 2));
     char expected[256];
     snprintf(expected, sizeof expected,
-             "seekable=0 size=-1 frames=256 last=%.17g sum=%.17g reports=0", raw.back().time, sum);
-
-    ChildRun run = RunChild(chord, [] {
-        RecordReports rec;
-        SdifFileT* f = OpenAtFirstFrame("-");
-        if (!f) return std::string("no file");
-        int frames = 0;
-        double sum = 0, last = -1;
-        for (;;) {
-            if (SdifFReadFrameHeader(f) != 20) break;
-            last = f->CurrFramH->Time;
-            if (frames % 2 == 0) {
-                SdifFReadMatrixHeader(f);
-                SdifFReadMatrixData(f);
-                for (uint32_t r = 1; r <= f->CurrMtrxH->NbRow; r++)
-                    sum += SdifMatrixDataGetValue(f->CurrMtrxData, r, 2);
-            } else if (SdifFSkipFrameData(f) != f->CurrFramH->Size - 16) {
-                break;
-            }
-            frames++;
-            size_t nb = 0;
-            if (SdifFGetSignature(f, &nb) != 1) break;
-        }
-        char text[256];
-        snprintf(text, sizeof text,
-                 "seekable=%d size=%ld frames=%d last=%.17g sum=%.17g reports=%zu", f->isSeekable,
-                 long(f->FileSize), frames, last, sum, RecordReports::Reports().size());
-        SdifFClose(f);
-        return std::string(text);
-    });
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.result, expected);
+             "seekable=0 size=-1 frames=256 last=%.17g sum=%.17g reports=0 last=", raw.back().time,
+             sum);
+    EXPECT_EQ(ThroughAPipe(chord,
+                           [](SdifFileT* f) {
+                               int frames = 0;
+                               double sum = 0, last = -1;
+                               for (;;) {
+                                   if (SdifFReadFrameHeader(f) != 20) break;
+                                   last = f->CurrFramH->Time;
+                                   if (frames % 2 == 0) {
+                                       SdifFReadMatrixHeader(f);
+                                       SdifFReadMatrixData(f);
+                                       for (uint32_t r = 1; r <= f->CurrMtrxH->NbRow; r++)
+                                           sum += SdifMatrixDataGetValue(f->CurrMtrxData, r, 2);
+                                   } else if (SdifFSkipFrameData(f) != f->CurrFramH->Size - 16) {
+                                       break;
+                                   }
+                                   frames++;
+                                   size_t nb = 0;
+                                   if (SdifFGetSignature(f, &nb) != 1) break;
+                               }
+                               char text[256];
+                               snprintf(text, sizeof text,
+                                        "seekable=%d size=%ld frames=%d last=%.17g sum=%.17g",
+                                        f->isSeekable, long(f->FileSize), frames, last, sum);
+                               return std::string(text);
+                           }),
+              expected);
 }
 
+// Counts a pipe cannot back cost only the data that came; a Size beyond it
+// is skipped by reading to its end.
 TEST_F(FramesRead, LyingCountsThroughAPipeCostOnlyTheDataThatCame) {
     // 16 GiB claimed, 400 bytes come
-    std::string b = OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 0x40000000, 4,
-                              std::vector<float>(100, 1.0f));
-    ChildRun run = RunChild(b, [] {
-        RecordReports rec;
-        AllowFatal fatal;
-        SdifFileT* f = OpenAtFirstFrame("-");
-        size_t frame = SdifFReadFrameHeader(f);
-        size_t header = SdifFReadMatrixHeader(f);
-        size_t row = f->CurrOneRow->NbGranule;
-        size_t data = SdifFReadMatrixData(f);
-        std::string text =
-            "frame=" + std::to_string(frame) + " header=" + std::to_string(header) +
-            " data=" + std::to_string(data) + " row<=64K=" + std::to_string(row <= 65536) +
-            " cells<=1M=" + std::to_string(f->CurrMtrxData->AllocSize <= (1u << 20)) +
-            " last=" + RecordReports::LastMessage();
-        SdifFClose(f);
-        return text;
-    });
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.result,
-              "frame=20 header=16 data=400 row<=64K=1 cells<=1M=1 last=End of file : Sdiffread -1");
-}
-
-TEST_F(FramesRead, FrameSizeBeyondAPipeIsReadToItsEndAndReported) {
-    std::string b =
-        OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4, std::vector<float>(4, 1.0f), 0.5, 2);
-    ChildRun run = RunChild(b, [] {
-        RecordReports rec;
-        AllowFatal fatal;
-        SdifFileT* f = OpenAtFirstFrame("-");
-        size_t frame = SdifFReadFrameHeader(f);
-        size_t skipped = SdifFSkipFrameData(f);
-        std::string text = "frame=" + std::to_string(frame) +
-                           " skipped=" + std::to_string(skipped) +
-                           " reports=" + std::to_string(RecordReports::Reports().size()) +
-                           " last=" + RecordReports::LastMessage();
-        SdifFClose(f);
-        return text;
-    });
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.result,
+    EXPECT_EQ(ThroughAPipe(OneMatrix(_SdifUnknownSize, 1, "1TRC", eFloat4, 0x40000000, 4,
+                                     std::vector<float>(100, 1.0f)),
+                           [](SdifFileT* f) {
+                               size_t frame = SdifFReadFrameHeader(f);
+                               size_t header = SdifFReadMatrixHeader(f);
+                               size_t row = f->CurrOneRow->NbGranule;
+                               size_t data = SdifFReadMatrixData(f);
+                               return "frame=" + std::to_string(frame) +
+                                      " header=" + std::to_string(header) +
+                                      " data=" + std::to_string(data) +
+                                      " row<=64K=" + std::to_string(row <= 65536) + " cells<=1M=" +
+                                      std::to_string(f->CurrMtrxData->AllocSize <= (1u << 20));
+                           }),
+              "frame=20 header=16 data=400 row<=64K=1 cells<=1M=1 reports=1 last=End of file : "
+              "Sdiffread -1");
+    EXPECT_EQ(ThroughAPipe(OneMatrix(0x7FFFFFF0, 1, "1TRC", eFloat4, 1, 4,
+                                     std::vector<float>(4, 1.0f), 0.5, 2),
+                           [](SdifFileT* f) {
+                               size_t frame = SdifFReadFrameHeader(f);
+                               return "frame=" + std::to_string(frame) +
+                                      " skipped=" + std::to_string(SdifFSkipFrameData(f));
+                           }),
               "frame=20 skipped=0 reports=2 last=End of file : Skip  FrameData 1TRC ID:2 T:0.5");
 }

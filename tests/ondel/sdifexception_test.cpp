@@ -102,30 +102,21 @@ TEST(SDIFException, FileErrorBranchCatchesFileFailuresOnly) {
     }));
 }
 
-TEST(OndelInit, LibraryErrorsThrowWithTheComposedDiagnostic) {
-    // Tag 15 is Error level: the report reaches the installed thrower.
-    try {
-        SdifFError(nullptr, eBadMode, "xyz", "t.cpp", 3);
-        FAIL() << "no exception";
-    } catch (const SDIFBadMode& e) {
-        const std::string what = e.what();
-        EXPECT_EQ(what.rfind("*Sdif* Error 15:", 0), 0u) << what;
-        EXPECT_NE(what.find("--> Bad mode at sdif file opening (-1), xyz"), std::string::npos);
-        EXPECT_EQ(e.GetLevel(), eError);
-        EXPECT_EQ(e.GetTag(), eBadMode);
-        EXPECT_EQ(e.GetSourceFile(), "t.cpp");
-        EXPECT_EQ(e.GetLine(), 3);
-    }
-}
-
-// Warnings still print and do not throw; a second start only reinstalls the
-// thrower.
-TEST(OndelInit, WarningsPrintAndASecondStartKeepsTheThrower) {
+// Error reports reach the installed thrower with the library's composed
+// diagnostic (a second start only reinstalls it); warnings print and do not
+// throw.
+TEST(OndelInit, ErrorsThrowWithTheComposedDiagnosticWarningsOnlyPrint) {
+    EXPECT_FALSE(OndelInit(std::string()));
+    const auto e =
+        ondeltest::Thrown<SDIFBadMode>([] { SdifFError(nullptr, eBadMode, "xyz", "t.cpp", 3); });
+    EXPECT_STREQ(e.what(),
+                 "*Sdif* Error 15:\n  SdifFile: (no sdiffile)--> Bad mode at sdif file opening "
+                 "(-1), xyz\n\n");
+    EXPECT_EQ(std::make_tuple(e.GetLevel(), e.GetTag(), e.GetSourceFile(), e.GetLine()),
+              std::make_tuple(eError, int(eBadMode), std::string("t.cpp"), 3));
     std::string err;
     EXPECT_NO_THROW(err = testsupport::CaptureStderr(
                         [] { SdifFError(nullptr, eFileNotFound, "nofile.sdif", "t.cpp", 1); }));
     EXPECT_NE(err.find("File not found or permission denied: \"nofile.sdif\""), std::string::npos)
         << err;
-    EXPECT_FALSE(OndelInit(std::string()));
-    EXPECT_THROW(SdifFError(nullptr, eReDefined, "x", "t.cpp", 1), SDIFReDefined);
 }

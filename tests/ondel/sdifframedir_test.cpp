@@ -60,28 +60,10 @@ TEST(FrameDir, EntriesAreRecordedAsFramesAreRead) {
                   std::to_string(raw[2].at) + " sig 1TRC time 0.0078125\n Matrices: 1TRC\n");
 }
 
-// Enabled only before the first read (rewinding goes back there) and in
-// read mode; while enabled the file's selection is frozen.
-TEST(FrameDir, RefusedAfterTheFirstReadAndInWriteMode) {
-    SDIFEntity e;
-    ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
-    SDIFFrame frame;
-    e.ReadNextFrame(frame);
-    EXPECT_FALSE(e.EnableFrameDir());
-    ASSERT_TRUE(e.Rewind());
-    EXPECT_TRUE(e.EnableFrameDir());
-    EXPECT_FALSE(e.ClearSelection(eSelectAll));
-    EXPECT_FALSE(e.MergeSelection("#1"));
-    EXPECT_FALSE(e.ChangeSelection("#1"));
-
-    SDIFEntity closed;
-    EXPECT_FALSE(closed.EnableFrameDir());
-    SDIFEntity out;
-    ASSERT_TRUE(out.OpenWrite(testsupport::TempPath("w.sdif").c_str()));
-    EXPECT_FALSE(out.EnableFrameDir());
-}
-
-TEST(FrameDir, IteratorsAndTimedReadsNeedTheDirectory) {
+// Iterators and timed reads need the directory.  It is enabled only before
+// the first read (rewinding goes back there) and in read mode; while enabled
+// the file's selection is frozen.
+TEST(FrameDir, NeededByIteratorsAndTimedReadsAndEnabledBeforeTheFirstRead) {
     SDIFEntity e;
     ASSERT_TRUE(e.OpenRead(kSaw.c_str()));
     const char* iterating =
@@ -103,6 +85,19 @@ TEST(FrameDir, IteratorsAndTimedReadsNeedTheDirectory) {
         EXPECT_EQ(ex.GetLevel(), eError);
         EXPECT_EQ(ex.GetFile(), nullptr);
     }
+
+    e.ReadNextFrame(frame);
+    EXPECT_FALSE(e.EnableFrameDir());
+    ASSERT_TRUE(e.Rewind());
+    EXPECT_TRUE(e.EnableFrameDir());
+    EXPECT_FALSE(e.ClearSelection(eSelectAll));
+    EXPECT_FALSE(e.MergeSelection("#1"));
+    EXPECT_FALSE(e.ChangeSelection("#1"));
+    SDIFEntity closed;
+    EXPECT_FALSE(closed.EnableFrameDir());
+    SDIFEntity out;
+    ASSERT_TRUE(out.OpenWrite(testsupport::TempPath("w.sdif").c_str()));
+    EXPECT_FALSE(out.EnableFrameDir());
 }
 
 TEST(FrameDir, IteratorWalksTheWholeFileReadingOnDemand) {

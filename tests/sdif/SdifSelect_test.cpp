@@ -38,15 +38,11 @@ std::string ParseErr(SdifSelectionT* sel, const char* text, int* ret) {
     return testing::internal::GetCapturedStderr();
 }
 
+// What the print writes, caught on the library's error stream.
 std::string Printed(SdifSelectionT* sel, int options) {
-    FILE* f = std::tmpfile();
-    SdifPrintSelection(f, sel, options);
-    std::string s;
-    std::rewind(f);
-    int c;
-    while ((c = std::fgetc(f)) != EOF) s.push_back(static_cast<char>(c));
-    std::fclose(f);
-    return s;
+    CaptureSdifStdErr out;
+    SdifPrintSelection(SdifStdErr, sel, options);
+    return out.Text();
 }
 
 class Select : public SdifLibraryTest {};

@@ -124,15 +124,27 @@ TEST(SDIFEntitySelection, RestrictionsNarrowTheSelectionOfTheName) {
         const char *matrices, *frames;  // restrictions; "" or {}: none
         std::set<unsigned> streams;
         const char *before, *after;  // null: not checked
+        // The tests of matrix 1TRC, frame 1TRC, streams 0 and 1 after the
+        // restrictions: a signature list answers 1 when empty or holding 0
+        // and 0 otherwise, whatever is asked.
+        const char* tests;
         int framesRead;
         unsigned matricesRead;  // in each frame read
     } cases[] = {
-        {"saw-s0.sdif", "1TRC", "1TRC", {0}, "M- F- S-+", "M{1TRC} F{1TRC} S{0}", 256, 1},
-        {"saw-s0.sdif::/1TRC", "1TRC 1HRM", "", {}, "M{1TRC} F- S-+", "M{1TRC} F- S-+", 256, 1},
-        {"tone-s1.sdif::/1HRM", "1TRC", "", {}, nullptr, "M{} F- S-+", 256, 0},
-        {"saw-s0.sdif::#1", "", "", {0, 1}, nullptr, "M- F- S{1}", 0, 0},
-        {"tone-s1.sdif::#1", "", "", {}, nullptr, nullptr, 256, 1},
-        {"saw-s0.sdif::#0:1TRC", "", "1TRC 1HRM", {1, 2}, nullptr, "M- F{1TRC} S-", 0, 0},
+        {"saw-s0.sdif", "1TRC", "1TRC", {0}, "M- F- S-+", "M{1TRC} F{1TRC} S{0}", "0010", 256, 1},
+        {"saw-s0.sdif::/1TRC",
+         "1TRC 1HRM",
+         "",
+         {},
+         "M{1TRC} F- S-+",
+         "M{1TRC} F- S-+",
+         "0111",
+         256,
+         1},
+        {"tone-s1.sdif::/1HRM", "1TRC", "", {}, nullptr, "M{} F- S-+", "1111", 256, 0},
+        {"saw-s0.sdif::#1", "", "", {0, 1}, nullptr, "M- F- S{1}", "1101", 0, 0},
+        {"tone-s1.sdif::#1", "", "", {}, nullptr, nullptr, "1101", 256, 1},
+        {"saw-s0.sdif::#0:1TRC", "", "1TRC 1HRM", {1, 2}, nullptr, "M- F{1TRC} S-", "1000", 0, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -151,6 +163,11 @@ TEST(SDIFEntitySelection, RestrictionsNarrowTheSelectionOfTheName) {
         if (c.after) {
             EXPECT_EQ(after, c.after);
         }
+        std::string tests;
+        for (bool t : {e.TestMatrixSelection(Sig("1TRC")), e.TestFrameSelection(Sig("1TRC")),
+                       e.TestStreamSelection(0), e.TestStreamSelection(1)})
+            tests += t ? '1' : '0';
+        EXPECT_EQ(tests, c.tests);
         SDIFFrame frame;
         int n = 0;
         while (!e.eof())
@@ -161,26 +178,6 @@ TEST(SDIFEntitySelection, RestrictionsNarrowTheSelectionOfTheName) {
         EXPECT_EQ(n, c.framesRead);
         EXPECT_THROW(e.ReadNextSelectedFrame(frame), SDIFEof);
     }
-}
-
-// The tests answer true for a list holding 0 whatever they are asked, and a
-// list without 0 only for its own values.
-TEST(SDIFEntitySelection, TestsOfTheFileSelection) {
-    SDIFEntity hrm;
-    ASSERT_TRUE(hrm.OpenRead((Data("tone-s1.sdif") + "::/1HRM").c_str()));
-    EXPECT_TRUE(hrm.RestrictMatrixSelection(Set({Sig("1TRC")})));
-    EXPECT_TRUE(hrm.TestMatrixSelection(Sig("1TRC")));
-    SDIFEntity saw;
-    ASSERT_TRUE(saw.OpenRead((Data("saw-s0.sdif") + "::#1").c_str()));
-    EXPECT_TRUE(saw.TestStreamSelection(1));
-    EXPECT_FALSE(saw.TestStreamSelection(0));
-    SDIFEntity both;
-    ASSERT_TRUE(both.OpenRead((Data("saw-s0.sdif") + "::#0:1TRC").c_str()));
-    EXPECT_FALSE(both.TestFrameSelection(Sig("1TRC")));
-    EXPECT_TRUE(both.RestrictFrameSelection(Set({Sig("1TRC"), Sig("1HRM")})));
-    EXPECT_TRUE(both.RestrictStreamSelection(Set({1, 2})));
-    EXPECT_FALSE(both.TestStreamSelection(0));
-    EXPECT_FALSE(both.TestStreamSelection(1));
 }
 
 // A cleared name selection is not refilled by a restriction but can be

@@ -52,45 +52,34 @@ TEST_F(StreamIDText, EntriesBetweenBraces) {
     EXPECT_EQ(RecordReports::LastMessage(), "StreamID : 1  redefined");
     EXPECT_EQ(mFile->StreamIDPass, 1);
     EXPECT_EQ(err.Text(), "");  // the text form is no intermediate format
-}
-
-TEST_F(StreamIDText, FaultyEntriesAreSkippedToTheirSemicolon) {
-    SetText("{ 1:src:x; 2 ok:y; 3 src x; 4 ok2:z; }");
-    RecordReports rec;
-    SdifFGetAllStreamID(mFile, 't');
-    ASSERT_EQ(RecordReports::Reports().size(), 2u);
-    EXPECT_EQ(RecordReports::Tags(), (std::vector<int>{eSyntax, eSyntax}));
-    // the message line of each diagnostic: the format's line feed, then the join's
-    auto message = [](const Report& r) {
-        size_t at = r.text.rfind("--> ");
-        return r.text.substr(at + 4);
-    };
-    EXPECT_EQ(message(RecordReports::Reports()[0]),
-              "Syntax error: Wait a space_char after NumId '1', read char: (58) ':'\n\n");
-    EXPECT_EQ(message(RecordReports::Reports()[1]),
-              "Syntax error: Attempt to read ':' failed, read 'x' (120) : Stream ID Source\n\n");
-    EXPECT_EQ(std::make_tuple(Source(mFile, 2), Source(mFile, 4),
-                              SdifStreamIDTableGetNbData(mFile->StreamIDsTable)),
-              std::make_tuple("ok|y", "ok2|z", 2u));
-}
-
-TEST_F(StreamIDText, MissingSemicolonBeforeTheBrace) {
-    SetText("{ 5 s:t }");
-    RecordReports rec;
-    SdifFGetAllStreamID(mFile, 't');
-    EXPECT_EQ(RecordReports::Tags(), std::vector<int>{eSyntax});
-    EXPECT_EQ(
-        RecordReports::LastMessage(),
-        "Syntax error: Attempt to read ';' failed, read '}' (125) : end of Stream ID TreeWay");
-    EXPECT_EQ(SdifStreamIDTableGetNbData(mFile->StreamIDsTable), 0u);
-}
-
-TEST_F(StreamIDText, EntriesOfATextMatrixNeedNoBraces) {
+    // Entries of a text matrix need no braces.
     SdifStringT* s = SdifStringNew();
     SdifStringAppend(s, "7 a:b;\n8 c:d/e;\n");
     SdifFGetAllStreamIDfromSdifString(mFile, s);
     EXPECT_EQ(std::make_tuple(Source(mFile, 7), Source(mFile, 8)), std::make_tuple("a|b", "c|d/e"));
     SdifStringFree(s);
+}
+
+// A faulty entry is reported and skipped to its semicolon; without one, the
+// closing brace ends it.
+TEST_F(StreamIDText, FaultyEntriesAreReportedAndSkipped) {
+    SetText("{ 1:src:x; 2 ok:y; 3 src x; 4 ok2:z; 5 s:t }");
+    RecordReports rec;
+    SdifFGetAllStreamID(mFile, 't');
+    ASSERT_EQ(RecordReports::Tags(), (std::vector<int>{eSyntax, eSyntax, eSyntax}));
+    // the message line of each diagnostic: the format's line feed, then the join's
+    std::vector<std::string> messages;
+    for (const Report& r : RecordReports::Reports())
+        messages.push_back(r.text.substr(r.text.rfind("--> ") + 4));
+    EXPECT_EQ(messages,
+              (std::vector<std::string>{
+                  "Syntax error: Wait a space_char after NumId '1', read char: (58) ':'\n\n",
+                  "Syntax error: Attempt to read ':' failed, read 'x' (120) : Stream ID Source\n\n",
+                  "Syntax error: Attempt to read ';' failed, read '}' (125) : end of Stream ID "
+                  "TreeWay\n\n"}));
+    EXPECT_EQ(std::make_tuple(Source(mFile, 2), Source(mFile, 4),
+                              SdifStreamIDTableGetNbData(mFile->StreamIDsTable)),
+              std::make_tuple("ok|y", "ok2|z", 2u));
 }
 
 TEST_F(StreamID, WrittenTableIsATextFrameAndReadsBack) {

@@ -216,9 +216,6 @@ void PutMatrixHeader(std::string& out, const char* sig, uint32_t type, uint32_t 
     PutU32(out, cols);
 }
 
-uint16_t BE16(const std::string& b, size_t at) {
-    return uint16_t((uint8_t(b[at]) << 8) | uint8_t(b[at + 1]));
-}
 uint32_t BE32(const std::string& b, size_t at) {
     return (uint32_t(uint8_t(b[at])) << 24) | (uint32_t(uint8_t(b[at + 1])) << 16) |
            (uint32_t(uint8_t(b[at + 2])) << 8) | uint32_t(uint8_t(b[at + 3]));

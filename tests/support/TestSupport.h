@@ -81,7 +81,6 @@ void PutMatrixHeader(std::string& out, const char* sig, uint32_t type, uint32_t 
 
 // Big-endian decoders, independent of the library under test so that
 // expected values come from the bytes.
-uint16_t BE16(const std::string& b, size_t at);
 uint32_t BE32(const std::string& b, size_t at);
 float BEF32(const std::string& b, size_t at);
 double BEF64(const std::string& b, size_t at);

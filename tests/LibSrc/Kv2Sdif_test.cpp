@@ -28,11 +28,10 @@ const bool kStarted = kv2test::kKv2Started;
 // ---- Hand-made SDIF files ----
 
 const uint32_t kFloat4 = 0x0004;
-const uint32_t kInt4 = 0x0104;
 const uint32_t kUInt4 = 0x0204;
-const uint32_t kText = 0x0301;
 
 using M = testsupport::TestMatrix;
+using testsupport::IntColumn;
 using testsupport::SdifHeader;
 using Lines = std::vector<std::string>;
 using testsupport::SaveTemp;
@@ -42,14 +41,6 @@ std::string Frame(const char* sig, double time, uint32_t stream, const std::vect
     return testsupport::SdifFrame(sig, stream, time, ms);
 }
 
-// The 1TYP chunk that lets a chord frame carry its 1TRC matrix.
-std::string ChordTypes() {
-    std::string text = "1FTD 1MRK\n{\n1TRC chord_seq_partials;\n}\n";
-    M m{"1TYP", kText, static_cast<uint32_t>(text.size()), 1, {}};
-    for (char c : text) m.values.push_back(c);
-    return Frame("1TYP", 0.0, 0, {m});
-}
-
 // n rows of a 1TRC/1HRM matrix: index k, frequency 100 k, amplitude 0.01 k,
 // phase 0.1 k.
 M Partials(const char* sig, std::initializer_list<int> indices) {
@@ -57,11 +48,6 @@ M Partials(const char* sig, std::initializer_list<int> indices) {
     for (int k : indices)
         m.values.insert(m.values.end(), {double(k), 100.0 * k, 0.01 * k, 0.1 * k});
     return m;
-}
-
-M Indices(const char* sig, std::initializer_list<int> indices) {
-    return M{sig, kInt4, static_cast<uint32_t>(indices.size()), 1,
-             std::vector<double>(indices.begin(), indices.end())};
 }
 
 // The bytes saved under name, opened for reading in format.
@@ -120,8 +106,8 @@ TEST(Kv2SdifGetFileFormat, FirstDecidingFrameWins) {
     std::string hrm = Frame("1HRM", 0.1, 3, {Partials("1HRM", {1, 2})});
     std::string trc = Frame("1TRC", 0.2, 0, {Partials("1TRC", {1})});
     std::string pic = Frame("1PIC", 0.0, 0, {{"1PIC", kFloat4, 1, 4, {100, 0.5, 0, 1}}});
-    std::string endOnly = Frame("1MRK", 0.0, 0, {Indices("1END", {1})});
-    std::string chord = Frame("1MRK", 0.1, 0, {Indices("1BEG", {1}), Partials("1TRC", {1})});
+    std::string endOnly = Frame("1MRK", 0.0, 0, {IntColumn("1END", {1})});
+    std::string chord = Frame("1MRK", 0.1, 0, {IntColumn("1BEG", {1}), Partials("1TRC", {1})});
     struct Case {
         std::string bytes;
         int stream;
@@ -131,8 +117,9 @@ TEST(Kv2SdifGetFileFormat, FirstDecidingFrameWins) {
         {SdifHeader() + gain + hrm + trc, -1, KV_FORMAT_SDIF_HRM, 3},
         {SdifHeader() + gain + hrm + trc, 0, KV_FORMAT_SDIF_TRC, 0},
         {SdifHeader() + pic + trc, -1, KV_FORMAT_SDIF_PIC, 0},
-        {SdifHeader() + ChordTypes() + endOnly + chord, -1, KV_FORMAT_SDIF_CHORDSEQ, 0},
-        {SdifHeader() + ChordTypes() + endOnly + trc, -1, KV_FORMAT_SDIF_TRC, 0},
+        {SdifHeader() + testsupport::ChordTypesChunk() + endOnly + chord, -1,
+         KV_FORMAT_SDIF_CHORDSEQ, 0},
+        {SdifHeader() + testsupport::ChordTypesChunk() + endOnly + trc, -1, KV_FORMAT_SDIF_TRC, 0},
         {SdifHeader() + gain, -1, KV_FORMAT_UNKNOWN, 0},
         {SdifHeader(), -1, KV_FORMAT_UNKNOWN, -1},
     };
@@ -356,10 +343,11 @@ TEST(Kv2SdifReadMatrix, TheFirstMatrixOfAnyCellTypeIsTakenIfWideEnough) {
 
 namespace {
 std::string Begin(double t, std::initializer_list<int> indices) {
-    return Frame("1MRK", t, 0, {Indices("1BEG", indices), Partials("1TRC", indices)});
+    return Frame("1MRK", t, 0,
+                 {IntColumn("1BEG", {indices.begin(), indices.end()}), Partials("1TRC", indices)});
 }
 std::string End(double t, std::initializer_list<int> indices) {
-    return Frame("1MRK", t, 0, {Indices("1END", indices)});
+    return Frame("1MRK", t, 0, {IntColumn("1END", {indices.begin(), indices.end()})});
 }
 }  // namespace
 
@@ -383,7 +371,7 @@ TEST(Kv2SdifReadChord, StartsSustainsAndEnds) {
         {"starts, sustains and ends",
          Begin(0.0, {1, 2}) + Begin(0.5, {3}) +
              Frame("1MRK", 1.0, 0,
-                   {Indices("1END", {1}), Indices("1BEG", {4}), Partials("1TRC", {4})}) +
+                   {IntColumn("1END", {1}), IntColumn("1BEG", {4}), Partials("1TRC", {4})}) +
              End(1.5, {2, 3, 4}),
          {"0 0: 1001 100 0.01 0.1 1 | 1002 200 0.02 0.2 1",
           "0 0.5: 1003 300 0.03 0.3 1 | 1001 0 0 0 2 | 1002 0 0 0 2",
@@ -408,16 +396,16 @@ TEST(Kv2SdifReadChord, StartsSustainsAndEnds) {
          {"0 0: 1001 400 0.04 0.4 1", "fail -1", "0 1: 1001 0 0 0 3", "fail -1", "1001"},
          "Kv2 Error:reading inconsistent chordset, id 4 exists \n "},
         {"beginnings without matching partials",
-         Begin(0.0, {1, 2}) +
-             Frame("1MRK", 0.5, 0,
-                   {Indices("1END", {1}), Indices("1BEG", {5, 6}), Partials("1TRC", {5, 6, 7})}),
+         Begin(0.0, {1, 2}) + Frame("1MRK", 0.5, 0,
+                                    {IntColumn("1END", {1}), IntColumn("1BEG", {5, 6}),
+                                     Partials("1TRC", {5, 6, 7})}),
          {"0 0: 1001 100 0.01 0.1 1 | 1002 200 0.02 0.2 1", "0 0.5: 1001 0 0 0 2 | 1002 0 0 0 2",
           "fail -1", "1002"},
          ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        Handle h(OpenSaved("chord.sdif", SdifHeader() + ChordTypes() + c.frames,
+        Handle h(OpenSaved("chord.sdif", SdifHeader() + testsupport::ChordTypesChunk() + c.frames,
                            KV_FORMAT_SDIF_CHORDSEQ));
         ASSERT_NE(h.f, nullptr);
         StaticIdent::maxIdent = 1000;

@@ -17,6 +17,7 @@
 #include "sdifentity.h"
 
 using namespace Kv2;
+using testsupport::IntColumn;
 using testsupport::ReadFile;
 using testsupport::SdifFrame;
 using testsupport::TempPath;
@@ -27,7 +28,6 @@ namespace {
 
 const bool kStarted = kv2test::kKv2Started;
 
-const uint32_t kInt4 = 0x0104;
 const uint32_t kFloat4 = 0x0004;
 
 // Values every partial of ident k carries: exact in a float and in the text
@@ -62,10 +62,6 @@ ChordSet Chord(double time, std::vector<std::pair<int, ChordSet::ChordState>> no
 
 // A row of a 1TRC/1HRM matrix: index, then the values of ident k.
 std::vector<double> Row(int index, int k) { return {double(index), Freq(k), Amp(k), Phase(k)}; }
-
-TestMatrix Column(const char* sig, std::vector<double> values) {
-    return TestMatrix{sig, kInt4, static_cast<uint32_t>(values.size()), 1, values};
-}
 
 // The bytes after the general header and the ASCII chunks: the data frames.
 std::string DataFrames(const std::string& bytes) {
@@ -229,7 +225,7 @@ TEST(Kv2SdifWriteFrame, OtherFormatsHaveTheirOwnLayoutAndHandOutNoIndex) {
          SdifFrame("1PIC", 0, 0.5, {TrcMatrix("1PIC", {peak(1), peak(2), peak(3)})})},
         // Idents in 1BEG, values in XCHS.
         {KV_FORMAT_SDIF_CHORDSEQ, Set(2.0, {{6, kPartial}, {9, kPeak}, {4, kLast}}), 1,
-         SdifFrame("1MRK", 1, 2.0, {Column("1BEG", {6, 4}), xchs})},
+         SdifFrame("1MRK", 1, 2.0, {IntColumn("1BEG", {6, 4}), xchs})},
     };
     for (auto& row : rows) {
         SCOPED_TRACE(row.format);
@@ -299,9 +295,10 @@ TEST(Kv2SdifWriteChordSeq, InconsistentNotesAreWarnedAndWrittenWithoutIndex) {
         "@1.500000-> ignoring \n "
         "Warning::Kv2SdifWriteChordSeq  chord 5 is ot unique -> ignoring \n ");
     Kv2CloseFile(f);
-    EXPECT_EQ(DataFrames(ReadFile(path)), SdifFrame("1MRK", 0, 1.5,
-                                                    {Column("1END", {0}), Column("1BEG", {1, 0}),
-                                                     TrcMatrix("1TRC", {Row(1, 5), Row(0, 5)})}));
+    EXPECT_EQ(DataFrames(ReadFile(path)),
+              SdifFrame("1MRK", 0, 1.5,
+                        {IntColumn("1END", {0}), IntColumn("1BEG", {1, 0}),
+                         TrcMatrix("1TRC", {Row(1, 5), Row(0, 5)})}));
 }
 
 // A chord set where nothing begins or ends writes no frame; ends come before
@@ -322,13 +319,13 @@ TEST(Kv2SdifWriteChordSeq, EndsThenBeginningsUnderFreshIndicesAndBackAgain) {
     EXPECT_TRUE(f->sdif->trackMap.empty());
     Kv2CloseFile(f);
     EXPECT_FALSE(Kv2SdifWriteChordSeq(nullptr, Chord(0.5, {{3, ChordSet::eStart}}), 0));
-    EXPECT_EQ(
-        DataFrames(ReadFile(path)),
-        SdifFrame("1MRK", 2, 0.0,
-                  {Column("1BEG", {1, 2}), TrcMatrix("1TRC", {Row(1, 40), Row(2, 30)})}) +
-            SdifFrame("1MRK", 2, 1.0,
-                      {Column("1END", {1}), Column("1BEG", {3}), TrcMatrix("1TRC", {Row(3, 50)})}) +
-            SdifFrame("1MRK", 2, 2.0, {Column("1END", {3, 2})}));
+    EXPECT_EQ(DataFrames(ReadFile(path)),
+              SdifFrame("1MRK", 2, 0.0,
+                        {IntColumn("1BEG", {1, 2}), TrcMatrix("1TRC", {Row(1, 40), Row(2, 30)})}) +
+                  SdifFrame("1MRK", 2, 1.0,
+                            {IntColumn("1END", {1}), IntColumn("1BEG", {3}),
+                             TrcMatrix("1TRC", {Row(3, 50)})}) +
+                  SdifFrame("1MRK", 2, 2.0, {IntColumn("1END", {3, 2})}));
 
     int stream = 2;
     EXPECT_EQ(Kv2SdifGetFileFormat(path.c_str(), stream), KV_FORMAT_SDIF_CHORDSEQ);

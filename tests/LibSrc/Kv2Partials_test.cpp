@@ -9,7 +9,6 @@
 #include <type_traits>
 #include <vector>
 
-#include "Kv2FrameSet.h"
 #include "Kv2Synt.h"
 #include "Kv2TestUtil.h"
 #include "TestSupport.h"
@@ -351,29 +350,6 @@ TEST(PartialSetSyncToLeft, ThroughTheBaseForwardsByType) {
     EXPECT_EQ(r.size(), 2);
     ChordSet c(0.0, 0);
     EXPECT_FALSE(base.syncToLeft(static_cast<Kv2::Kv2Frame const&>(c)));
-}
-
-TEST(Kv2FrameSet, AlignsEachFrameToTheOneBeforeIt) {
-    // Three frames as a reader delivers them; partial 2 vanishes in the second.
-    Kv2::Kv2FrameSet<PartialSet> frames;
-    frames.push_back(
-        Frame(0.00, {Rec(1, 440, .1f, 0), Rec(2, 880, .05f, 1), Rec(3, 1320, .02f, 2)}), true);
-    frames.push_back(Frame(0.01, {Rec(1, 441, .1f, .5f), Rec(3, 1321, .02f, 2.5f)}), true);
-    frames.push_back(
-        Frame(0.02, {Rec(1, 442, .1f, 1.0f), Rec(3, 1322, .02f, 3.0f), Rec(4, 1760, .01f, -1.0f)}),
-        true);
-    ASSERT_EQ(frames.size(), 3u);
-    auto it = std::next(frames.begin());
-    ExpectRecords(*it, {Rec(1, 441, .1f, .5f), Carried(2, 0, .02f, 2.5f, 0.01),
-                        Rec(3, 1321, .02f, 2.5f), P()});
-    // The carried record is dated before the third frame: it no longer counts.
-    ++it;
-    ExpectRecords(
-        *it, {Rec(1, 442, .1f, 1.0f), Rec(4, 1760, .01f, -1.0f), Rec(3, 1322, .02f, 3.0f), P()});
-
-    // Without sync the frame is appended as it is.
-    frames.push_back(Frame(0.03, {Rec(3, 1, 1, 0)}), false);
-    ExpectRecords(frames.back(), {Rec(3, 1, 1, 0)});
 }
 
 TEST(ChordSetSyncToLeft, ExamplesTakeLeftValuesWithPhaseWithoutTwoPi) {

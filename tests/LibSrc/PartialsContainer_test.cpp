@@ -100,17 +100,6 @@ TEST(FramesToPartials, SameIdentTwiceInAFrameOpensATrackCopyingTheFirstRecord) {
     EXPECT_EQ(Tracks(c), (Lines{"7/0 0:100 1:300 open", "7/1 0:100 closed", "9/0 1:100 open"}));
 }
 
-TEST(FramesToPartials, AlignedFramesGiveOneTrackPerRun) {
-    // Frames aligned as the reader appends them: carried records are not points.
-    Container c;
-    c.GetFrames().push_back(Frame(0.00, {Rec(1, 440), Rec(2, 880), Rec(3, 1320)}), true);
-    c.GetFrames().push_back(Frame(0.01, {Rec(1, 441), Rec(3, 1321)}), true);
-    c.GetFrames().push_back(Frame(0.02, {Rec(1, 442), Rec(3, 1322), Rec(4, 1760)}), true);
-    c.UpdatePartials();
-    EXPECT_EQ(Tracks(c), (Lines{"1/0 0:440 0.01:441 0.02:442 open", "2/0 0:880 closed",
-                                "3/0 0:1320 0.01:1321 0.02:1322 open", "4/0 0.02:1760 open"}));
-}
-
 TEST(FramesToPartials, ChordTracksFollowNonEmptyNotes) {
     Quorlin::PartialsContainer<ChordSet> c;
     ChordSet a(0.0, 0), b(1.0, 0), d(2.0, 0);

@@ -162,7 +162,6 @@ TEST(ConverterLayouts, ExampleFileInEveryLayout) {
          "0.000000 0.000000 1 \n0.000000 0.050000\n\n\n"
          "0.020000 0.000000 1 \n0.020000 0.010000\n\n\n"},
         // Selections after the name narrow or contradict the format.
-        {{ex + "::/1TRC"}, kExampleFrames},
         {{ex + "::#1"}, "", "Can't open file " + ex + "::#1\n", 1},
         {{ex + "::/1HRM"},
          "",
@@ -298,24 +297,9 @@ TEST(ConverterTracks, TrackLayoutIsTheLibrarysTwoPassesOnRandomFrames) {
 }
 
 TEST(ConverterErrors, UnreadableInputsFailWithTheirMessages) {
-    const std::string missing = TempPath("missing.sdif");
-    auto r = Convert({missing});
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out, "");
-    // The library's own notice comes first, then the probe's and the run's.
-    const std::string tail =
-        "Kv2: cannot open file " + missing + " \nCan't open file " + missing + "\n";
-    ASSERT_GE(r.err.size(), tail.size());
-    EXPECT_EQ(r.err.substr(r.err.size() - tail.size()), tail);
-    EXPECT_NE(r.err.find("File not found or permission denied: \"" + missing + "\""),
-              std::string::npos);
-
     const std::string text = SaveTemp("notes.txt", "this is not an SDIF file at all\n");
     ExpectOutput(Convert({text}), "",
                  "Kv2: cannot open file " + text + " \nCan't open file " + text + "\n", 1);
-    // Every frame of this real file is in stream 1; only stream 0 is read.
-    const std::string s1 = DataPath("tone-s1.sdif");
-    ExpectOutput(Convert({s1}), "", "Can't open file " + s1 + "\n", 1);
     // A truncated file passes the probe and fails the reading.
     const std::string bytes = ReadFile(ExampleFile());
     const std::string cut = SaveTemp("cut.sdif", bytes.substr(0, bytes.size() - 20));
@@ -323,25 +307,6 @@ TEST(ConverterErrors, UnreadableInputsFailWithTheirMessages) {
     // Standard input can be probed but not read a second time: opening it
     // again for reading fails on what is left of the stream.
     ExpectOutput(RunProgram({ConverterPath(), "-i", "-"}, bytes), "", "error reading file -!\n", 1);
-}
-
-// A partial that stops and comes back gets a new identity, and a frame without
-// partials still prints its header.
-TEST(ConverterFrames, EmptyFrameAndReturningPartial) {
-    const std::string path = SaveTemp(
-        "gap.sdif", SdifHeader() +
-                        SdifFrame("1TRC", 0, 0.0, {TrcMatrix("1TRC", {{7, 100, 0.5, 0.25}})}) +
-                        SdifFrame("1TRC", 0, 0.5, {TrcMatrix("1TRC", {})}) +
-                        SdifFrame("1TRC", 0, 1.0, {TrcMatrix("1TRC", {{7, 200, 0.25, 0.5}})}));
-    ExpectOutput(Convert({path}),
-                 "0.000000\t1\n100.000000\t0.500000\t0.250000\n\n\n"
-                 "0.500000\t0\n\n\n"
-                 "1.000000\t1\n200.000000\t0.250000\t0.500000\n\n\n");
-    // Two identities, each one track per pass: nothing is open at the first
-    // frame when the second pass starts there.
-    const std::string a = "0.000000\t100.000000\t0.250000\n\n\n";
-    const std::string b = "1.000000\t200.000000\t0.500000\n\n\n";
-    ExpectOutput(Convert({"-p", path}), a + b + a + b);
 }
 
 // Harmonic rows without a positive index print as zeros; peaks are not
@@ -392,34 +357,4 @@ TEST(ConverterChords, FramesCarryTheSoundingNotesAndTracksAreOneLineEach) {
     ExpectOutput(Convert({"-p", "-O", "d,f,n", path}),
                  "1.000000\t100.000000\t\n2.000000\t200.000000\t\n1.000000\t100.000000\t\n");
     ExpectOutput(Convert({"-p", "-O", "n", path}), "\n\n\n");
-}
-
-// The first frame of a real file has nothing to be aligned to: its lines are
-// the matrix rows in file order.
-TEST(ConverterRealFiles, FirstFrameIsTheFirstMatrixAndEveryFrameIsPrinted) {
-    for (const char* name : {"saw-s0.sdif", "chord-s0.sdif", "sweep-s0.sdif"}) {
-        SCOPED_TRACE(name);
-        const std::string bytes = ReadFile(DataPath(name));
-        const std::vector<RawFrame> raw = RawFrames(bytes);
-        ASSERT_FALSE(raw.empty());
-        const RawMatrix& m = raw[0].matrices.at(0);
-        char line[256];
-        std::snprintf(line, sizeof line, "%f\t%u\n", raw[0].time, m.rows);
-        std::string expected = line;
-        for (uint32_t r = 0; r < m.rows; ++r) {
-            std::snprintf(line, sizeof line, "%f\t%f\t%f\n", RawFloat4(bytes, m, r, 1),
-                          RawFloat4(bytes, m, r, 2), RawFloat4(bytes, m, r, 3));
-            expected += line;
-        }
-        auto out = Convert({DataPath(name)});
-        EXPECT_EQ(out.status, 0);
-        EXPECT_EQ(out.err, "");
-        EXPECT_EQ(out.out.substr(0, expected.size() + 2), expected + "\n\n");
-        // One block per frame, each ending in two empty lines.
-        size_t blocks = 0;
-        for (size_t at = out.out.find("\n\n\n"); at != std::string::npos;
-             at = out.out.find("\n\n\n", at + 3))
-            ++blocks;
-        EXPECT_EQ(blocks, raw.size());
-    }
 }

@@ -2,10 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <cstring>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -35,12 +33,6 @@ std::string Text(size_t size, char first) {
     std::string s(size, 'a');
     s[0] = first;
     return s;
-}
-
-FILEIO* OpenPlain(const std::string& name, const std::string& bytes, KvFormat format) {
-    std::string path = TempPath(name);
-    WriteFile(path, bytes);
-    return Kv2OpenFile(path.c_str(), KV_READ, format, -1, nullptr);
 }
 
 using Lines = std::vector<std::string>;
@@ -230,7 +222,7 @@ TEST(Kv2OpenFile, OtherFormatsGiveNoHandleAMissingFileAnInvalidOne) {
 }
 
 TEST(Kv2OpenFile, PlainHandleQueries) {
-    FILEIO* f = OpenPlain("queries.add", "1 0.5\n3 100 0.1 0\n", KV_FORMAT_ADD);
+    FILEIO* f = kv2test::OpenSaved("queries.add", "1 0.5\n3 100 0.1 0\n", KV_FORMAT_ADD);
     ASSERT_NE(f, nullptr);
     EXPECT_TRUE(FILEIOIsValid(f));
     EXPECT_FALSE(Kv2IsSdif(f));
@@ -308,7 +300,7 @@ TEST(Kv2ReadPartialSet2, SetsOfEachPlainLayout) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.name << " limit " << c.limit);
         int stream = 9;
-        kv2test::Handle h(OpenPlain(c.name, c.bytes, c.format));
+        kv2test::Handle h(kv2test::OpenSaved(c.name, c.bytes, c.format));
         auto read = [&](FILEIO* f, PartialSet& s) {
             bool read = c.rate ? Kv2ReadPeaksSet2(f, s, c.limit, c.rate)
                                : Kv2ReadPartialSet2(f, s, stream, c.limit);
@@ -323,7 +315,7 @@ TEST(Kv2ReadPartialSet2, SetsOfEachPlainLayout) {
     std::vector<float> big = {2.0f, static_cast<float>(n)};
     for (int col = 0; col < 4; ++col)
         for (int i = 0; i < n; ++i) big.push_back(static_cast<float>(col * 10000 + i + 1));
-    FILEIO* f = OpenPlain("chunks.fmt", Native(big), KV_FORMAT_FMT);
+    FILEIO* f = kv2test::OpenSaved("chunks.fmt", Native(big), KV_FORMAT_FMT);
     PartialSet set;
     ASSERT_TRUE(Kv2ReadPartialSet(f, set));
     ASSERT_EQ(set.size(), n);
@@ -335,7 +327,7 @@ TEST(Kv2ReadPartialSet2, SetsOfEachPlainLayout) {
 // ---- Peaks ----
 
 TEST(Kv2ReadPeaksSet2, SampleRateMustBePositiveBeforeAnythingIsRead) {
-    FILEIO* f = OpenPlain("rate.pics", "44100 1\n1 100 0.1 0\n", KV_FORMAT_PICS);
+    FILEIO* f = kv2test::OpenSaved("rate.pics", "44100 1\n1 100 0.1 0\n", KV_FORMAT_PICS);
     PartialSet set;
     for (float rate : {0.0f, -44100.0f}) {
         char expected[128];
@@ -369,7 +361,7 @@ TEST(Kv2ReadPeaksSet2, TextPrematureEnd) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.bytes);
-        FILEIO* f = OpenPlain("short.pics", c.bytes, KV_FORMAT_PICS);
+        FILEIO* f = kv2test::OpenSaved("short.pics", c.bytes, KV_FORMAT_PICS);
         PartialSet set;
         testing::internal::CaptureStderr();
         EXPECT_FALSE(Kv2ReadPeaksSet2(f, set, c.maxPeaks, 100.0f));
@@ -404,7 +396,7 @@ TEST(Kv2ReadPartialSet2, BinaryRecordsEndingEarlyKeepZeros) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        FILEIO* f = OpenPlain(c.name, c.bytes, c.format);
+        FILEIO* f = kv2test::OpenSaved(c.name, c.bytes, c.format);
         auto read = [&](PartialSet& set) {
             return c.format == KV_FORMAT_PICSBIN ? Kv2ReadPeaksSet2(f, set, -1, 1.0f)
                                                  : Kv2ReadPartialSet(f, set);
@@ -449,7 +441,7 @@ TEST(Kv2ReadPartialSet2, MalformedRecordsFailWithTheirMessages) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        FILEIO* f = OpenPlain(c.name, c.bytes, c.format);
+        FILEIO* f = kv2test::OpenSaved(c.name, c.bytes, c.format);
         PartialSet set;
         bool read = true;
         EXPECT_EQ(testsupport::CaptureStderr([&] {

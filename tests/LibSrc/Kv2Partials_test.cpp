@@ -9,7 +9,6 @@
 #include <type_traits>
 #include <vector>
 
-#include "Kv2Synt.h"
 #include "Kv2TestUtil.h"
 #include "TestSupport.h"
 

@@ -5,7 +5,6 @@
 #include <climits>
 #include <cstdint>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,6 +15,7 @@
 
 using namespace Kv2;
 using kv2test::Handle;
+using kv2test::OpenSaved;
 using kv2test::Reads;
 using kv2test::Recs;
 using testsupport::DataPath;
@@ -48,11 +48,6 @@ M Partials(const char* sig, std::initializer_list<int> indices) {
     for (int k : indices)
         m.values.insert(m.values.end(), {double(k), 100.0 * k, 0.01 * k, 0.1 * k});
     return m;
-}
-
-// The bytes saved under name, opened for reading in format.
-FILEIO* OpenSaved(const std::string& name, const std::string& bytes, KvFormat format) {
-    return Kv2OpenFile(testsupport::SaveTemp(name, bytes).c_str(), KV_READ, format, -1, nullptr);
 }
 
 int ReadFrame(FILEIO* f, PartialSet& set) { return Kv2SdifReadFrame(f, set, -1); }

@@ -13,6 +13,7 @@
 #include "Kv2Io.h"
 #include "Kv2Partials.h"
 #include "SdifAssert.h"
+#include "TestSupport.h"
 
 namespace kv2test {
 
@@ -92,6 +93,13 @@ std::string Recs(const Set& set, int from = 0, int to = -1) {
         o << (i > from ? " | " : "") << set[i].id << " " << set[i].freq << " " << set[i].amp << " "
           << set[i].phase << " " << set[i].state;
     return o.str();
+}
+
+// The bytes saved under name, opened for reading in format.
+inline Kv2::FILEIO* OpenSaved(const std::string& name, const std::string& bytes,
+                              Kv2::KvFormat format) {
+    return Kv2::Kv2OpenFile(testsupport::SaveTemp(name, bytes).c_str(), Kv2::KV_READ, format, -1,
+                            nullptr);
 }
 
 // A handle closed at the end of the scope (or of the full expression).

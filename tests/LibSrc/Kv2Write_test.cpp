@@ -3,7 +3,6 @@
 // bytes of the same layouts, so the written bytes are not read back.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <ctime>
 #include <map>
 #include <string>

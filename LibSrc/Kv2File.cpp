@@ -19,7 +19,7 @@ long long HandleSize(FILEIO const* f) {
         struct stat st;
         if (fstat(fileno(f->file), &st) == 0 && S_ISREG(st.st_mode)) return st.st_size;
     } else if (f && f->sdif && f->sdif->GetFile()) {
-        return f->sdif->GetFile()->FileSize;
+        return SdifFGetFileSize(f->sdif->GetFile());
     }
     return -1;
 }

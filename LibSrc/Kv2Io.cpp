@@ -158,14 +158,15 @@ long Kv2GetFilePos(FILEIO* f) {
 long Kv2SdifGetFilePos(FILEIO* f) {
     if (!f || !f->sdif) return -1;
     SdifFileT* file = f->sdif->GetFile();
-    if (!file || !file->Stream) return -1;
-    return ftell(file->Stream);
+    FILE* stream = file ? SdifFGetStream(file) : nullptr;
+    if (!stream) return -1;
+    return ftell(stream);
 }
 
 bool Kv2IsSeekable(FILEIO* f) {
     if (!f || !f->sdif) return false;
     SdifFileT* file = f->sdif->GetFile();
-    return file && file->isSeekable;
+    return file && SdifFIsSeekable(file);
 }
 
 int Kv2GetNumStreams(FILEIO* f) {

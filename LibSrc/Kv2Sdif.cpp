@@ -425,7 +425,7 @@ bool Kv2SdifGetBeginAndEnd(FILEIO* f, double& begin, double& end) {
     if (!f || !f->sdif) return false;
     OndelFile& entity = *f->sdif;
     SdifFileT* file = entity.GetFile();
-    if (!file || !file->isSeekable) return false;
+    if (!file || !SdifFIsSeekable(file)) return false;
 
     entity.Rewind();
     entity.EnableFrameDir();

@@ -53,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 SdifFAllFrameTypeToSdifString(file, out);
                 break;
             case 1:
-                SdifNameValuesLNewTable(file->NameValues, 1);
+                SdifNameValuesLNewTable(SdifFNameValueList(file), 1);
                 SdifFNameValueLCurrNVTfromString(file, body.c_str());
                 SdifFNameValueLCurrNVTtoSdifString(file, out);
                 break;

@@ -271,11 +271,11 @@ bool SDIFEntity::ReOpenRead(const char* name) {
         const int nbTables = SdifFNameValueNum(mFile);
         for (int i = 1; i <= nbTables; ++i) {
             SdifNameValueTableT* table =
-                SdifNameValuesLSetCurrNVT(mFile->NameValues, static_cast<unsigned int>(i));
+                SdifNameValuesLSetCurrNVT(SdifFNameValueList(mFile), static_cast<unsigned int>(i));
             if (table) AddNVT(TakeNVT(), table->StreamID);
         }
 
-        mEof = mEofSeen = feof(mFile->Stream) != 0;
+        mEof = mEofSeen = feof(SdifFGetStream(mFile)) != 0;
         mOpenMode = 2;
         SdiffPosT pos = 0;
         SdifFGetPos(mFile, &pos);
@@ -491,7 +491,7 @@ bool SDIFEntity::IsLocationSelected(const SDIFLocation& loc) const {
     header.NbMatrix = loc.GetNbMatrix();
     header.NumID = loc.GetStreamID();
     header.Time = loc.GetTime();
-    if (mFile && mFile->Selection && !SdifFrameIsSelected(&header, mFile->Selection)) return false;
+    if (FileSelection() && !SdifFrameIsSelected(&header, FileSelection())) return false;
     // The read that loads an entry also applies the high-level stream set.
     if (!mStreamSel.isSelected(loc.GetStreamID())) return false;
     if (!mFrameSel.isSelected(loc.GetSignature())) return false;
@@ -530,9 +530,18 @@ void SDIFEntity::ReadFrameDirToEnd() {
 
 // ---- selections ----
 
+SdifSelectionT* SDIFEntity::FileSelection() const {
+    return mFile ? SdifFGetSelection(mFile) : nullptr;
+}
+
+SdifListT* SDIFEntity::FileSelectionList(SdifListT* SdifSelectionT::*list) const {
+    SdifSelectionT* selection = FileSelection();
+    return selection ? selection->*list : nullptr;
+}
+
 bool SDIFEntity::ClearSelection(SelectionPartsE part) {
     if (!mFile || mFrameDirEnabled) return false;
-    SdifSelectionT* sel = mFile->Selection;
+    SdifSelectionT* sel = FileSelection();
     if (!sel) return false;
     const bool all = part > eSelectColumns;
     if (all || part == eSelectStreams) {
@@ -554,20 +563,20 @@ bool SDIFEntity::ClearSelection(SelectionPartsE part) {
 }
 
 bool SDIFEntity::MergeSelection(const std::string& selection) {
-    if (!mFile || mFrameDirEnabled || !mFile->Selection) return false;
-    return SdifParseSelection(mFile->Selection, selection.c_str()) != 0;
+    if (mFrameDirEnabled || !FileSelection()) return false;
+    return SdifParseSelection(FileSelection(), selection.c_str()) != 0;
 }
 
 bool SDIFEntity::ChangeSelection(const std::string& selection) {
-    if (!mFile || mFrameDirEnabled || !mFile->Selection) return false;
-    SdifReplaceSelection(selection.c_str(), mFile->Selection);
+    if (mFrameDirEnabled || !FileSelection()) return false;
+    SdifReplaceSelection(selection.c_str(), FileSelection());
     return true;
 }
 
 void SDIFEntity::GetFileStreamSelection(SelectionSet<unsigned int>& set) const {
     set = SelectionSet<unsigned int>();
-    if (!mFile || !mFile->Selection) return;
-    SdifSelectIntMaskT& mask = mFile->Selection->streammask;
+    if (!FileSelection()) return;
+    SdifSelectIntMaskT& mask = FileSelection()->streammask;
     const SdifUInt4 nbFlags = SdifSelectIntMaskNbFlags(&mask);
     for (SdifUInt4 v = 0; v < nbFlags; ++v)
         if (mask.mask[v]) set.insert(v);
@@ -602,7 +611,7 @@ bool SDIFEntity::GetFrameSelection(SelectionSet<unsigned int>& set) const {
     if (mFrameDirEnabled && mFrameSel.IsActive())
         set = mFrameSel;
     else
-        GetFileSignatureSelection(mFile->Selection ? mFile->Selection->frame : nullptr, set);
+        GetFileSignatureSelection(FileSelectionList(&SdifSelectionT::frame), set);
     return true;
 }
 
@@ -611,14 +620,14 @@ bool SDIFEntity::GetMatrixSelection(SelectionSet<unsigned int>& set) const {
     if (mFrameDirEnabled && mMatrixSel.IsActive())
         set = mMatrixSel;
     else
-        GetFileSignatureSelection(mFile->Selection ? mFile->Selection->matrix : nullptr, set);
+        GetFileSignatureSelection(FileSelectionList(&SdifSelectionT::matrix), set);
     return true;
 }
 
 bool SDIFEntity::TestStreamSelection(unsigned int streamID) const {
     if (!mFile) return false;
     if (mFrameDirEnabled && mStreamSel.IsActive()) return mStreamSel.isSelected(streamID);
-    return mFile->Selection && SdifSelectTestIntMask(&mFile->Selection->streammask, streamID);
+    return FileSelection() && SdifSelectTestIntMask(&FileSelection()->streammask, streamID);
 }
 
 namespace {
@@ -640,18 +649,18 @@ bool SignatureListOpen(SdifListT* list) {
 bool SDIFEntity::TestFrameSelection(unsigned int signature) const {
     if (!mFile) return false;
     if (mFrameDirEnabled && mFrameSel.IsActive()) return mFrameSel.isSelected(signature);
-    return SignatureListOpen(mFile->Selection ? mFile->Selection->frame : nullptr);
+    return SignatureListOpen(FileSelectionList(&SdifSelectionT::frame));
 }
 
 bool SDIFEntity::TestMatrixSelection(unsigned int signature) const {
     if (!mFile) return false;
     if (mFrameDirEnabled && mMatrixSel.IsActive()) return mMatrixSel.isSelected(signature);
-    return SignatureListOpen(mFile->Selection ? mFile->Selection->matrix : nullptr);
+    return SignatureListOpen(FileSelectionList(&SdifSelectionT::matrix));
 }
 
 bool SDIFEntity::RestrictStreamSelection(const SelectionSet<unsigned int>& set) {
     if (!set.IsActive()) return true;
-    if (!mFile || !mFile->Selection) return false;
+    if (!FileSelection()) return false;
     if (mFrameDirEnabled) {
         SelectionSet<unsigned int> cur;
         GetStreamSelection(cur);
@@ -661,7 +670,7 @@ bool SDIFEntity::RestrictStreamSelection(const SelectionSet<unsigned int>& set) 
             mStreamSel = SelectionSet<unsigned int>(Intersect(cur, set), false);
         return true;
     }
-    SdifSelectionT* sel = mFile->Selection;
+    SdifSelectionT* sel = FileSelection();
     if (SdifListIsEmpty(sel->stream)) {
         if (mSavedStreamFlag && mSavedStream.IsActive()) return false;
         return CreateStreamSelection(sel, set);
@@ -707,45 +716,44 @@ bool SDIFEntity::RestrictSignatureSelection(SdifListT* list, SelectionSet<unsign
 }
 
 bool SDIFEntity::RestrictFrameSelection(const SelectionSet<unsigned int>& set) {
-    return RestrictSignatureSelection(mFile && mFile->Selection ? mFile->Selection->frame : nullptr,
-                                      mFrameSel, mSavedFrameFlag, mSavedFrame, set, true);
+    return RestrictSignatureSelection(FileSelectionList(&SdifSelectionT::frame), mFrameSel,
+                                      mSavedFrameFlag, mSavedFrame, set, true);
 }
 
 bool SDIFEntity::RestrictMatrixSelection(const SelectionSet<unsigned int>& set) {
-    return RestrictSignatureSelection(
-        mFile && mFile->Selection ? mFile->Selection->matrix : nullptr, mMatrixSel,
-        mSavedMatrixFlag, mSavedMatrix, set, false);
+    return RestrictSignatureSelection(FileSelectionList(&SdifSelectionT::matrix), mMatrixSel,
+                                      mSavedMatrixFlag, mSavedMatrix, set, false);
 }
 
 bool SDIFEntity::ReestablishStreamSelection() {
-    if (!mFile || !mFile->Selection) return false;
+    if (!FileSelection()) return false;
     if (mFrameDirEnabled) {
         mStreamSel = SelectionSet<unsigned int>();
         return true;
     }
     if (!mSavedStreamFlag) return false;
-    return CreateStreamSelection(mFile->Selection, mSavedStream);
+    return CreateStreamSelection(FileSelection(), mSavedStream);
 }
 
 bool SDIFEntity::ReestablishFrameSelection() {
-    if (!mFile || !mFile->Selection) return false;
+    if (!FileSelection()) return false;
     if (mFrameDirEnabled) {
         mFrameSel = SelectionSet<unsigned int>();
         return true;
     }
     if (!mSavedFrameFlag) return false;
-    FillSignatureSelection(mFile->Selection->frame, mSavedFrame);
+    FillSignatureSelection(FileSelection()->frame, mSavedFrame);
     return true;
 }
 
 bool SDIFEntity::ReestablishMatrixSelection() {
-    if (!mFile || !mFile->Selection) return false;
+    if (!FileSelection()) return false;
     if (mFrameDirEnabled) {
         mMatrixSel = SelectionSet<unsigned int>();
         return true;
     }
     if (!mSavedMatrixFlag) return false;
-    FillSignatureSelection(mFile->Selection->matrix, mSavedMatrix);
+    FillSignatureSelection(FileSelection()->matrix, mSavedMatrix);
     return true;
 }
 
@@ -757,10 +765,10 @@ void SDIFEntity::SaveSelections() {
 }
 
 void SDIFEntity::ReestablishFileSelections() {
-    if (!mFile || !mFile->Selection) return;
-    if (mSavedMatrixFlag) FillSignatureSelection(mFile->Selection->matrix, mSavedMatrix);
-    if (mSavedFrameFlag) FillSignatureSelection(mFile->Selection->frame, mSavedFrame);
-    if (mSavedStreamFlag) CreateStreamSelection(mFile->Selection, mSavedStream);
+    if (!FileSelection()) return;
+    if (mSavedMatrixFlag) FillSignatureSelection(FileSelection()->matrix, mSavedMatrix);
+    if (mSavedFrameFlag) FillSignatureSelection(FileSelection()->frame, mSavedFrame);
+    if (mSavedStreamFlag) CreateStreamSelection(FileSelection(), mSavedStream);
 }
 
 bool SDIFEntity::isFrameHLSelected(SdifUInt4 streamID, SdifSignature signature) const {
@@ -824,8 +832,9 @@ SDIFNameValueTable& SDIFEntity::GetNVT(unsigned int i) {
 
 SDIFNameValueTable SDIFEntity::TakeNVT() const {
     SDIFNameValueTable table;
-    if (!mFile || !mFile->NameValues || !mFile->NameValues->CurrNVT) return table;
-    SdifNameValueTableT* current = mFile->NameValues->CurrNVT;
+    SdifNameValuesLT* tables = mFile ? SdifFNameValueList(mFile) : nullptr;
+    if (!tables || !tables->CurrNVT) return table;
+    SdifNameValueTableT* current = tables->CurrNVT;
     table.SetStreamID(current->StreamID);
     SdifHashTableIteratorT* it = SdifCreateHashTableIterator(current->NVHT);
     if (!it) return table;
@@ -839,11 +848,12 @@ SDIFNameValueTable SDIFEntity::TakeNVT() const {
 }
 
 bool SDIFEntity::WriteNVTs() {
-    if (!mFile || !mFile->NameValues) return false;
+    SdifNameValuesLT* tables = mFile ? SdifFNameValueList(mFile) : nullptr;
+    if (!tables) return false;
     for (const SDIFNameValueTable& table : mv_NVT) {
-        SdifNameValuesLNewTable(mFile->NameValues, table.GetStreamID());
+        SdifNameValuesLNewTable(tables, table.GetStreamID());
         for (const auto& nv : table.GetNameValues())
-            SdifNameValuesLPutCurrNVT(mFile->NameValues, nv.first.c_str(), nv.second.c_str());
+            SdifNameValuesLPutCurrNVT(tables, nv.first.c_str(), nv.second.c_str());
     }
     return true;
 }

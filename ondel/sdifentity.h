@@ -226,11 +226,15 @@ class SDIFEntity {
     const std::string& GetTypeString() const { return mTypeString; }
     void SetTypeString(const std::string& types) { mTypeString = types; }
 
-   private:
-    friend class SDIFFrame;
-
     // Set the end flag from a signature read; the end also counts as seen.
+    // The frame reader calls it after each frame's next signature.
     void SetEof(bool eof);
+
+   private:
+    // The file's own selection, none without a file.
+    SdifSelectionT* FileSelection() const;
+    // One signature list of it (frames or matrices), none without one.
+    SdifListT* FileSelectionList(SdifListT* SdifSelectionT::*list) const;
     // Whether the directory walk accepts an entry.
     bool IsLocationSelected(const SDIFLocation& location) const;
     // Put the file right after the last directory entry's frame.

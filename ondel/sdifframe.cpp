@@ -164,11 +164,10 @@ int SDIFFrame::ReadHeader(SdifFileT* file) {
     if (!file) return 0;
     const size_t bytes = SdifFReadFrameHeader(file);
     if (!SdifFCurrFrameIsSelected(file)) return 0;
-    const SdifFrameHeaderT* h = file->CurrFramH;
-    mTime = h->Time;
-    mSignature = h->Signature;
-    mStreamID = h->NumID;
-    mNbMatrix = h->NbMatrix;
+    mTime = SdifFCurrTime(file);
+    mSignature = SdifFCurrFrameSignature(file);
+    mStreamID = SdifFCurrID(file);
+    mNbMatrix = SdifFCurrNbMatrix(file);
     return static_cast<int>(bytes);
 }
 
@@ -220,7 +219,7 @@ int SDIFFrame::Read(SdifFileT* file, bool& eof) {
 
 int SDIFFrame::Read(SDIFEntity& entity) {
     mSize = 0;
-    if (entity.mEof) {
+    if (entity.eof()) {
         throw SDIFEof(eError, "Error in SDIFFrame::Read -- Eof reached", entity.GetFile(), eEof,
                       nullptr, 0);
     }
@@ -236,9 +235,9 @@ int SDIFFrame::Read(SDIFEntity& entity) {
     ClearData();
     mSize = static_cast<SdifUInt4>(ReadHeader(file));
     if (mSize) {
-        const SdifFrameHeaderT* h = file->CurrFramH;
-        SDIFLocation* location = entity.AddFramePos(h->NumID, h->Signature, h->Time, h->NbMatrix,
-                                                    static_cast<SdifInt4>(file->StartChunkPos));
+        SDIFLocation* location =
+            entity.AddFramePos(mStreamID, mSignature, mTime, mNbMatrix,
+                               static_cast<SdifInt4>(SdifFStartChunkPos(file)));
         PrepareSlots(mNbMatrix);
         if (location) {
             size_t used = 0;
@@ -247,7 +246,7 @@ int SDIFFrame::Read(SDIFEntity& entity) {
                 const int bytes = mMatrices[used].Read(file, &entity.GetMatrixHLSelection());
                 mSize += static_cast<SdifUInt4>(bytes);
                 if (bytes) ++used;
-                location->SetMSignature(m, file->CurrMtrxH ? file->CurrMtrxH->Signature : 0);
+                location->SetMSignature(m, SdifFCurrMatrixSignature(file));
             }
             if (entity.isFrameHLSelected(mStreamID, mSignature)) {
                 mNbMatrix = static_cast<SdifUInt4>(used);

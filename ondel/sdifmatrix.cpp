@@ -39,7 +39,8 @@ bool CellsFit(SdifFileT* file, const SdifMatrixHeaderT& h) {
     const long long left = SdifFBytesLeft(file);
     if (left >= 0 && bytes > static_cast<uint64_t>(left)) {
         char text[64];
-        snprintf(text, sizeof text, "Sdiffread %ld", file->Stream ? ftell(file->Stream) : -1L);
+        FILE* stream = SdifFGetStream(file);
+        snprintf(text, sizeof text, "Sdiffread %ld", stream ? ftell(stream) : -1L);
         SDIF_ERROR(file, eEof, text);
         return false;
     }
@@ -119,7 +120,7 @@ int SDIFMatrixData<T>::write(SdifFileT* file) {
 
 template <class T>
 int SDIFMatrixData<T>::ReadSelected(SdifFileT* file, int rows, int cols) {
-    const SdifMatrixHeaderT* h = file->CurrMtrxH;
+    const SdifMatrixHeaderT* h = SdifFCurrMatrixHeader(file);
     const SdifUInt4 fileRows = h ? h->NbRow : 0, fileCols = h ? h->NbCol : 0;
     rows = std::max(rows, 0);
     cols = std::max(cols, 0);
@@ -181,10 +182,11 @@ int SDIFMatrixData<T>::ReadSelected(SdifFileT* file, int rows, int cols) {
                         Allocate(std::min(n, std::max(need, 2 * mCapacity)), true);
                     }
                     T* dst = mValues.get() + storeRow * cols;
+                    const SdifOneRowT* row = SdifFCurrOneRow(file);
                     int c2 = 0;
                     for (SdifUInt4 c = 1; c <= fileCols && c2 < cols; ++c)
                         if (SdifFColumnIsSelected(file, static_cast<int>(c)))
-                            dst[c2++] = RowCell<T>(file->CurrOneRow, c - 1);
+                            dst[c2++] = RowCell<T>(row, c - 1);
                     for (; c2 < cols; ++c2) dst[c2] = T(0);
                     ++storeRow;
                 } else {
@@ -209,7 +211,7 @@ int SDIFMatrixData<T>::ReadSelected(SdifFileT* file, int rows, int cols) {
         }
         throw;
     }
-    const size_t padding = SdifFPaddingCalculate(file->Stream, bytes);
+    const size_t padding = SdifFPaddingCalculate(SdifFGetStream(file), bytes);
     if (padding) SdifFReadPadding(file, padding);
     return static_cast<int>(bytes + padding);
 }
@@ -301,12 +303,12 @@ int SDIFMatrix::Read(SdifFileT* file, const std::set<unsigned int>* signatures) 
     mFile = file;
     const size_t headerBytes = SdifFReadMatrixHeader(file);
     mReadSize = static_cast<SdifUInt4>(headerBytes);
-    const SdifMatrixHeaderT* h = file->CurrMtrxH;
+    const SdifMatrixHeaderT* h = SdifFCurrMatrixHeader(file);
     // End of file, or a header the file cannot back (already reported).
     if (!h || headerBytes < SdifSizeOfMatrixHeader()) return 0;
     // A header that failed the library's test (a matrix repeated in its
     // frame) is passed over like an unwanted one.
-    bool wanted = file->CurrMtrxT != nullptr;
+    bool wanted = SdifFCurrMatrixType(file) != nullptr;
     if (wanted) {
         if (signatures && !signatures->empty())
             wanted = signatures->count(h->Signature) != 0;
@@ -350,8 +352,9 @@ std::string SDIFMatrix::GetStringSignature() const {
 }
 
 std::string SDIFMatrix::GetColName(int col) const {
-    if (!mFile || !mFile->MatrixTypesTable) return std::string();
-    SdifMatrixTypeT* type = SdifGetMatrixType(mFile->MatrixTypesTable, mSignature);
+    SdifHashTableT* types = mFile ? SdifFGetMatrixTypesTable(mFile) : nullptr;
+    if (!types) return std::string();
+    SdifMatrixTypeT* type = SdifGetMatrixType(types, mSignature);
     if (!type) return std::string();
     SdifColumnDefT* def = SdifMatrixTypeGetNthColumnDef(type, static_cast<unsigned int>(col));
     return def && def->Name ? std::string(def->Name) : std::string();

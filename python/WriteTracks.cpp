@@ -93,7 +93,7 @@ void WriteFrames(const std::string& name, const std::vector<TrackPoints>& tracks
     }
     // The last frames may still sit in the stream's buffer: a full disk shows
     // only when they are flushed.
-    FILE* out = file->sdif->GetFile()->Stream;
+    FILE* out = SdifFGetStream(file->sdif->GetFile());
     if (std::fflush(out) != 0 || std::ferror(out)) throw FileError{errno ? errno : EIO, name};
 }
 

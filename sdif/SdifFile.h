@@ -56,6 +56,22 @@ struct SdifFileS {
     void* UserData[MaxUserData];
 };
 
+/* What the layers above read of a file; they go through these rather than
+** the fields, so that the fields stay the library's own business. */
+inline SdifSelectionT* SdifFGetSelection(SdifFileT* file) { return file->Selection; }
+inline FILE* SdifFGetStream(SdifFileT* file) { return file->Stream; }
+inline int SdifFIsSeekable(SdifFileT* file) { return file->isSeekable; }
+/* Bytes of a seekable file, -1 when unknown. */
+inline SdiffPosT SdifFGetFileSize(SdifFileT* file) { return file->FileSize; }
+inline SdifUInt4 SdifFFormatVersion(SdifFileT* file) { return file->FormatVersion; }
+inline SdifUInt4 SdifFTypesVersion(SdifFileT* file) { return file->TypesVersion; }
+/* Where the chunk last begun (its signature) stands in the stream. */
+inline SdiffPosT SdifFStartChunkPos(SdifFileT* file) { return file->StartChunkPos; }
+/* The current matrix header (none before the first) and its type (none
+** when the header failed the library's checks). */
+inline SdifMatrixHeaderT* SdifFCurrMatrixHeader(SdifFileT* file) { return file->CurrMtrxH; }
+inline SdifMatrixTypeT* SdifFCurrMatrixType(SdifFileT* file) { return file->CurrMtrxT; }
+
 /* Library state. */
 extern int gSdifInitialised;
 extern SdifFileT* gSdifPredefinedTypes; /* hidden file "Predefined" */

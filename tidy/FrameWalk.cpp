@@ -105,11 +105,11 @@ void ByteWalk::Pass(uint64_t n, const ByteSink* sink) {
         if (left >= 0) {
             // A seek past the end would succeed: stop at the end instead.
             if (n > static_cast<uint64_t>(left)) {
-                std::fseek(mFile->Stream, 0, SEEK_END);
+                std::fseek(SdifFGetStream(mFile), 0, SEEK_END);
                 if (mPos >= 0) mPos += left;
                 throw Truncated(mPos);
             }
-            if (std::fseek(mFile->Stream, static_cast<long>(n), SEEK_CUR) == 0) {
+            if (std::fseek(SdifFGetStream(mFile), static_cast<long>(n), SEEK_CUR) == 0) {
                 if (mPos >= 0) mPos += static_cast<int64_t>(n);
                 return;
             }
@@ -146,13 +146,13 @@ uint64_t ByteWalk::PassFrameBody(const FrameHeader& header, const ByteSink* sink
 bool FrameTypeKnown(SdifFileT* file, SdifSignature signature) {
     return SdifFGetFrameType(file, signature) ||
            (gSdifPredefinedTypes &&
-            SdifGetFrameType(gSdifPredefinedTypes->FrameTypesTable, signature));
+            SdifGetFrameType(SdifFGetFrameTypesTable(gSdifPredefinedTypes), signature));
 }
 
 bool MatrixTypeKnown(SdifFileT* file, SdifSignature signature) {
     return SdifFGetMatrixType(file, signature) ||
            (gSdifPredefinedTypes &&
-            SdifGetMatrixType(gSdifPredefinedTypes->MatrixTypesTable, signature));
+            SdifGetMatrixType(SdifFGetMatrixTypesTable(gSdifPredefinedTypes), signature));
 }
 
 bool IsTextChunk(SdifSignature signature) {

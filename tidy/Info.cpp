@@ -242,11 +242,12 @@ Verdict Judge(const FileInfo& info, const Findings& found) {
 
 std::vector<StreamId> StreamIds(SdifFileT* file) {
     std::vector<StreamId> ids;
-    if (!file->StreamIDsTable || !file->StreamIDsTable->SIDHT) return ids;
-    SdifHashTableIteratorT* it = SdifCreateHashTableIterator(file->StreamIDsTable->SIDHT);
+    SdifStreamIDTableT* table = SdifFStreamIDTable(file);
+    if (!table || !table->SIDHT) return ids;
+    SdifHashTableIteratorT* it = SdifCreateHashTableIterator(table->SIDHT);
     if (!it) return ids;
     // Integer keys come in ascending order.
-    SdifHashTableIteratorInitLoop(it, file->StreamIDsTable->SIDHT);
+    SdifHashTableIteratorInitLoop(it, table->SIDHT);
     while (SdifHashTableIteratorIsNext(it)) {
         const auto* id = static_cast<const SdifStreamIDT*>(SdifHashTableIteratorGetNext(it));
         if (id)
@@ -285,21 +286,21 @@ FileInfo Describe(const std::string& name) {
 
     SdifFileT* sdif = entity.GetFile();
     info.opened = true;
-    info.formatVersion = sdif->FormatVersion;
-    info.typesVersion = sdif->TypesVersion;
+    info.formatVersion = SdifFFormatVersion(sdif);
+    info.typesVersion = SdifFTypesVersion(sdif);
     for (unsigned int i = 0; i < entity.GetNbNVT(); ++i)
         info.tables.push_back(entity.GetNVT(i).GetNameValues());
     info.types = entity.GetTypeString();
     info.streamIds = StreamIds(sdif);
 
     // Standard input cannot tell its position: the chunks read so far can.
-    long at = std::ftell(sdif->Stream);
+    long at = std::ftell(SdifFGetStream(sdif));
     if (at < 0)
         at = static_cast<long>(entity.GetGeneralHeaderSize() + entity.GetAsciiChunksSize() + 4);
     ByteWalk walk(sdif, at);
     Walk frames(info, sdif);
     try {
-        SdifSignature sig = sdif->CurrSignature;
+        SdifSignature sig = SdifFCurrSignature(sdif);
         for (bool more = !entity.eof(); more; more = walk.NextSignature(sig))
             frames.Frame(walk, walk.ReadFrameHeader(sig));
     } catch (const std::exception& e) {

@@ -153,7 +153,7 @@ struct Reader::Impl {
         while (!eof) {
             // The SDIF library refuses to read a frame whose type nobody
             // declared; such frames hold no partial data: walk over them.
-            if (!FrameTypeKnown(file, file->CurrSignature)) {
+            if (!FrameTypeKnown(file, SdifFCurrSignature(file))) {
                 SkipFrame(file);
                 continue;
             }
@@ -163,8 +163,8 @@ struct Reader::Impl {
     }
 
     void SkipFrame(SdifFileT* file) {
-        ByteWalk walk(file, std::ftell(file->Stream));
-        walk.PassFrameBody(walk.ReadFrameHeader(file->CurrSignature));
+        ByteWalk walk(file, std::ftell(SdifFGetStream(file)));
+        walk.PassFrameBody(walk.ReadFrameHeader(SdifFCurrSignature(file)));
         size_t nbBytes = 0;
         eof = SdifFGetSignature(file, &nbBytes) == eEof;
     }

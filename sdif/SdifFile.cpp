@@ -332,49 +332,37 @@ SdifFileT* SdifFOpenText(SdifFileT* file, const char* name, SdifFileModeET mode)
     return file;
 }
 
+namespace {
+
+/* Free a member of file with kill, or report it missing as eFreeNull with
+** its name; either way it is gone. */
+template <class T, class Kill>
+void KillMember(SdifFileT* file, T* SdifFileT::*member, Kill kill, const char* name, int line) {
+    if (file->*member)
+        kill(file->*member);
+    else
+        SdifFError(file, eFreeNull, name, SdifSourceName(__FILE__), line);
+    file->*member = nullptr;
+}
+
+}  // namespace
+
 void SdifFClose(SdifFileT* file) {
     if (!file) return;
 
-    if (file->NameValues)
-        SdifKillNameValuesL(file->NameValues);
-    else
-        SDIF_ERROR(file, eFreeNull, "SdifFile->NameValues");
-    file->NameValues = nullptr;
-    if (file->MatrixTypesTable)
-        SdifKillHashTable(file->MatrixTypesTable);
-    else
-        SDIF_ERROR(file, eFreeNull, "SdifFile->MatrixTypesTable");
-    file->MatrixTypesTable = nullptr;
-    if (file->FrameTypesTable)
-        SdifKillHashTable(file->FrameTypesTable);
-    else
-        SDIF_ERROR(file, eFreeNull, "SdifFile->FrameTypesTable");
-    file->FrameTypesTable = nullptr;
-    if (file->StreamIDsTable)
-        SdifKillStreamIDTable(file->StreamIDsTable);
-    else
-        SDIF_ERROR(file, eFreeNull, "SdifFile->StreamIDsTable");
-    file->StreamIDsTable = nullptr;
-    if (file->TimePositions)
-        SdifKillTimePositionL(file->TimePositions);
-    else
-        SDIF_ERROR(file, eFreeNull, "SdifFile->TimePositions");
-    file->TimePositions = nullptr;
-    if (file->Selection)
-        SdifFreeSelection(file->Selection);
-    else
-        SDIF_ERROR(file, eFreeNull, "SdifFile->Selection");
-    file->Selection = nullptr;
-    if (file->CurrOneRow)
-        SdifKillOneRow(file->CurrOneRow);
-    else
-        SDIF_ERROR(file, eFreeNull, "SdifFile->CurrOneRow");
-    file->CurrOneRow = nullptr;
-    if (file->CurrMtrxData)
-        SdifKillMatrixData(file->CurrMtrxData);
-    else
-        SDIF_ERROR(file, eFreeNull, "SdifFile->CurrMtrxData");
-    file->CurrMtrxData = nullptr;
+    KillMember(file, &SdifFileT::NameValues, SdifKillNameValuesL, "SdifFile->NameValues", __LINE__);
+    KillMember(file, &SdifFileT::MatrixTypesTable, SdifKillHashTable, "SdifFile->MatrixTypesTable",
+               __LINE__);
+    KillMember(file, &SdifFileT::FrameTypesTable, SdifKillHashTable, "SdifFile->FrameTypesTable",
+               __LINE__);
+    KillMember(file, &SdifFileT::StreamIDsTable, SdifKillStreamIDTable, "SdifFile->StreamIDsTable",
+               __LINE__);
+    KillMember(file, &SdifFileT::TimePositions, SdifKillTimePositionL, "SdifFile->TimePositions",
+               __LINE__);
+    KillMember(file, &SdifFileT::Selection, SdifFreeSelection, "SdifFile->Selection", __LINE__);
+    KillMember(file, &SdifFileT::CurrOneRow, SdifKillOneRow, "SdifFile->CurrOneRow", __LINE__);
+    KillMember(file, &SdifFileT::CurrMtrxData, SdifKillMatrixData, "SdifFile->CurrMtrxData",
+               __LINE__);
     if (file->Errors) {
         SdifKillErrorL(file->Errors);
         file->Errors = nullptr;

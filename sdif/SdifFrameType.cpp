@@ -15,48 +15,23 @@
 
 SdifComponentT* SdifCreateComponent(SdifSignature matrixSignature, const char* name,
                                     unsigned int num) {
-    SdifComponentT* component = (SdifComponentT*)std::malloc(sizeof(SdifComponentT));
-    char* copy = SdifCopyText(name);
-    if (!component || !copy) {
-        std::free(component);
-        std::free(copy);
-        SDIF_ERROR(nullptr, eAllocFail, "Component allocation");
-        return nullptr;
-    }
-    component->MtrxS = matrixSignature;
-    component->Name = copy;
-    component->Num = num;
+    SdifComponentT* component =
+        SdifCreateTypeDef<SdifComponentT>(name, num, "Component allocation", SDIF_HERE);
+    if (component) component->MtrxS = matrixSignature;
     return component;
 }
 
-void SdifKillComponent(void* component) {
-    SdifComponentT* c = (SdifComponentT*)component;
-    if (!c) return;
-    std::free(c->Name);
-    std::free(c);
-}
+void SdifKillComponent(void* component) { SdifKillTypeDef<SdifComponentT>(component); }
 
 SdifFrameTypeT* SdifCreateFrameType(SdifSignature signature, SdifFrameTypeT* predefined) {
-    SdifFrameTypeT* type = (SdifFrameTypeT*)std::calloc(1, sizeof(SdifFrameTypeT));
-    if (type)
-        type->ComponentUseHT =
-            SdifCreateHashTable(_SdifFrameTypeHashSize, eHashInt4, SdifKillComponent);
-    if (!type || !type->ComponentUseHT) {
-        std::free(type);
-        SDIF_ERROR(nullptr, eAllocFail, "FrameType allocation");
-        return nullptr;
-    }
-    type->Signature = signature;
-    type->FrameTypePre = nullptr;
-    type->NbComponentUse = 0;
-    type->NbComponent = 0;
-    type->ModifMode = eCanModif;
-    if (predefined &&
-        SdifTypeTakesPredefined(predefined->Signature, signature, "SdifFrameType.cpp", __LINE__)) {
-        type->FrameTypePre = predefined;
-        type->NbComponent = predefined->NbComponent;
-    }
-    return type;
+    return SdifCreateType(
+        signature, predefined,
+        [](SdifFrameTypeT* type) {
+            type->ComponentUseHT =
+                SdifCreateHashTable(_SdifFrameTypeHashSize, eHashInt4, SdifKillComponent);
+            return type->ComponentUseHT != nullptr;
+        },
+        "FrameType allocation", SDIF_HERE);
 }
 
 void SdifKillFrameType(void* frameType) {
@@ -71,8 +46,7 @@ SdifHashTableT* SdifPutFrameType(SdifHashTableT* table, SdifFrameTypeT* type) {
 }
 
 SdifFrameTypeT* SdifGetFrameType(SdifHashTableT* table, SdifSignature signature) {
-    if (!table) return nullptr;
-    return (SdifFrameTypeT*)SdifHashTableSearchInt4(table, signature);
+    return SdifTypeInTable<SdifFrameTypeT>(table, signature);
 }
 
 SdifFrameTypeT* SdifFGetFrameType(SdifFileT* file, SdifSignature signature) {
@@ -80,13 +54,9 @@ SdifFrameTypeT* SdifFGetFrameType(SdifFileT* file, SdifSignature signature) {
 }
 
 int SdifExistUserFrameType(SdifHashTableT* table) {
-    if (!table) return 0;
-    for (unsigned int i = 0; i < table->HashSize; ++i)
-        for (SdifHashNT* entry = table->Table[i]; entry; entry = entry->Next) {
-            SdifFrameTypeT* type = (SdifFrameTypeT*)entry->Data;
-            if (type && type->NbComponentUse > 0) return 1;
-        }
-    return 0;
+    return SdifHashTableFind<SdifFrameTypeT>(table, [](const SdifFrameTypeT* type) {
+               return type->NbComponentUse > 0;
+           }) != nullptr;
 }
 
 SdifComponentT* SdifFrameTypeGetComponent_MtrxS(SdifFrameTypeT* type,
@@ -100,31 +70,11 @@ SdifComponentT* SdifFrameTypeGetComponent_MtrxS(SdifFrameTypeT* type,
 }
 
 SdifComponentT* SdifFrameTypeGetComponent(SdifFrameTypeT* type, const char* name) {
-    if (!type || !name) return nullptr;
-    if (type->FrameTypePre) {
-        SdifComponentT* c = SdifFrameTypeGetComponent(type->FrameTypePre, name);
-        if (c) return c;
-    }
-    SdifHashTableT* table = type->ComponentUseHT;
-    for (unsigned int i = 0; i < table->HashSize; ++i)
-        for (SdifHashNT* entry = table->Table[i]; entry; entry = entry->Next) {
-            SdifComponentT* c = (SdifComponentT*)entry->Data;
-            if (c && std::strcmp(c->Name, name) == 0) return c;
-        }
-    return nullptr;
+    return SdifTypeDefNamed(type, name);
 }
 
 SdifComponentT* SdifFrameTypeGetNthComponent(SdifFrameTypeT* type, unsigned int n) {
-    if (!type || n == 0 || n > type->NbComponent) return nullptr;
-    if (type->FrameTypePre && n <= type->FrameTypePre->NbComponent)
-        return SdifFrameTypeGetNthComponent(type->FrameTypePre, n);
-    SdifHashTableT* table = type->ComponentUseHT;
-    for (unsigned int i = 0; i < table->HashSize; ++i)
-        for (SdifHashNT* entry = table->Table[i]; entry; entry = entry->Next) {
-            SdifComponentT* c = (SdifComponentT*)entry->Data;
-            if (c && c->Num == n) return c;
-        }
-    return nullptr;
+    return SdifTypeNthDef(type, n);
 }
 
 unsigned int SdifFrameTypeGetNbComponents(SdifFrameTypeT* type) {

@@ -12,44 +12,18 @@
 #include "SdifRWLowLevel.h"
 
 SdifColumnDefT* SdifCreateColumnDef(const char* name, unsigned int num) {
-    SdifColumnDefT* column = (SdifColumnDefT*)std::malloc(sizeof(SdifColumnDefT));
-    char* copy = SdifCopyText(name);
-    if (!column || !copy) {
-        std::free(column);
-        std::free(copy);
-        SDIF_ERROR(nullptr, eAllocFail, "ColumnDef allocation");
-        return nullptr;
-    }
-    column->Name = copy;
-    column->Num = num;
-    return column;
+    return SdifCreateTypeDef<SdifColumnDefT>(name, num, "ColumnDef allocation", SDIF_HERE);
 }
 
-void SdifKillColumnDef(void* columnDef) {
-    SdifColumnDefT* column = (SdifColumnDefT*)columnDef;
-    if (!column) return;
-    std::free(column->Name);
-    std::free(column);
-}
+void SdifKillColumnDef(void* columnDef) { SdifKillTypeDef<SdifColumnDefT>(columnDef); }
 
 SdifMatrixTypeT* SdifCreateMatrixType(SdifSignature signature, SdifMatrixTypeT* predefined) {
-    SdifMatrixTypeT* type = (SdifMatrixTypeT*)std::calloc(1, sizeof(SdifMatrixTypeT));
-    if (type) type->ColumnUserList = SdifCreateList(SdifKillColumnDef);
-    if (!type || !type->ColumnUserList) {
-        std::free(type);
-        SDIF_ERROR(nullptr, eAllocFail, "MatrixType allocation");
-        return nullptr;
-    }
-    type->Signature = signature;
-    type->MatrixTypePre = nullptr;
-    type->NbColumnDef = 0;
-    type->ModifMode = eCanModif;
-    if (predefined &&
-        SdifTypeTakesPredefined(predefined->Signature, signature, "SdifMatrixType.cpp", __LINE__)) {
-        type->MatrixTypePre = predefined;
-        type->NbColumnDef = predefined->NbColumnDef;
-    }
-    return type;
+    return SdifCreateType(
+        signature, predefined,
+        [](SdifMatrixTypeT* type) {
+            return (type->ColumnUserList = SdifCreateList(SdifKillColumnDef)) != nullptr;
+        },
+        "MatrixType allocation", SDIF_HERE);
 }
 
 void SdifKillMatrixType(void* matrixType) {
@@ -64,8 +38,7 @@ SdifHashTableT* SdifPutMatrixType(SdifHashTableT* table, SdifMatrixTypeT* type) 
 }
 
 SdifMatrixTypeT* SdifGetMatrixType(SdifHashTableT* table, SdifSignature signature) {
-    if (!table) return nullptr;
-    return (SdifMatrixTypeT*)SdifHashTableSearchInt4(table, signature);
+    return SdifTypeInTable<SdifMatrixTypeT>(table, signature);
 }
 
 SdifMatrixTypeT* SdifFGetMatrixType(SdifFileT* file, SdifSignature signature) {
@@ -73,26 +46,13 @@ SdifMatrixTypeT* SdifFGetMatrixType(SdifFileT* file, SdifSignature signature) {
 }
 
 int SdifExistUserMatrixType(SdifHashTableT* table) {
-    if (!table) return 0;
-    for (unsigned int i = 0; i < table->HashSize; ++i)
-        for (SdifHashNT* entry = table->Table[i]; entry; entry = entry->Next) {
-            SdifMatrixTypeT* type = (SdifMatrixTypeT*)entry->Data;
-            if (type && type->ColumnUserList && type->ColumnUserList->NbData > 0) return 1;
-        }
-    return 0;
+    return SdifHashTableFind<SdifMatrixTypeT>(table, [](const SdifMatrixTypeT* type) {
+               return type->ColumnUserList && type->ColumnUserList->NbData > 0;
+           }) != nullptr;
 }
 
 SdifColumnDefT* SdifMatrixTypeGetColumnDef(SdifMatrixTypeT* type, const char* name) {
-    if (!type || !name) return nullptr;
-    if (type->MatrixTypePre) {
-        SdifColumnDefT* column = SdifMatrixTypeGetColumnDef(type->MatrixTypePre, name);
-        if (column) return column;
-    }
-    for (SdifListNT* node = type->ColumnUserList->Head; node; node = node->Next) {
-        SdifColumnDefT* column = (SdifColumnDefT*)node->Data;
-        if (std::strcmp(column->Name, name) == 0) return column;
-    }
-    return nullptr;
+    return SdifTypeDefNamed(type, name);
 }
 
 unsigned int SdifMatrixTypeGetNumColumnDef(SdifMatrixTypeT* type, const char* name) {
@@ -101,14 +61,7 @@ unsigned int SdifMatrixTypeGetNumColumnDef(SdifMatrixTypeT* type, const char* na
 }
 
 SdifColumnDefT* SdifMatrixTypeGetNthColumnDef(SdifMatrixTypeT* type, unsigned int n) {
-    if (!type || n == 0 || n > type->NbColumnDef) return nullptr;
-    if (type->MatrixTypePre && n <= type->MatrixTypePre->NbColumnDef)
-        return SdifMatrixTypeGetNthColumnDef(type->MatrixTypePre, n);
-    for (SdifListNT* node = type->ColumnUserList->Head; node; node = node->Next) {
-        SdifColumnDefT* column = (SdifColumnDefT*)node->Data;
-        if (column->Num == n) return column;
-    }
-    return nullptr;
+    return SdifTypeNthDef(type, n);
 }
 
 const char* SdifMatrixTypeGetColumnName(SdifMatrixTypeT* type, int n) {

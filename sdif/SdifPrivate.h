@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "SdifCellType.h"
 #include "SdifErrMess.h"
@@ -61,6 +63,9 @@ inline void SdifOneRowSetType(SdifOneRowT* row, SdifDataTypeET type) {
 
 /* ---- notices, texts, reports ---- */
 
+/* The calling source file and line, for a report made on its behalf. */
+#define SDIF_HERE SdifSourceName(__FILE__), __LINE__
+
 /* Print "*Sdif* text" and a line feed on the library's notice stream
 ** (standard error when none is set), when SdifFDiagnosticAllowed(file). */
 void SdifFNotice(SdifFileT* file, const char* text);
@@ -74,21 +79,152 @@ char* SdifCopyText(const char* s);
 ** without a stream), from the caller's source file and line. */
 void SdifFReportEof(SdifFileT* file, FILE* f, const char* srcFile, int line);
 
-/* ---- matrix and frame types ---- */
+/* ---- matrix and frame types ----
+** A matrix type keeps its column definitions in a list, a frame type its
+** components in a hash table; either may stand on a predefined type of the
+** same signature, whose definitions come first and are counted first. */
 
 /* Whether a new type of signature takes a predefined type of predefinedSig
 ** as its base; one of another signature is reported and not taken. */
 bool SdifTypeTakesPredefined(SdifSignature predefinedSig, SdifSignature signature,
                              const char* srcFile, int line);
 
+/* The first entry of list, or of table in bucket order, that found accepts;
+** none when there is none (or no list or table). */
+template <class T, class P>
+T* SdifListFind(const SdifListT* list, P found) {
+    if (!list) return nullptr;
+    for (SdifListNT* node = list->Head; node; node = node->Next) {
+        T* entry = (T*)node->Data;
+        if (entry && found(entry)) return entry;
+    }
+    return nullptr;
+}
+
+template <class T, class P>
+T* SdifHashTableFind(const SdifHashTableT* table, P found) {
+    if (!table) return nullptr;
+    for (unsigned int i = 0; i < table->HashSize; ++i)
+        for (SdifHashNT* node = table->Table[i]; node; node = node->Next) {
+            T* entry = (T*)node->Data;
+            if (entry && found(entry)) return entry;
+        }
+    return nullptr;
+}
+
+inline SdifMatrixTypeT* SdifTypeBase(const SdifMatrixTypeT* type) { return type->MatrixTypePre; }
+inline SdifFrameTypeT* SdifTypeBase(const SdifFrameTypeT* type) { return type->FrameTypePre; }
+inline unsigned int SdifTypeDefCount(const SdifMatrixTypeT* type) { return type->NbColumnDef; }
+inline unsigned int SdifTypeDefCount(const SdifFrameTypeT* type) { return type->NbComponent; }
+
+/* What a type's definitions are. */
+template <class TypeT>
+struct SdifTypeDefOf;
+template <>
+struct SdifTypeDefOf<SdifMatrixTypeT> {
+    typedef SdifColumnDefT type;
+};
+template <>
+struct SdifTypeDefOf<SdifFrameTypeT> {
+    typedef SdifComponentT type;
+};
+
+/* A malloc'd definition named by a copy of name, numbered num; when either
+** cannot be had, eAllocFail with allocText and none. */
+template <class DefT>
+DefT* SdifCreateTypeDef(const char* name, unsigned int num, const char* allocText,
+                        const char* srcFile, int line) {
+    DefT* def = (DefT*)std::malloc(sizeof(DefT));
+    char* copy = SdifCopyText(name);
+    if (!def || !copy) {
+        std::free(def);
+        std::free(copy);
+        SdifFError(nullptr, eAllocFail, allocText, srcFile, line);
+        return nullptr;
+    }
+    def->Name = copy;
+    def->Num = num;
+    return def;
+}
+
+template <class DefT>
+void SdifKillTypeDef(void* p) {
+    DefT* def = (DefT*)p;
+    if (!def) return;
+    std::free(def->Name);
+    std::free(def);
+}
+
+/* The type's own definition that found accepts (the base not looked at). */
+template <class P>
+SdifColumnDefT* SdifTypeOwnDef(const SdifMatrixTypeT* type, P found) {
+    return SdifListFind<SdifColumnDefT>(type->ColumnUserList, found);
+}
+template <class P>
+SdifComponentT* SdifTypeOwnDef(const SdifFrameTypeT* type, P found) {
+    return SdifHashTableFind<SdifComponentT>(type->ComponentUseHT, found);
+}
+
+/* The definition named name, the base type's first; none without either. */
+template <class TypeT>
+typename SdifTypeDefOf<TypeT>::type* SdifTypeDefNamed(TypeT* type, const char* name) {
+    if (!type || !name) return nullptr;
+    if (TypeT* base = SdifTypeBase(type))
+        if (auto def = SdifTypeDefNamed(base, name)) return def;
+    return SdifTypeOwnDef(type, [name](auto def) { return std::strcmp(def->Name, name) == 0; });
+}
+
+/* Definition n (from 1, the base type's first); none out of range. */
+template <class TypeT>
+typename SdifTypeDefOf<TypeT>::type* SdifTypeNthDef(TypeT* type, unsigned int n) {
+    if (!type || n == 0 || n > SdifTypeDefCount(type)) return nullptr;
+    TypeT* base = SdifTypeBase(type);
+    if (base && n <= SdifTypeDefCount(base)) return SdifTypeNthDef(base, n);
+    return SdifTypeOwnDef(type, [n](auto def) { return def->Num == n; });
+}
+
+inline void SdifTypeSetBase(SdifMatrixTypeT* type, SdifMatrixTypeT* base) {
+    type->MatrixTypePre = base;
+    type->NbColumnDef = base->NbColumnDef;
+}
+inline void SdifTypeSetBase(SdifFrameTypeT* type, SdifFrameTypeT* base) {
+    type->FrameTypePre = base;
+    type->NbComponent = base->NbComponent;
+}
+
+/* A new type of signature, open to changes, whose own definitions go in
+** what makeOwn(type) makes (false when it cannot); on predefined when that
+** is of the same signature.  Memory out: eAllocFail with allocText, none. */
+template <class TypeT, class MakeOwn>
+TypeT* SdifCreateType(SdifSignature signature, TypeT* predefined, MakeOwn makeOwn,
+                      const char* allocText, const char* srcFile, int line) {
+    TypeT* type = (TypeT*)std::calloc(1, sizeof(TypeT));
+    if (!type || !makeOwn(type)) {
+        std::free(type);
+        SdifFError(nullptr, eAllocFail, allocText, srcFile, line);
+        return nullptr;
+    }
+    type->Signature = signature;
+    type->ModifMode = eCanModif;
+    if (predefined && SdifTypeTakesPredefined(predefined->Signature, signature, srcFile, line))
+        SdifTypeSetBase(type, predefined);
+    return type;
+}
+
+/* The type of signature in table (the matrix or the frame types); none
+** without the table. */
+template <class TypeT>
+TypeT* SdifTypeInTable(SdifHashTableT* table, SdifSignature signature) {
+    return table ? (TypeT*)SdifHashTableSearchInt4(table, signature) : nullptr;
+}
+
 /* The predefined type of signature in the table types (the matrix or the
 ** frame types); none for the predefined types' own file. */
 template <class TypeT>
 TypeT* SdifFPredefinedType(SdifFileT* file, SdifHashTableT* SdifFileT::*types,
                            SdifSignature signature) {
-    if (!gSdifPredefinedTypes || gSdifPredefinedTypes == file || !(gSdifPredefinedTypes->*types))
-        return nullptr;
-    return (TypeT*)SdifHashTableSearchInt4(gSdifPredefinedTypes->*types, signature);
+    if (!gSdifPredefinedTypes || gSdifPredefinedTypes == file) return nullptr;
+    return SdifTypeInTable<TypeT>(gSdifPredefinedTypes->*types, signature);
 }
 
 /* The file's type of signature in its table types (the matrix or the frame
@@ -100,7 +236,7 @@ TypeT* SdifFTestType(SdifFileT* file, SdifHashTableT* SdifFileT::*types, SdifSig
                      TypeT* (*create)(SdifSignature, TypeT*), const char* kind, const char* srcFile,
                      int line) {
     SdifHashTableT* own = file->*types;
-    TypeT* type = own ? (TypeT*)SdifHashTableSearchInt4(own, signature) : nullptr;
+    TypeT* type = SdifTypeInTable<TypeT>(own, signature);
     if (type) return type;
     TypeT* pre = SdifFPredefinedType<TypeT>(file, types, signature);
     if (pre) {

@@ -6,6 +6,7 @@
 
 #include "SdifFile.h"
 #include "SdifList.h"
+#include "SdifPrivate.h"
 
 const char* const gSdifErrorLevel[] = {"Fatal Error", "Error", "Warning", "Remark", "Message"};
 
@@ -127,25 +128,16 @@ void SdifKillError(void* error) {
 }
 
 SdifErrorLT* SdifCreateErrorL(SdifFileT* file) {
-    SdifErrorLT* list = static_cast<SdifErrorLT*>(std::malloc(sizeof(SdifErrorLT)));
-    SdifListT* errors = list ? SdifCreateList(SdifKillError) : nullptr;
-    if (!errors) {
-        std::free(list);
-        SDIF_ERROR(nullptr, eAllocFail, "ErrorL allocation");
-        return nullptr;
-    }
-    list->ErrorList = errors;
+    SdifErrorLT* list = SdifCreateOwner(
+        &SdifErrorLT::ErrorList, [] { return SdifCreateList(SdifKillError); }, "ErrorL allocation",
+        SDIF_HERE);
+    if (!list) return nullptr;
     list->SdifF = file;
     return list;
 }
 
 void SdifKillErrorL(SdifErrorLT* list) {
-    if (!list) {
-        SDIF_ERROR(nullptr, eFreeNull, "ErrorL free");
-        return;
-    }
-    SdifKillList(list->ErrorList);
-    std::free(list);
+    SdifKillOwner(list, &SdifErrorLT::ErrorList, SdifKillList, "ErrorL free", SDIF_HERE);
 }
 
 int SdifInsertTailError(SdifErrorLT* list, unsigned int* counters, SdifErrorTagET tag,

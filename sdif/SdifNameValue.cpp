@@ -13,24 +13,20 @@
 #include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 #include "SdifString.h"
+#include "SdifTextSource.h"
 
 namespace {
 
 unsigned int keylen(const char* name) { return (unsigned int)strlen(name) + 1; }
 
-FILE* textstream(SdifFileT* file, int verbose) {
-    return verbose == 't' ? file->TextStream : verbose == 's' ? file->Stream : nullptr;
-}
-
 /* Skip white space and read one character, which must be expected. */
 int expectchar(SdifFileT* file, FILE* f, size_t* nbRead, int expected, const char* label) {
-    int c;
-    while ((c = getc(f)) != EOF && isspace(c)) (*nbRead)++;
+    SdifStreamSource src{f, nbRead};
+    int c = SdifSkipSpace(src);
     if (c == EOF) {
         SdifFReportEof(file, f, SdifSourceName(__FILE__), __LINE__);
         return 0;
     }
-    (*nbRead)++;
     if (c == expected) return 1;
     char text[_SdifStringLen];
     snprintf(text, sizeof text, "Attempt to read '%c' failed, read '%c' (%d) : %s", expected,
@@ -44,58 +40,34 @@ int expectchar(SdifFileT* file, FILE* f, size_t* nbRead, int expected, const cha
 /* ---- pairs ---- */
 
 SdifNameValueT* SdifCreateNameValue(const char* name, const char* value) {
-    SdifNameValueT* nv = (SdifNameValueT*)malloc(sizeof(SdifNameValueT));
-    if (nv) {
-        nv->Name = SdifCopyText(name);
-        nv->Value = SdifCopyText(value);
-        if (nv->Name && nv->Value) return nv;
-        free(nv->Name);
-        free(nv->Value);
-        free(nv);
-    }
-    SDIF_ERROR(nullptr, eAllocFail, "NameValue allocation");
-    return nullptr;
+    return SdifCreateTextPair(&SdifNameValueT::Name, name, &SdifNameValueT::Value, value,
+                              "NameValue allocation", SDIF_HERE);
 }
 
 void SdifKillNameValue(void* nameValue) {
-    SdifNameValueT* nv = (SdifNameValueT*)nameValue;
-    if (!nv) {
-        SDIF_ERROR(nullptr, eFreeNull, "NameValue free");
-        return;
-    }
-    free(nv->Name);
-    free(nv->Value);
-    free(nv);
+    SdifKillTextPair(nameValue, &SdifNameValueT::Name, &SdifNameValueT::Value, "NameValue free",
+                     SDIF_HERE);
 }
 
 /* ---- one table ---- */
 
 SdifNameValueTableT* SdifCreateNameValueTable(SdifUInt4 streamID, unsigned int hashSize,
                                               unsigned int numTable) {
-    SdifNameValueTableT* table = (SdifNameValueTableT*)malloc(sizeof(SdifNameValueTableT));
-    if (!table) {
-        SDIF_ERROR(nullptr, eAllocFail, "NameValueTable allocation");
-        return nullptr;
-    }
-    table->NVHT = SdifCreateHashTable(hashSize ? hashSize : 1, eHashChar, SdifKillNameValue);
-    if (!table->NVHT) {
-        free(table);
-        SDIF_ERROR(nullptr, eAllocFail, "NameValueTable allocation");
-        return nullptr;
-    }
+    SdifNameValueTableT* table = SdifCreateOwner(
+        &SdifNameValueTableT::NVHT,
+        [hashSize] {
+            return SdifCreateHashTable(hashSize ? hashSize : 1, eHashChar, SdifKillNameValue);
+        },
+        "NameValueTable allocation", SDIF_HERE);
+    if (!table) return nullptr;
     table->NumTable = numTable;
     table->StreamID = streamID;
     return table;
 }
 
 void SdifKillNameValueTable(void* nvt) {
-    SdifNameValueTableT* table = (SdifNameValueTableT*)nvt;
-    if (!table) {
-        SDIF_ERROR(nullptr, eFreeNull, "NameValueTable free");
-        return;
-    }
-    SdifKillHashTable(table->NVHT);
-    free(table);
+    SdifKillOwner((SdifNameValueTableT*)nvt, &SdifNameValueTableT::NVHT, SdifKillHashTable,
+                  "NameValueTable free", SDIF_HERE);
 }
 
 SdifNameValueT* SdifNameValueTableGetNV(SdifNameValueTableT* table, const char* name) {
@@ -121,25 +93,18 @@ SdifUInt4 SdifNameValueTableGetStreamID(SdifNameValueTableT* table) { return tab
 /* ---- list of tables ---- */
 
 SdifNameValuesLT* SdifCreateNameValuesL(unsigned int hashSize) {
-    SdifNameValuesLT* list = (SdifNameValuesLT*)malloc(sizeof(SdifNameValuesLT));
-    if (list) list->NVTList = SdifCreateList(SdifKillNameValueTable);
-    if (!list || !list->NVTList) {
-        free(list);
-        SDIF_ERROR(nullptr, eAllocFail, "NameValues List allocation");
-        return nullptr;
-    }
+    SdifNameValuesLT* list = SdifCreateOwner(
+        &SdifNameValuesLT::NVTList, [] { return SdifCreateList(SdifKillNameValueTable); },
+        "NameValues List allocation", SDIF_HERE);
+    if (!list) return nullptr;
     list->CurrNVT = nullptr;
     list->HashSize = hashSize;
     return list;
 }
 
 void SdifKillNameValuesL(SdifNameValuesLT* list) {
-    if (!list) {
-        SDIF_ERROR(nullptr, eFreeNull, "NameValues List free");
-        return;
-    }
-    SdifKillList(list->NVTList);
-    free(list);
+    SdifKillOwner(list, &SdifNameValuesLT::NVTList, SdifKillList, "NameValues List free",
+                  SDIF_HERE);
 }
 
 SdifNameValuesLT* SdifNameValuesLNewTable(SdifNameValuesLT* list, SdifUInt4 streamID) {
@@ -271,7 +236,7 @@ size_t SdifFNameValueLCurrNVTtoSdifString(SdifFileT* file, SdifStringT* string) 
 }
 
 int SdifFGetOneNameValue(SdifFileT* file, int verbose, size_t* nbCharRead) {
-    FILE* f = textstream(file, verbose);
+    FILE* f = SdifFVerboseStream(file, verbose);
     if (!f) return 4;
     char line[_SdifStringLen];
     size_t len = 0;
@@ -311,7 +276,7 @@ int SdifFGetOneNameValue(SdifFileT* file, int verbose, size_t* nbCharRead) {
 namespace {
 
 size_t readnamevaluetable(SdifFileT* file, int verbose) {
-    FILE* f = textstream(file, verbose);
+    FILE* f = SdifFVerboseStream(file, verbose);
     size_t nbRead = 0;
     if (!f) return 0;
     if (!expectchar(file, f, &nbRead, '{', "Begin of NameValue Table declarations")) return nbRead;

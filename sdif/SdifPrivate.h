@@ -72,12 +72,83 @@ void SdifFNotice(SdifFileT* file, const char* text);
 /* SdifDataTypeKnown, its notice about file. */
 int SdifFDataTypeKnown(SdifFileT* file, SdifDataTypeET type);
 
+/* The stream a text reader named by verbose reads: 't' the text stream,
+** 's' the binary one (text in the intermediate chunk form), else none. */
+inline FILE* SdifFVerboseStream(SdifFileT* file, int verbose) {
+    return verbose == 't' ? file->TextStream : verbose == 's' ? file->Stream : nullptr;
+}
+
 /* A malloc'd copy of s; none when memory is out (not reported). */
 char* SdifCopyText(const char* s);
 
 /* Report the end of data met on f as eEof "Sdiffread <position>" (-1
 ** without a stream), from the caller's source file and line. */
 void SdifFReportEof(SdifFileT* file, FILE* f, const char* srcFile, int line);
+
+/* ---- records that own a container or texts ---- */
+
+/* A malloc'd T whose member owns what make() makes, its other fields left
+** to the caller; when either cannot be had, eAllocFail with allocText and
+** none. */
+template <class T, class C, class Make>
+T* SdifCreateOwner(C* T::*member, Make make, const char* allocText, const char* srcFile, int line) {
+    T* record = (T*)std::malloc(sizeof(T));
+    C* made = record ? make() : nullptr;
+    if (!made) {
+        std::free(record);
+        SdifFError(nullptr, eAllocFail, allocText, srcFile, line);
+        return nullptr;
+    }
+    record->*member = made;
+    return record;
+}
+
+/* Free record and, with kill, what its member owns; no record is reported
+** as eFreeNull with freeText. */
+template <class T, class C, class Kill>
+void SdifKillOwner(T* record, C* T::*member, Kill kill, const char* freeText, const char* srcFile,
+                   int line) {
+    if (!record) {
+        SdifFError(nullptr, eFreeNull, freeText, srcFile, line);
+        return;
+    }
+    kill(record->*member);
+    std::free(record);
+}
+
+/* A malloc'd T holding copies of a and b in its members first and second,
+** its other fields left to the caller; when any cannot be had, eAllocFail
+** with allocText and none. */
+template <class T>
+T* SdifCreateTextPair(char* T::*first, const char* a, char* T::*second, const char* b,
+                      const char* allocText, const char* srcFile, int line) {
+    T* record = (T*)std::malloc(sizeof(T));
+    if (record) {
+        record->*first = SdifCopyText(a);
+        record->*second = SdifCopyText(b);
+        if (record->*first && record->*second) return record;
+        std::free(record->*first);
+        std::free(record->*second);
+        std::free(record);
+    }
+    SdifFError(nullptr, eAllocFail, allocText, srcFile, line);
+    return nullptr;
+}
+
+/* Free a record of SdifCreateTextPair; none is reported as eFreeNull with
+** freeText. */
+template <class T>
+void SdifKillTextPair(void* p, char* T::*first, char* T::*second, const char* freeText,
+                      const char* srcFile, int line) {
+    T* record = (T*)p;
+    if (!record) {
+        SdifFError(nullptr, eFreeNull, freeText, srcFile, line);
+        return;
+    }
+    std::free(record->*first);
+    std::free(record->*second);
+    std::free(record);
+}
 
 /* ---- matrix and frame types ----
 ** A matrix type keeps its column definitions in a list, a frame type its

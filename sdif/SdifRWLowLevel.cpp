@@ -15,6 +15,7 @@
 #include "SdifList.h"
 #include "SdifPrivate.h"
 #include "SdifString.h"
+#include "SdifTextSource.h"
 
 /* Created by SdifInitGlobalsKey (SdifHard_OS.cpp) with FreeGlobals as destructor. */
 pthread_key_t tGlobalsKey;
@@ -307,41 +308,6 @@ char* SdifStringToNV(char* s) {
 }
 
 namespace {
-
-/* The tokenisers run on either source; both give characters as 0 to 255
-** and EOF at the end, so answers and character classes agree. */
-struct SdifStreamSource {
-    FILE* f;
-    size_t* nbCharRead;
-    int Get() {
-        int c = std::getc(f);
-        if (c != EOF) ++*nbCharRead;
-        return c;
-    }
-};
-
-struct SdifTextSource {
-    SdifStringT* str;
-    int Get() {
-        return SdifStringIsEOS(str) ? EOF : static_cast<unsigned char>(SdifStringGetC(str));
-    }
-};
-
-inline bool SdifIsSpace(int c) { return c != EOF && std::isspace(c); }
-
-/* strchr would also find the terminating NUL. */
-inline bool SdifIsStop(int c, const char* stopChars) {
-    return c != EOF && c != '\0' && std::strchr(stopChars, c) != nullptr;
-}
-
-/* The first character after white space (consumed), or EOF. */
-template <class Source>
-int SdifSkipSpace(Source& src) {
-    int c;
-    do c = src.Get();
-    while (SdifIsSpace(c));
-    return c;
-}
 
 void SdifReportWordCut(const char* word) { SDIF_ERROR(nullptr, eWordCut, word); }
 

@@ -11,69 +11,11 @@
 #include "SdifPrivate.h"
 #include "SdifRWLowLevel.h"
 #include "SdifString.h"
+#include "SdifTextSource.h"
 
 namespace {
 
 const char* const kStopChars = "{},;:";
-
-/* Characters from a stream or from an SdifStringT, counted. */
-struct TextSource {
-    FILE* f;
-    SdifStringT* s;
-    size_t n;
-};
-
-int nextchar(TextSource* src) {
-    int c;
-    if (src->f) {
-        c = getc(src->f);
-    } else {
-        if (SdifStringIsEOS(src->s)) return EOF;
-        c = (unsigned char)SdifStringGetC(src->s);
-    }
-    if (c != EOF) src->n++;
-    return c;
-}
-
-int skipspace(TextSource* src) {
-    int c;
-    while ((c = nextchar(src)) != EOF && isspace(c)) {
-    }
-    return c;
-}
-
-/* A word after leading white space, ended by white space, a stop character
-** or the end (answered, consumed).  Characters beyond the buffer are read and
-** dropped. */
-int readword(TextSource* src, char* buf, size_t size, const char* stops) {
-    size_t len = 0;
-    int c = skipspace(src);
-    while (c != EOF && !isspace(c) && !strchr(stops, c)) {
-        if (len < size - 1) buf[len++] = (char)c;
-        c = nextchar(src);
-    }
-    buf[len] = '\0';
-    return c;
-}
-
-/* Everything, blanks included, up to a stop character or the end. */
-int readweak(TextSource* src, char* buf, size_t size, const char* stops) {
-    size_t len = 0;
-    int c;
-    while ((c = nextchar(src)) != EOF && !strchr(stops, c))
-        if (len < size - 1) buf[len++] = (char)c;
-    buf[len] = '\0';
-    return c;
-}
-
-/* Skip to the end of a faulty entry; a closing brace is left to end the
-** table. */
-int skipentry(TextSource* src) {
-    int c;
-    while ((c = nextchar(src)) != EOF && c != ';' && c != '}') {
-    }
-    return c;
-}
 
 void expectfailed(SdifFileT* file, int expected, int c, const char* label, int line) {
     char text[_SdifStringLen];
@@ -89,16 +31,24 @@ void expectfailed(SdifFileT* file, int expected, int c, const char* label, int l
 /* What the entry reader answers for the character that ended an entry. */
 int entryend(int c) { return c == EOF ? 4 : c == '}' ? '}' : ';'; }
 
+/* Skip to the end of a faulty entry; a closing brace is left to end the
+** table. */
+template <class Source>
+int skipentry(Source& src) {
+    return SdifSkipUntil(src, ";}");
+}
+
 /* "numID source:treeWay;" */
-int getonestreamid(SdifFileT* file, TextSource* src) {
+template <class Source>
+int getonestreamid(SdifFileT* file, Source& src) {
     char word[_SdifStringLen];
     char source[_SdifStringLen];
     char treeWay[_SdifStringLen];
     char text[_SdifStringLen + 64];
 
-    int c = readword(src, word, sizeof word, kStopChars);
+    int c = SdifReadToken(src, SdifSkipSpace(src), word, sizeof word, kStopChars, false);
     if (word[0] == '\0' && (c == '}' || c == EOF)) return entryend(c);
-    if (c == EOF || !isspace(c)) {
+    if (!SdifIsSpace(c)) {
         snprintf(text, sizeof text, "Wait a space_char after NumId '%s', read char: (%d) '%c'",
                  word, c, c == EOF ? ' ' : c);
         SDIF_ERROR(file, eSyntax, text);
@@ -115,15 +65,15 @@ int getonestreamid(SdifFileT* file, TextSource* src) {
         return entryend(c);
     }
 
-    c = readword(src, source, sizeof source, kStopChars);
-    if (c != EOF && isspace(c)) c = skipspace(src);
+    c = SdifReadToken(src, SdifSkipSpace(src), source, sizeof source, kStopChars, false);
+    if (SdifIsSpace(c)) c = SdifSkipSpace(src);
     if (c != ':') {
         expectfailed(file, ':', c, "Stream ID Source", __LINE__);
         if (c == EOF || c == '}' || c == ';') return entryend(c);
         return entryend(skipentry(src));
     }
 
-    c = readweak(src, treeWay, sizeof treeWay, ";}");
+    c = SdifReadToken(src, src.Get(), treeWay, sizeof treeWay, ";}", true);
     if (c != ';') {
         expectfailed(file, ';', c, "end of Stream ID TreeWay", __LINE__);
         return entryend(c);
@@ -137,29 +87,15 @@ int getonestreamid(SdifFileT* file, TextSource* src) {
 /* ---- entries ---- */
 
 SdifStreamIDT* SdifCreateStreamID(SdifUInt4 numID, const char* source, const char* treeWay) {
-    SdifStreamIDT* sid = (SdifStreamIDT*)malloc(sizeof(SdifStreamIDT));
-    if (sid) {
-        sid->NumID = numID;
-        sid->Source = SdifCopyText(source);
-        sid->TreeWay = SdifCopyText(treeWay);
-        if (sid->Source && sid->TreeWay) return sid;
-        free(sid->Source);
-        free(sid->TreeWay);
-        free(sid);
-    }
-    SDIF_ERROR(nullptr, eAllocFail, "StreamID allocation");
-    return nullptr;
+    SdifStreamIDT* sid = SdifCreateTextPair(&SdifStreamIDT::Source, source, &SdifStreamIDT::TreeWay,
+                                            treeWay, "StreamID allocation", SDIF_HERE);
+    if (sid) sid->NumID = numID;
+    return sid;
 }
 
 void SdifKillStreamID(void* streamID) {
-    SdifStreamIDT* sid = (SdifStreamIDT*)streamID;
-    if (!sid) {
-        SDIF_ERROR(nullptr, eFreeNull, "StreamID free");
-        return;
-    }
-    free(sid->Source);
-    free(sid->TreeWay);
-    free(sid);
+    SdifKillTextPair(streamID, &SdifStreamIDT::Source, &SdifStreamIDT::TreeWay, "StreamID free",
+                     SDIF_HERE);
 }
 
 SdifUInt4 SdifStreamIDEntryGetSID(SdifStreamIDT* entry) { return entry->NumID; }
@@ -169,25 +105,20 @@ char* SdifStreamIDEntryGetTreeWay(SdifStreamIDT* entry) { return entry->TreeWay;
 /* ---- table ---- */
 
 SdifStreamIDTableT* SdifCreateStreamIDTable(unsigned int hashSize) {
-    SdifStreamIDTableT* table = (SdifStreamIDTableT*)malloc(sizeof(SdifStreamIDTableT));
-    if (table)
-        table->SIDHT = SdifCreateHashTable(hashSize ? hashSize : 1, eHashInt4, SdifKillStreamID);
-    if (!table || !table->SIDHT) {
-        free(table);
-        SDIF_ERROR(nullptr, eAllocFail, "StreamIDTable allocation");
-        return nullptr;
-    }
+    SdifStreamIDTableT* table = SdifCreateOwner(
+        &SdifStreamIDTableT::SIDHT,
+        [hashSize] {
+            return SdifCreateHashTable(hashSize ? hashSize : 1, eHashInt4, SdifKillStreamID);
+        },
+        "StreamIDTable allocation", SDIF_HERE);
+    if (!table) return nullptr;
     table->StreamID = _SdifStreamIDTableID;
     return table;
 }
 
 void SdifKillStreamIDTable(SdifStreamIDTableT* table) {
-    if (!table) {
-        SDIF_ERROR(nullptr, eFreeNull, "StreamIDTable free");
-        return;
-    }
-    SdifKillHashTable(table->SIDHT);
-    free(table);
+    SdifKillOwner(table, &SdifStreamIDTableT::SIDHT, SdifKillHashTable, "StreamIDTable free",
+                  SDIF_HERE);
 }
 
 SdifStreamIDT* SdifStreamIDTablePutSID(SdifStreamIDTableT* table, SdifUInt4 numID,
@@ -213,21 +144,14 @@ unsigned int SdifStreamIDTableGetNbData(SdifStreamIDTableT* table) {
 /* ---- text form ---- */
 
 int SdifFGetOneStreamID(SdifFileT* file, int verbose, size_t* nbCharRead) {
-    TextSource src = {verbose == 't'   ? file->TextStream
-                      : verbose == 's' ? file->Stream
-                                       : nullptr,
-                      nullptr, 0};
+    SdifStreamSource src{SdifFVerboseStream(file, verbose), nbCharRead};
     if (!src.f) return 4;
-    int c = getonestreamid(file, &src);
-    *nbCharRead += src.n;
-    return c;
+    return getonestreamid(file, src);
 }
 
 size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
-    TextSource src = {verbose == 't'   ? file->TextStream
-                      : verbose == 's' ? file->Stream
-                                       : nullptr,
-                      nullptr, 0};
+    size_t nbRead = 0;
+    SdifStreamSource src{SdifFVerboseStream(file, verbose), &nbRead};
     if (!src.f) return 0;
     if (verbose == 's')
         SdifFNotice(
@@ -236,11 +160,11 @@ size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
             "Portablity with programs not using the QUENDA SDIF library is not guaranteed.");
     if (file->StreamIDPass) SDIF_ERROR(file, eOnlyOneChunk, "1IDS");
 
-    int c = skipspace(&src);
+    int c = SdifSkipSpace(src);
     if (c != '{') {
         expectfailed(file, '{', c, "Begin of StreamID declarations", __LINE__);
     } else {
-        while ((c = getonestreamid(file, &src)) != '}') {
+        while ((c = getonestreamid(file, src)) != '}') {
             if (c == 4) {
                 SdifFReportEof(file, src.f, SdifSourceName(__FILE__), __LINE__);
                 break;
@@ -248,14 +172,15 @@ size_t SdifFGetAllStreamID(SdifFileT* file, int verbose) {
         }
     }
     file->StreamIDPass = 1;
-    return src.n;
+    return nbRead;
 }
 
 size_t SdifFGetAllStreamIDfromSdifString(SdifFileT* file, SdifStringT* string) {
-    TextSource src = {nullptr, string, 0};
-    while (getonestreamid(file, &src) == ';') {
+    size_t nbRead = 0;
+    SdifTextSource src{string, &nbRead};
+    while (getonestreamid(file, src) == ';') {
     }
-    return src.n;
+    return nbRead;
 }
 
 size_t SdifFStreamIDTableToSdifString(SdifFileT* file, SdifStringT* string) {

@@ -85,6 +85,13 @@ char* SdifCopyText(const char* s);
 ** without a stream), from the caller's source file and line. */
 void SdifFReportEof(SdifFileT* file, FILE* f, const char* srcFile, int line);
 
+/* ---- selection elements ---- */
+
+/* A zero-filled element; none when memory is out (reported). */
+SdifSelectElementT* SdifSelectNewElement(void);
+/* Append a copy of a complete element; 0 when memory is out (reported). */
+int SdifSelectPutElement(SdifListT* list, const SdifSelectElementT& complete);
+
 /* ---- records that own a container or texts ---- */
 
 /* A malloc'd T whose member owns what make() makes, its other fields left

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -15,7 +14,6 @@
 #include "SdifFile.h"
 #include "SdifList.h"
 #include "SdifPrivate.h"
-#include "SdifRWLowLevel.h"
 
 /* ---- elements ---- */
 

@@ -1,13 +1,9 @@
 /* Selections appended to SDIF file names: the separators, the tokeniser and
 ** list parser of the selection text, and a selection's life cycle. */
 #include <algorithm>
-#include <cmath>
 #include <cstdarg>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
-#include <vector>
 
 #include "SdifErrMess.h"
 #include "SdifFile.h"

@@ -252,6 +252,10 @@ class SDIFEntity {
     static void GetFileSignatureSelection(SdifListT* list, SelectionSet<unsigned int>& set);
     // CreateSignatureSelection, keeping "nothing" for an active empty set.
     static void FillSignatureSelection(SdifListT* list, const SelectionSet<unsigned int>& set);
+    // Puts a saved frame or matrix selection back into the file's selection.
+    bool ReestablishSignatureSelection(SdifListT* SdifSelectionT::*list,
+                                       SelectionSet<unsigned int>& highLevel, bool saved,
+                                       const SelectionSet<unsigned int>& savedSet);
     bool RestrictSignatureSelection(SdifListT* list, SelectionSet<unsigned int>& highLevel,
                                     bool savedFlag, const SelectionSet<unsigned int>& saved,
                                     const SelectionSet<unsigned int>& set, bool frames);

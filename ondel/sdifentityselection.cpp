@@ -231,26 +231,29 @@ bool SDIFEntity::ReestablishStreamSelection() {
     return CreateStreamSelection(FileSelection(), mSavedStream);
 }
 
-bool SDIFEntity::ReestablishFrameSelection() {
+// With the frame directory on, the high-level set is cleared instead: the
+// directory selects by itself.
+bool SDIFEntity::ReestablishSignatureSelection(SdifListT* SdifSelectionT::*list,
+                                               SelectionSet<unsigned int>& highLevel, bool saved,
+                                               const SelectionSet<unsigned int>& savedSet) {
     if (!FileSelection()) return false;
     if (mFrameDirEnabled) {
-        mFrameSel = SelectionSet<unsigned int>();
+        highLevel = SelectionSet<unsigned int>();
         return true;
     }
-    if (!mSavedFrameFlag) return false;
-    FillSignatureSelection(FileSelection()->frame, mSavedFrame);
+    if (!saved) return false;
+    FillSignatureSelection(FileSelection()->*list, savedSet);
     return true;
 }
 
+bool SDIFEntity::ReestablishFrameSelection() {
+    return ReestablishSignatureSelection(&SdifSelectionT::frame, mFrameSel, mSavedFrameFlag,
+                                         mSavedFrame);
+}
+
 bool SDIFEntity::ReestablishMatrixSelection() {
-    if (!FileSelection()) return false;
-    if (mFrameDirEnabled) {
-        mMatrixSel = SelectionSet<unsigned int>();
-        return true;
-    }
-    if (!mSavedMatrixFlag) return false;
-    FillSignatureSelection(FileSelection()->matrix, mSavedMatrix);
-    return true;
+    return ReestablishSignatureSelection(&SdifSelectionT::matrix, mMatrixSel, mSavedMatrixFlag,
+                                         mSavedMatrix);
 }
 
 void SDIFEntity::SaveSelections() {

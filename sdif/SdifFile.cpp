@@ -187,7 +187,17 @@ SdifFileT* SdifFOpen(const char* name, SdifFileModeET mode) {
     file->Selection = SdifCreateSelection();
     const char* plain = given;
     if (file->Selection) {
-        const char* cut = SdifGetFilenameAndSelection(given, file->Selection);
+        const char* cut = nullptr;
+        try {
+            cut = SdifGetFilenameAndSelection(given, file->Selection);
+        } catch (...) {
+            // A stop or a report that unwinds (a stop function or an error
+            // callback that throws) takes the half-built object with it.
+            SdifFreeSelection(file->Selection);
+            if (file->Errors) SdifKillErrorL(file->Errors);
+            std::free(file);
+            throw;
+        }
         if (cut) plain = cut;
     }
     file->Name = CopyText(plain);
